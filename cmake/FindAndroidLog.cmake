@@ -1,0 +1,18 @@
+# Android's own liblog: the NDK's, or the one Debian packages (android-liblog-dev),
+# which keeps its header and library apart from the system's.
+find_path(AndroidLog_INCLUDE_DIR android/log.h PATH_SUFFIXES android)
+find_library(AndroidLog_LIBRARY log PATH_SUFFIXES android ${CMAKE_LIBRARY_ARCHITECTURE}/android
+    PATHS /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/android)
+
+include(FindPackageHandleStandardArgs)
+find_package_handle_standard_args(AndroidLog
+    REQUIRED_VARS AndroidLog_LIBRARY AndroidLog_INCLUDE_DIR
+    REASON_FAILURE_MESSAGE "install Debian's android-liblog-dev")
+
+if(AndroidLog_FOUND AND NOT TARGET AndroidLog::log)
+    add_library(AndroidLog::log UNKNOWN IMPORTED)
+    set_target_properties(AndroidLog::log PROPERTIES
+        IMPORTED_LOCATION ${AndroidLog_LIBRARY}
+        INTERFACE_INCLUDE_DIRECTORIES ${AndroidLog_INCLUDE_DIR})
+endif()
+mark_as_advanced(AndroidLog_INCLUDE_DIR AndroidLog_LIBRARY)

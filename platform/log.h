@@ -1,0 +1,37 @@
+// The library's log lines: one format, one gate, written through Android's log.
+//
+// A source unit names its tag once (`constexpr char kLogTag[] = ...`) and
+// writes lines with the macros below. `function` is the operation that the
+// line belongs to, also when the code stands in a helper of it; log readers
+// match on it. The _AT forms take the line number that log readers expect; the
+// others print the source line of the call.
+//
+// Arguments of a debug line are evaluated only when the line is written, so
+// that a line gated off costs one call and formats nothing.
+#pragma once
+
+#include <android/log.h>
+
+#include "platform/tavo_log.h"
+
+// The gate is asked anew for each line: the level may change at any time.
+#define ORVO_LOG_GATE_OPEN(gate) (static_cast<std::uint8_t>(getTavoLogLevel()) >= (gate))
+
+#define ORVO_LOG_LINE(priority, line, function, message, ...)                              \
+    __android_log_print(priority, kLogTag, "%s: %s() %d: " message, kLogTag, function, line, \
+                        ##__VA_ARGS__)
+
+#define ORVO_LOGD_AT(gate, line, function, message, ...)                                \
+    do {                                                                                \
+        if (ORVO_LOG_GATE_OPEN(gate)) {                                                 \
+            ORVO_LOG_LINE(ANDROID_LOG_DEBUG, line, function, message, ##__VA_ARGS__);   \
+        }                                                                               \
+    } while (false)
+
+#define ORVO_LOGE_AT(line, function, message, ...) \
+    ORVO_LOG_LINE(ANDROID_LOG_ERROR, line, function, message, ##__VA_ARGS__)
+
+#define ORVO_LOGD(gate, function, message, ...) \
+    ORVO_LOGD_AT(gate, __LINE__, function, message, ##__VA_ARGS__)
+
+#define ORVO_LOGE(function, message, ...) ORVO_LOGE_AT(__LINE__, function, message, ##__VA_ARGS__)

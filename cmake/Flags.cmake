@@ -1,20 +1,81 @@
-# All compiler and linker flags of the project, as the interface target
-# orvo-flags, and the include root, as orvo-headers.
+# All compiler and linker flags of the project. Targets take them by linking
+# orvo-flags (everything that is built here) and orvo-hidden (the library, whose
+# exports are the two entry functions). orvo-headers is the include root.
 
 option(ORVO_WERROR "Treat compiler warnings as errors" OFF)
+set(ORVO_SANITIZE "" CACHE STRING
+    "Sanitizers to build with: empty, address,undefined or thread")
+option(ORVO_HARDENED_LOCKING
+    "Close the prescribed locking's known hazards (README.md tells the difference)" OFF)
 
 add_library(orvo-headers INTERFACE)
 target_include_directories(orvo-headers INTERFACE ${PROJECT_SOURCE_DIR})
+# Changes the types of members, so whoever includes the headers must agree.
+target_compile_definitions(orvo-headers INTERFACE
+    $<$<BOOL:${ORVO_HARDENED_LOCKING}>:ORVO_HARDENED_LOCKING>)
+
+set(is_clang $<CXX_COMPILER_ID:Clang>)
+set(is_optimised $<NOT:$<CONFIG:Debug>>)
+set(is_shared $<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>)
 
 add_library(orvo-flags INTERFACE)
+
+# Warnings. The packaged libraries' headers are SYSTEM includes, which find_package
+# makes them, and give none.
 target_compile_options(orvo-flags INTERFACE
     -Wall -Wextra -Wshadow -Wconversion -Wformat=2 -Wnon-virtual-dtor -Wold-style-cast
-    -fvisibility=hidden -fvisibility-inlines-hidden
-    -fstack-protector-strong
+    -Woverloaded-virtual -Wundef -Wvla
+    # The log macros rely on ", ##__VA_ARGS__", which clang's -pedantic family
+    # would report at every line; gcc has no such warning outside -pedantic.
+    $<${is_clang}:-Wno-gnu-zero-variadic-macro-arguments>
     $<$<BOOL:${ORVO_WERROR}>:-Werror>
 )
+
+# Hardening, as the device's own build has it.
+target_compile_options(orvo-flags INTERFACE -fstack-protector-strong)
 target_link_options(orvo-flags INTERFACE
     -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack
     -Wl,-z,max-page-size=16384  # devices with 16 KiB pages load it too
     -Wl,--fatal-warnings
 )
+# Objects serve both shared libraries and programs.
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+
+# Undefined symbols are link errors. Not with clang's sanitizers: their runtime
+# is linked into programs alone, so a shared library keeps its references open.
+# Not for Android either: see cmake/AndroidInterfaces.cmake.
+if(NOT ANDROID AND NOT (ORVO_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
+    target_link_options(orvo-flags INTERFACE $<${is_shared}:-Wl,--no-undefined>)
+endif()
+
+if(ORVO_SANITIZE)
+    target_compile_options(orvo-flags INTERFACE
+        -fsanitize=${ORVO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(orvo-flags INTERFACE -fsanitize=${ORVO_SANITIZE})
+else()
+    # Needs the optimiser, and its checked variants hide the calls that the
+    # sanitizers intercept. Undefined first: some compilers preset it.
+    target_compile_options(orvo-flags INTERFACE
+        $<${is_optimised}:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+endif()
+# Checked operator[] and iterators where speed does not count.
+if(ORVO_SANITIZE)
+    target_compile_definitions(orvo-flags INTERFACE _GLIBCXX_ASSERTIONS)
+else()
+    target_compile_definitions(orvo-flags INTERFACE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+endif()
+
+# The locks' annotations (platform/thread_annotations.h) mean something only
+# where the standard library's mutexes carry them too: clang with libc++, which
+# the clang-libcxx preset's toolchain file asks for.
+if(ORVO_LIBCXX)
+    target_compile_options(orvo-flags INTERFACE -Wthread-safety -Werror=thread-safety)
+    target_compile_definitions(orvo-flags INTERFACE _LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS)
+endif()
+
+
+# The framework's libraries export their classes, so this is the library's alone.
+add_library(orvo-hidden INTERFACE)
+target_compile_options(orvo-hidden INTERFACE -fvisibility=hidden -fvisibility-inlines-hidden)

@@ -40,9 +40,9 @@ enum OrvoSetOp : int {
 
 /// Operations of getData.
 enum OrvoGetOp : int {
-    ORVO_GET_FINAL_ENDPOINT = 4,   ///< ms; 0 while the package is not learned.
-    ORVO_GET_SAMPLE_AVERAGE = 5,   ///< ms over the launches stored so far; 0 without any.
-    ORVO_GET_PID = 7,              ///< The last pid found for the package; 1 without one.
+    ORVO_GET_FINAL_ENDPOINT = 4,  ///< ms; 0 while the package is not learned.
+    ORVO_GET_SAMPLE_AVERAGE = 5,  ///< ms over the launches stored so far; 0 without any.
+    ORVO_GET_PID = 7,             ///< The last pid found for the package; 1 without one.
 };
 
 /// Tells the library something. Returns 0, also for what it refuses (the log

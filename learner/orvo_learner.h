@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/hardening.h"
 #include "platform/thread_annotations.h"
 
 class OrvoDBlayer;
@@ -30,7 +31,7 @@ struct EpTriple {
 /// the log. No operation holds two of the mutexes at once.
 class OrvoLearner {
 public:
-    OrvoLearner() = default;
+    OrvoLearner();
 
     // Lifecycle: orvo_learner.cpp.
 
@@ -88,7 +89,7 @@ public:
 
     /// Appends the counts of an FD-info message (layout: feature/orvo.h), on
     /// the host's thread. Blocks its caller for good when there are any.
-    void updatesFDCount(const void* msg) ORVO_NO_THREAD_SAFETY_ANALYSIS;
+    void updatesFDCount(const void* msg);
 
     // Ageing and frequency: frequency_ranking.cpp.
 
@@ -121,16 +122,19 @@ public:
     // Evaluation and decision: stabilisation.cpp.
 
     /// Evaluates the series once and decides the launch's endpoint if it can.
-    /// `vmRssBias` is only logged. Throws std::bad_alloc.
-    void churnForStablizingPoints(std::int32_t vmRssBias, std::int32_t streak);
+    /// `vmRssBias` is only logged. Throws std::bad_alloc. Not analysed: the
+    /// final evaluation reads mFDCount without its lock, by design.
+    void churnForStablizingPoints(std::int32_t vmRssBias,
+                                  std::int32_t streak) ORVO_NO_THREAD_SAFETY_ANALYSIS;
 
     /// Decides from the history of evaluations. The argument is not used.
     void concludeEp(std::int32_t);
 
     // The dump: diagnostics/csv_dump.cpp.
 
-    /// Appends the current evaluation to the package's dump file.
-    void exportToFile();
+    /// Appends the current evaluation to the package's dump file. Not analysed,
+    /// like churnForStablizingPoints.
+    void exportToFile() ORVO_NO_THREAD_SAFETY_ANALYSIS;
 
     /// Appends a marker line to the package's dump file.
     void exportToFile(const char* data, std::int32_t value, const char* appName);
@@ -150,10 +154,85 @@ private:
     void awaitLaunch() ORVO_NO_THREAD_SAFETY_ANALYSIS;
     void learnLaunch();
     bool huntForPid(std::int32_t& pid, double& huntTimeMs);
-    void collectSamples(std::int32_t pid, std::int32_t sampleBudget, std::int32_t streak);
+    void collectSamples(std::int32_t pid, std::int32_t streak);
+    void sampleLoop(std::FILE* statusFile, std::FILE* scoreFile, std::int32_t sampleBudget,
+                    std::int32_t streak);
     void takeSample(std::FILE* statusFile, std::FILE* scoreFile);
     bool evaluatePeriodically(std::uint32_t sampleIndex, std::int32_t streak);
     void concludeLaunch(std::int32_t streak, double huntTimeMs);
+    void recordEndpoint(double huntTimeMs);
     void concludePackage();
     void copyStopRequest();
+
+    // Steps of concludeEp.
+    struct Stability;
+    void concludeSingle();
+    void concludeHistory(Stability& stability);
+    bool isStable(const Stability& stability) const;
+    void concludeByDataUnavailable(const Stability& stability);
+
+    // Steps of exportToFile.
+    std::size_t dumpRows() const ORVO_NO_THREAD_SAFETY_ANALYSIS;
+    void appendDumpRow(std::string& row, std::int64_t index) const ORVO_NO_THREAD_SAFETY_ANALYSIS;
+
+    // The fields stand in their prescribed order; the destructor releases them
+    // in reverse. Who may touch what: the learning thread alone, except where a
+    // lock or an atomic says otherwise, and except that DeInit empties series
+    // and intermediates on a host's thread.
+
+    OrvoDBlayer* mDB;  // not owned; set at construction
+
+    std::vector<std::int32_t> mVmRss;  // kB
+    std::vector<std::int32_t> mOOMScroe;
+    std::vector<std::int32_t> mFDCount ORVO_GUARDED_BY(mDataMutex);
+
+    // Weights by twelfth of a series, oldest first. The first two are the six-
+    // digit decimals of 2^-11 and 2^-10, not the powers: recorded endpoints
+    // were made with them. Only the last is exactly 1.
+    std::vector<float> mAgeTable{0.000488281F, 0.000976563F, 0x1p-9F, 0x1p-8F, 0x1p-7F, 0x1p-6F,
+                                 0x1p-5F,      0x1p-4F,      0x1p-3F, 0x1p-2F, 0x1p-1F, 1.0F};
+
+    // Intermediates of one evaluation, per metric.
+    std::vector<float> VmRssAge;
+    std::vector<float> OOMScroeAge;
+    std::vector<float> FDCountAge;
+    std::vector<std::int32_t> mVmRssTop12;
+    std::vector<std::int32_t> mOOMScroeTop12;
+    std::vector<std::int32_t> mFDCountTop12;
+    std::int32_t mVmRssYoungest = 0;
+    std::int32_t mOOMScroeYoungest = 0;
+    std::int32_t mFDCountYoungest = 0;
+    std::unordered_map<std::int32_t, std::int32_t> mVmRssFreq;
+    std::unordered_map<std::int32_t, std::int32_t> mOOMScroeFreq;
+    std::unordered_map<std::int32_t, std::int32_t> mFDCountFreq;
+    std::int32_t mVmRssEp = 0;  // sample indices
+    std::int32_t mOOMScroeEp = 0;
+    std::int32_t mFDCountEp = 0;
+
+    std::vector<EpTriple> mEpHistory;  // one entry per evaluation of the launch
+    std::atomic<bool> mEpDecided{false};
+    std::int32_t mEpIdx = 0;  // sample index; may hold a candidate below 1
+
+    bool mCsvDumpEnabled = false;
+    std::atomic<std::int32_t> mLaunchEndpoint{0};  // ms; 0 is none
+    std::int32_t mSettlingDuration = 0;            // ms; only logged
+    HardenedAtomic<bool> mAbort{false};            // the thread's copy of mStopRequested
+    std::int32_t mMaxSamples = 2000;               // budget of a long launch
+
+    std::mutex mPidMapMutex;
+    std::string mAppName;
+    std::int32_t mLaunchType = 0;
+    std::int32_t mLaunchSubType = 0;
+    std::unordered_map<std::string, std::int32_t> mPidMap ORVO_GUARDED_BY(mPidMapMutex);
+
+    std::mutex mLaunchMutex;  // the hand-over of a launch
+    std::mutex mStateMutex;   // the stop request
+    DataMutex mDataMutex;     // mFDCount and the periodic evaluation
+    std::condition_variable mLaunchCond;
+    std::atomic<bool> mRunning{false};
+    bool mLaunchPending ORVO_GUARDED_BY(mLaunchMutex) = false;
+    bool mStopRequested ORVO_GUARDED_BY(mStateMutex) = false;
+    std::string mPendingAppName ORVO_GUARDED_BY(mLaunchMutex);
+    std::int32_t mPendingLaunchType ORVO_GUARDED_BY(mLaunchMutex) = 0;
+    std::int32_t mPendingLaunchSubType ORVO_GUARDED_BY(mLaunchMutex) = 0;
 };

@@ -6,8 +6,7 @@
 
 /// a + b modulo 2^32: a signed overflow wraps instead of being undefined.
 constexpr std::int32_t wrappingAdd(std::int32_t a, std::int32_t b) {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) +
-                                     static_cast<std::uint32_t>(b));
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
 }
 
 /// `value` truncated toward zero, or the nearest int32 when it lies outside;

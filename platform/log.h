@@ -11,21 +11,22 @@
 #pragma once
 
 #include <android/log.h>
+#include <cstdint>
 
 #include "platform/tavo_log.h"
 
 // The gate is asked anew for each line: the level may change at any time.
 #define ORVO_LOG_GATE_OPEN(gate) (static_cast<std::uint8_t>(getTavoLogLevel()) >= (gate))
 
-#define ORVO_LOG_LINE(priority, line, function, message, ...)                              \
+#define ORVO_LOG_LINE(priority, line, function, message, ...)                                \
     __android_log_print(priority, kLogTag, "%s: %s() %d: " message, kLogTag, function, line, \
                         ##__VA_ARGS__)
 
-#define ORVO_LOGD_AT(gate, line, function, message, ...)                                \
-    do {                                                                                \
-        if (ORVO_LOG_GATE_OPEN(gate)) {                                                 \
-            ORVO_LOG_LINE(ANDROID_LOG_DEBUG, line, function, message, ##__VA_ARGS__);   \
-        }                                                                               \
+#define ORVO_LOGD_AT(gate, line, function, message, ...)                              \
+    do {                                                                              \
+        if (ORVO_LOG_GATE_OPEN(gate)) {                                               \
+            ORVO_LOG_LINE(ANDROID_LOG_DEBUG, line, function, message, ##__VA_ARGS__); \
+        }                                                                             \
     } while (false)
 
 #define ORVO_LOGE_AT(line, function, message, ...) \
@@ -35,3 +36,14 @@
     ORVO_LOGD_AT(gate, __LINE__, function, message, ##__VA_ARGS__)
 
 #define ORVO_LOGE(function, message, ...) ORVO_LOGE_AT(__LINE__, function, message, ##__VA_ARGS__)
+
+/// Logs the exception being handled, with its text when it is a standard one.
+/// Call it in a catch (...) block only. Two line numbers, as log readers
+/// expect one for either kind.
+void logCaughtException(const char* tag, const char* function, int standardLine,
+                        int unknownLine) noexcept;
+
+#define ORVO_LOG_CAUGHT_AT(standardLine, unknownLine, function) \
+    logCaughtException(kLogTag, function, standardLine, unknownLine)
+
+#define ORVO_LOG_CAUGHT(function) ORVO_LOG_CAUGHT_AT(__LINE__, __LINE__, function)

@@ -7,8 +7,17 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/hardening.h"
 #include "platform/thread_annotations.h"
 #include "store/tavo_db.h"
+
+/// The status record of a package, stored as it is.
+struct AppStatus {
+    std::uint8_t isLearned = 0;  // 0 or 1
+    std::uint8_t reserved[3] = {};
+    std::int32_t launchCount = 0;  // launch events since the row was created
+};
+static_assert(sizeof(AppStatus) == 8, "a stored format");
 
 /// Keeps status, launch endpoints and final endpoint per package in three
 /// tables of the framework's database; orvo_dblayer.cpp describes the rows.
@@ -18,8 +27,6 @@
 /// empty package name gets the operation's failure value at once, in silence.
 class OrvoDBlayer {
 public:
-    OrvoDBlayer() = default;
-
     /// Opens the three tables. Returns 0 when all are open, else -1 with none.
     std::int32_t Init();
 
@@ -56,15 +63,18 @@ public:
 private:
     friend class OrvoDBlayerPeer;  // tests look at the handles
 
+    std::int32_t countLaunchEvent(std::string& appName, AppStatus& status);
+    void markLearned(std::string& appName);
+
     std::string mEpTableName = "OrvoEP";
     std::string mLearningTableName = "OrvoLearning";
     std::string mStatusTableName = "OrvoStatus";
     TavoDB mEpDB;
     TavoDB mLearningDB;
     TavoDB mStatusDB;
-    std::uint32_t mEpHandle = 0;
-    std::uint32_t mLearningHandle = 0;
-    std::uint32_t mStatusHandle = 0;
+    HardenedAtomic<std::uint32_t> mEpHandle{0};
+    HardenedAtomic<std::uint32_t> mLearningHandle{0};
+    HardenedAtomic<std::uint32_t> mStatusHandle{0};
 
     // Final endpoints written during the life of the process. The learning
     // thread writes it while host threads read and erase.

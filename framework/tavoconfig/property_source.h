@@ -1,0 +1,8 @@
+// Where properties come from: the device's own store, or a file elsewhere.
+#pragma once
+
+#include <optional>
+#include <string>
+
+/// The value of the property, or nothing when it is absent or cannot be read.
+std::optional<std::string> readProperty(const std::string& name);

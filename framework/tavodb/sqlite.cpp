@@ -1,0 +1,83 @@
+// The calls into SQLite, and the one place that judges their result codes.
+#include "framework/tavodb/sqlite.h"
+
+#include <filesystem>
+
+#include "framework/tavodb/log_tag.h"
+#include "platform/log.h"
+
+namespace tavodb {
+namespace {
+
+// Longer than any writer's single transaction, also on slow flash.
+constexpr int kBusyTimeoutMs = 5000;
+
+Outcome judge(sqlite3* database, int code, const char* doing) {
+    const int primaryCode = code & 0xff;
+    if (primaryCode == SQLITE_ROW) return Outcome::kRow;
+    if (primaryCode == SQLITE_OK || primaryCode == SQLITE_DONE) return Outcome::kDone;
+    const char* path = database ? sqlite3_db_filename(database, "main") : nullptr;
+    ORVO_LOGE("judge", "%s: %s (code %d) at: %s", path ? path : "-", sqlite3_errmsg(database), code,
+              doing);
+    return Outcome::kFailed;
+}
+
+}  // namespace
+
+bool Connection::open(const std::string& path, Access access) {
+    // Absolute, for ":memory:", "" and "file:..." mean something else to SQLite.
+    std::error_code error;
+    const std::string file = std::filesystem::absolute(path, error).string();
+    if (error || file.find('\0') != std::string::npos) {
+        ORVO_LOGE("open", "not a usable path: %s", path.c_str());
+        return false;
+    }
+    const int flags = access == Access::kReadOnly ? SQLITE_OPEN_READONLY
+                                                  : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+    sqlite3* handle = nullptr;
+    const int code = sqlite3_open_v2(file.c_str(), &handle, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+    mHandle.reset(handle);
+    if (judge(handle, code, ("open " + file).c_str()) == Outcome::kFailed) return false;
+    sqlite3_extended_result_codes(handle, 1);
+    sqlite3_busy_timeout(handle, kBusyTimeoutMs);
+    return true;
+}
+
+bool Connection::execute(const std::string& sql) {
+    const int code = sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr);
+    return judge(handle(), code, sql.c_str()) != Outcome::kFailed;
+}
+
+bool Connection::fileIsGone() const {
+    int moved = 0;
+    const int code = sqlite3_file_control(handle(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+    return code == SQLITE_OK && moved != 0;
+}
+
+bool Statement::prepare(const Connection& connection, const std::string& sql) {
+    sqlite3_stmt* statement = nullptr;
+    const int code = sqlite3_prepare_v3(connection.handle(), sql.c_str(), -1,
+                                        SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+    mHandle.reset(statement);
+    return judge(connection.handle(), code, sql.c_str()) != Outcome::kFailed;
+}
+
+bool Statement::bind(int index, const void* data, std::uint64_t size) {
+    // A null pointer would bind SQL's NULL, which is not a value of length 0.
+    const void* bytes = data ? data : "";
+    const int code = sqlite3_bind_blob64(mHandle.get(), index, bytes, size, SQLITE_STATIC);
+    return judge(sqlite3_db_handle(mHandle.get()), code, sqlite3_sql(mHandle.get())) !=
+           Outcome::kFailed;
+}
+
+Outcome Statement::step() {
+    const int code = sqlite3_step(mHandle.get());
+    return judge(sqlite3_db_handle(mHandle.get()), code, sqlite3_sql(mHandle.get()));
+}
+
+Bytes Statement::column(int index) {
+    const void* data = sqlite3_column_blob(mHandle.get(), index);
+    return {data, static_cast<std::size_t>(sqlite3_column_bytes(mHandle.get(), index))};
+}
+
+}  // namespace tavodb

@@ -1,0 +1,6 @@
+// SecFloat as plain float arithmetic.
+#include "platform/sec_float.h"
+
+float SecFloat::Multiply(float a, float b) {
+    return a * b;
+}

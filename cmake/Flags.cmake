@@ -45,7 +45,7 @@ check_pie_supported(LANGUAGES CXX)
 
 # Undefined symbols are link errors. Not with clang's sanitizers: their runtime
 # is linked into programs alone, so a shared library keeps its references open.
-# Not for Android either: see cmake/AndroidInterfaces.cmake.
+# Not for Android either: see cmake/DeviceLibraries.cmake.
 if(NOT ANDROID AND NOT (ORVO_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
     target_link_options(orvo-flags INTERFACE $<${is_shared}:-Wl,--no-undefined>)
 endif()

@@ -1,8 +1,15 @@
-# AArch64 Linux: Debian's cross compiler against Debian's arm64 libraries, which
-# scripts/install-deps unpacks into a folder of their own, and qemu's user-mode
-# emulator to run the results.
+# AArch64 Linux: Debian's cross compiler, Debian's arm64 libraries as
+# scripts/install-deps unpacks them, and qemu to run the results.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
+
+# Libraries come from there alone; header-only packages are this machine's.
+get_filename_component(arm64_root ${CMAKE_CURRENT_LIST_DIR}/../../build/arm64-root ABSOLUTE)
+set(CMAKE_FIND_ROOT_PATH ${arm64_root})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/run-aarch64)

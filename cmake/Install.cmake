@@ -1,0 +1,34 @@
+# The install target: libraries, programs, and what a host needs to build
+# against the library: its header, a CMake package and a pkg-config file.
+include(CMakePackageConfigHelpers)
+
+set(libraries zorv-orvo tavodb tavoconfig tavo-log zorv-util)
+set(programs orvo-host orvo-sample-app)
+get_filename_component(liblog_dir ${AndroidLog_LIBRARY} DIRECTORY)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zorv-orvo)
+
+# Programs and libraries find each other wherever the whole is put; liblog has
+# a folder of its own that the loader does not search.
+set_target_properties(${libraries} PROPERTIES
+    INSTALL_RPATH "$ORIGIN;${liblog_dir}")
+set_target_properties(${programs} PROPERTIES
+    INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};${liblog_dir}")
+
+install(TARGETS ${libraries} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS ${programs} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES feature/orvo.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvo)
+
+configure_package_config_file(cmake/package/zorv-orvo-config.cmake.in
+    ${PROJECT_BINARY_DIR}/package/zorv-orvo-config.cmake
+    INSTALL_DESTINATION ${package_dir}
+    PATH_VARS CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_INCLUDEDIR)
+write_basic_package_version_file(
+    ${PROJECT_BINARY_DIR}/package/zorv-orvo-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+    ${PROJECT_BINARY_DIR}/package/zorv-orvo-config.cmake
+    ${PROJECT_BINARY_DIR}/package/zorv-orvo-config-version.cmake
+    DESTINATION ${package_dir})
+
+configure_file(cmake/package/zorv-orvo.pc.in ${PROJECT_BINARY_DIR}/package/zorv-orvo.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/package/zorv-orvo.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

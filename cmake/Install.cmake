@@ -4,13 +4,12 @@ include(CMakePackageConfigHelpers)
 
 set(libraries zorv-orvo tavodb tavoconfig tavo-log zorv-util)
 set(programs orvo-host orvo-sample-app)
-get_filename_component(liblog_dir ${AndroidLog_LIBRARY} DIRECTORY)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zorv-orvo)
 
-# Programs and libraries find each other wherever the whole is put; liblog has
-# a folder of its own that the loader does not search.
-set_target_properties(${libraries} PROPERTIES
-    INSTALL_RPATH "$ORIGIN;${liblog_dir}")
+# Programs and libraries find each other wherever the whole is put, and liblog
+# in the folder of its own, which the loader does not search.
+set(liblog_dir /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/android)
+set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN;${liblog_dir}")
 set_target_properties(${programs} PROPERTIES
     INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};${liblog_dir}")
 
@@ -29,6 +28,8 @@ install(FILES
     ${PROJECT_BINARY_DIR}/package/zorv-orvo-config-version.cmake
     DESTINATION ${package_dir})
 
+# The file tells where the prefix is from where it stands, so a tree may be moved.
+file(RELATIVE_PATH prefix_from_pc /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/package/zorv-orvo.pc.in ${PROJECT_BINARY_DIR}/package/zorv-orvo.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/package/zorv-orvo.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -149,7 +149,7 @@ std::int32_t OrvoLearner::calculateEndp(std::int32_t naturalResidency,
         const auto tolerance = static_cast<float>(evalCritera);
         std::int32_t run = 0;
         for (std::int32_t i = 0; i < size; ++i) {
-            const float value = static_cast<float>(data[static_cast<std::size_t>(i)]);
+            const auto value = static_cast<float>(data[static_cast<std::size_t>(i)]);
             const float difference = calcDiffPercentage(value, target);
             if (i > startAfter && difference < tolerance) {
                 // A run too short still leaves its start as the fallback.

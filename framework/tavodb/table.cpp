@@ -80,8 +80,8 @@ std::int32_t Table::readAll(const std::string& key, std::uint64_t size,
     if (!mSelect.bind(1, key)) return kFailure;
     buffer.clear();
     std::int32_t rows = 0;
-    Outcome outcome;
-    for (; (outcome = mSelect.step()) == Outcome::kRow; ++rows) {
+    Outcome outcome = mSelect.step();
+    for (; outcome == Outcome::kRow; outcome = mSelect.step()) {
         const Bytes value = mSelect.column(0);
         if (value.size != size) {
             ORVO_LOGE("readAll", "a value of %zu bytes where %" PRIu64 " are asked for", value.size,
@@ -90,6 +90,7 @@ std::int32_t Table::readAll(const std::string& key, std::uint64_t size,
         }
         const auto* bytes = static_cast<const unsigned char*>(value.data);
         buffer.insert(buffer.end(), bytes, bytes + value.size);
+        ++rows;
     }
     return outcome == Outcome::kDone ? rows : kFailure;
 }

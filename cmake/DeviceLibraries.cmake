@@ -12,3 +12,4 @@ add_library(SQLite::SQLite3 ALIAS sqlite)
 
 # The NDK forbids undefined symbols by default.
 target_link_options(orvo-flags INTERFACE -Wl,-z,undefs)
+set(CMAKE_SKIP_RPATH ON)  # on the device everything lies in the loader's folders

@@ -1,7 +1,9 @@
 // The calls into SQLite, and the one place that judges their result codes.
 #include "framework/tavodb/sqlite.h"
 
+#include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "framework/tavodb/log_tag.h"
 #include "platform/log.h"
@@ -11,6 +13,7 @@ namespace {
 
 // Longer than any writer's single transaction, also on slow flash.
 constexpr int kBusyTimeoutMs = 5000;
+constexpr int kRetryMs = 5;
 
 Outcome judge(sqlite3* database, int code, const char* doing) {
     const int primaryCode = code & 0xff;
@@ -32,6 +35,11 @@ bool Connection::open(const std::string& path, Access access) {
         ORVO_LOGE("open", "not a usable path: %s", path.c_str());
         return false;
     }
+    // SQLite takes a file of one byte for an empty one and would overwrite it.
+    if (std::filesystem::file_size(file, error) == 1) {
+        ORVO_LOGE("open", "%s: file is not a database", file.c_str());
+        return false;
+    }
     const int flags = access == Access::kReadOnly ? SQLITE_OPEN_READONLY
                                                   : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
     sqlite3* handle = nullptr;
@@ -44,7 +52,16 @@ bool Connection::open(const std::string& path, Access access) {
 }
 
 bool Connection::execute(const std::string& sql) {
-    const int code = sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr);
+    // SQLite does not wait for every lock by itself: of two processes that turn
+    // the same file to write-ahead logging, one is sent away at once.
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyTimeoutMs);
+    int code;
+    while (((code = sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr)) & 0xff) ==
+               SQLITE_BUSY &&
+           std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(kRetryMs));
+    }
     return judge(handle(), code, sql.c_str()) != Outcome::kFailed;
 }
 

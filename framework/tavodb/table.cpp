@@ -19,8 +19,9 @@ std::mutex gWritersTurn;
 // A write that has returned must survive a killed process and a power cut:
 // the write-ahead log, flushed at each commit.
 bool setDurable(Connection& connection) {
+    if (!connection.execute("PRAGMA journal_mode = WAL")) return false;
     Statement journal;
-    if (!journal.prepare(connection, "PRAGMA journal_mode = WAL")) return false;
+    if (!journal.prepare(connection, "PRAGMA journal_mode")) return false;
     if (journal.step() != Outcome::kRow) return false;
     const Bytes mode = journal.column(0);
     if (std::string(static_cast<const char*>(mode.data), mode.size) != "wal") {

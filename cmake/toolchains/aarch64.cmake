@@ -1,5 +1,5 @@
 # AArch64 Linux: Debian's cross compiler, Debian's arm64 libraries as
-# scripts/install-deps unpacks them, and qemu to run the results.
+# scripts/install-deps unpacks them, and qemu to run the results (scripts/with-aarch64).
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
@@ -11,5 +11,3 @@ get_filename_component(arm64_root ${CMAKE_CURRENT_LIST_DIR}/../../build/arm64-ro
 set(CMAKE_FIND_ROOT_PATH ${arm64_root})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-
-set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/run-aarch64)

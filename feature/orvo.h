@@ -2,7 +2,7 @@
 //
 // Threads      Both may be called from any thread at any time, concurrently.
 //              The library runs one thread of its own from the initialise
-//              operation on; nothing wakes, joins or detaches it.
+//              operation on; the shut-down operation neither wakes nor joins it.
 // Ownership    The caller owns the name and the message; both are only read
 //              during the call. Messages need no alignment.
 // Failure      Return values and log lines only; nothing throws across.
@@ -28,8 +28,9 @@ enum OrvoSetOp : int {
     ORVO_SET_STOP = 2,   ///< Abandon the launch being learned.
     ORVO_SET_ERASE = 3,  ///< Forget everything learned of the package.
     /// Open-descriptor counts. `msg`: a uint16 count, two bytes of padding,
-    /// then that many int32. A message with entries blocks its caller for good
-    /// (see updatesFDCount in learner/orvo_learner.h); do not send one.
+    /// then that many int32. In the default build a message with entries blocks
+    /// its caller for good (updatesFDCount in learner/orvo_learner.h says why):
+    /// do not send one. The hardened build takes them.
     ORVO_SET_FD_INFO = 6,
     /// Open the store and start learning; once per process. Name and message
     /// are not looked at. Returns -1 when the thread cannot be created.

@@ -21,29 +21,35 @@ float stepDifference(std::int32_t previous, std::int32_t current) {
                                            static_cast<float>(previous));
 }
 
-std::string diffListText(const std::vector<std::int32_t>& top) {
-    std::string text;
+std::vector<float> stepDifferences(const std::vector<std::int32_t>& top) {
+    std::vector<float> differences;
     std::int32_t previous = 0;
     for (const std::int32_t current : top) {
+        differences.push_back(stepDifference(previous, current));
+        previous = current;
+    }
+    return differences;
+}
+
+std::string diffListText(const std::vector<std::int32_t>& top,
+                         const std::vector<float>& differences) {
+    std::string text;
+    std::int32_t previous = 0;
+    for (std::size_t i = 0; i < top.size(); ++i) {
         if (previous == 0) {
             text += "0 ";
         } else {
-            text += std::to_string(current) + "-  " + std::to_string(previous) + " = " +
-                    std::to_string(stepDifference(previous, current)) + " ";
+            text += std::to_string(top[i]) + "-  " + std::to_string(previous) + " = " +
+                    std::to_string(differences[i]) + " ";
         }
-        previous = current;
+        previous = top[i];
     }
     return text;
 }
 
-bool allClose(const std::vector<std::int32_t>& top) {
-    std::int32_t previous = 0;
-    for (const std::int32_t current : top) {
-        // Written so that not-a-number counts as not close.
-        if (!(stepDifference(previous, current) <= kClosePercent)) return false;
-        previous = current;
-    }
-    return true;
+// Not-a-number counts as not close.
+bool isClose(float difference) {
+    return difference <= kClosePercent;
 }
 
 /// The summed weights of the points that equal `value`, cut to an integer at
@@ -54,7 +60,7 @@ std::int32_t ageOf(std::int32_t value, const std::vector<std::int32_t>& dataPt,
     std::int32_t age = 0;
     for (std::size_t j = 0; j < dataPt.size(); ++j) {
         if (dataPt[j] != value) continue;
-        age = static_cast<std::int32_t>(elemAges.at(j) + static_cast<float>(age));
+        age = saturatingInt32(elemAges.at(j) + static_cast<float>(age));
     }
     return age;
 }
@@ -86,8 +92,8 @@ std::int32_t lastSkippedIndex(const std::vector<std::int32_t>& data, std::int32_
     const std::int32_t firstIdx = found != data.end()
                                       ? static_cast<std::int32_t>(found - data.begin())
                                       : halvingLowerBound(data, target);
-    if (firstIdx <= peakIdx) return -1;
-    return peak != data.end() && *peak == target ? -1 : peakIdx;
+    // A later first occurrence also means that the peak is not the target.
+    return firstIdx > peakIdx ? peakIdx : -1;
 }
 
 }  // namespace
@@ -112,10 +118,10 @@ std::int32_t OrvoLearner::getYoungest(std::vector<std::int32_t> top,
                       static_cast<unsigned long>(dataPt.size()));
             return 0;
         }
-        ORVO_LOGD(3, "getYoungest", "diffList %s", diffListText(top).c_str());
-        const bool close = allClose(top);
+        const std::vector<float> differences = stepDifferences(top);
+        ORVO_LOGD(3, "getYoungest", "diffList %s", diffListText(top, differences).c_str());
         if (top.empty()) return 0;
-        if (close) {
+        if (std::all_of(differences.begin(), differences.end(), isClose)) {
             const auto [smallest, largest] = std::minmax_element(top.begin(), top.end());
             ORVO_LOGD(3, "getYoungest", "setMinAsFreq True min  %d\n", *smallest);
             return wrappingAdd(*smallest, *largest) / 2;

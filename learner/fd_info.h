@@ -17,6 +17,6 @@ inline std::int32_t fdInfoEntry(const void* msg, int index) {
     constexpr int kEntriesOffset = 4;
     std::int32_t entry = 0;
     const auto* entries = static_cast<const char*>(msg) + kEntriesOffset;
-    std::memcpy(&entry, entries + static_cast<std::ptrdiff_t>(index) * 4, sizeof(entry));
+    std::memcpy(&entry, entries + static_cast<std::size_t>(index) * sizeof(entry), sizeof(entry));
     return entry;
 }

@@ -77,7 +77,7 @@ void OrvoLearner::learnLaunch() {
     mSettlingDuration = kLaunchSettlingMs;
     ORVO_LOGD(3, "statsCollector", "Settling Duration = %d", mSettlingDuration);
 
-    std::int32_t pid = -1;
+    std::int32_t pid = 0;
     double huntTimeMs = 0.0;
     if (!huntForPid(pid, huntTimeMs)) return;
 
@@ -201,7 +201,7 @@ void OrvoLearner::concludePackage() {
         ORVO_LOGD(4, "statsCollector", "Found sample for %s = %d", mAppName.c_str(), sample);
         sum += static_cast<float>(sample);
     }
-    mDB->writeFinalEP(mAppName, saturatingInt32(sum / 5.0F));
+    mDB->writeFinalEP(mAppName, saturatingInt32(sum / static_cast<float>(kSamplesPerConclusion)));
     mDB->deleteAppSamples(mAppName);
 }
 

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <stdio_ext.h>
+#include <unistd.h>
 
 #include "learner/fd_info.h"
 #include "learner/log_tag.h"
@@ -14,12 +15,14 @@ namespace {
 constexpr std::size_t kLineSize = 150;
 constexpr std::size_t kSeriesMax = 2000;  // the budget of a long launch
 
-/// Back to the start of a procfs file for a fresh copy. A read-only stream is
-/// only moved inside its filled buffer by fseek, and would repeat the first
-/// sample for ever; so the buffer is thrown away first.
+/// Back to the start of a procfs file for a fresh copy. fseek alone moves a
+/// read-only stream inside its filled buffer and repeats the first sample for
+/// ever. It may do so even after __fpurge, namely where the reader stopped at
+/// the very end of the buffer; so the descriptor itself is moved.
 void rewindFresh(std::FILE* file) {
     __fpurge(file);
-    std::fseek(file, 0, SEEK_SET);
+    std::clearerr(file);
+    lseek(fileno(file), 0, SEEK_SET);
 }
 
 void appendCapped(std::vector<std::int32_t>& series, std::int32_t value) {
@@ -117,8 +120,9 @@ void OrvoLearner::insertFDCount(std::int32_t value) {
 }
 
 // Holds mDataMutex while insertFDCount takes it again: with the plain mutex a
-// message with entries blocks its caller for good. Hosts were built against
-// that and send none; only the hardened build's recursive mutex lets it pass.
+// message with entries blocks its caller for good. This order of locks is what
+// the framework was built against; only the hardened build's recursive mutex
+// lets such a message pass.
 void OrvoLearner::updatesFDCount(const void* msg) {
     const std::lock_guard<DataMutex> lock(mDataMutex);
     // Error priority, so that it always shows.

@@ -27,8 +27,8 @@ struct EpTriple {
 ///
 /// The learning thread runs statsCollector; host threads hand it launches and
 /// stop requests through OrvoFeature, push descriptor counts and ask for pids.
-/// No operation lets an exception out unless it says so; what it caught is in
-/// the log. No operation holds two of the mutexes at once.
+/// The operations of a launch catch what goes wrong in them and log it, except
+/// where they say so. No operation holds two of the mutexes at once.
 class OrvoLearner {
 public:
     OrvoLearner();
@@ -50,8 +50,9 @@ public:
 
     // The learning loop: learning_loop.cpp.
 
-    /// The body of the learning thread. Returns 0 once DeInit was called and
-    /// the launch taken after or before that has run to its end.
+    /// The body of the learning thread. Returns 0 at the end of the first launch
+    /// that ends after DeInit was called. An allocation that fails while a
+    /// launch is taken over ends the process.
     int statsCollector();
 
     // Finding the launched process: process_discovery.cpp. A pid below 1 means
@@ -87,8 +88,9 @@ public:
     void insertOMMScroe(std::int32_t value);
     void insertFDCount(std::int32_t value);
 
-    /// Appends the counts of an FD-info message (layout: feature/orvo.h), on
-    /// the host's thread. Blocks its caller for good when there are any.
+    /// Appends the counts of an FD-info message (learner/fd_info.h), on the
+    /// host's thread. In the default build it blocks its caller for good when
+    /// there are any.
     void updatesFDCount(const void* msg);
 
     // Ageing and frequency: frequency_ranking.cpp.
@@ -106,7 +108,8 @@ public:
 
     // Youngest points and endpoints: endpoint_calculation.cpp.
 
-    /// The difference of a from b in percent of b; of 1 where |b| <= 1.
+    /// The difference of a from b in percent of b; of 1 where |b| <= 1. Lets
+    /// out what SecFloat throws.
     static float calcDiffPercentage(float a, float b);
 
     /// The value at which the series settles, chosen among `top`; 0 without one.
@@ -175,16 +178,16 @@ private:
     std::size_t dumpRows() const ORVO_NO_THREAD_SAFETY_ANALYSIS;
     void appendDumpRow(std::string& row, std::int64_t index) const ORVO_NO_THREAD_SAFETY_ANALYSIS;
 
-    // The fields stand in their prescribed order; the destructor releases them
-    // in reverse. Who may touch what: the learning thread alone, except where a
-    // lock or an atomic says otherwise, and except that DeInit empties series
-    // and intermediates on a host's thread.
+    // The order of the fields is kept: the destructor releases them in reverse.
+    // Who may touch what: the learning thread alone, except where a lock or an
+    // atomic says otherwise, and except that DeInit empties series and
+    // intermediates on a host's thread.
 
     OrvoDBlayer* mDB;  // not owned; set at construction
 
     std::vector<std::int32_t> mVmRss;  // kB
     std::vector<std::int32_t> mOOMScroe;
-    std::vector<std::int32_t> mFDCount ORVO_GUARDED_BY(mDataMutex);
+    std::vector<std::int32_t> mFDCount ORVO_GUARDED_BY_DATA(mDataMutex);
 
     // Weights by twelfth of a series, oldest first. The first two are the six-
     // digit decimals of 2^-11 and 2^-10, not the powers: recorded endpoints

@@ -1,5 +1,4 @@
 // Finding the process that a launch started, and remembering its pid.
-#include <cstring>
 #include <exception>
 #include <fstream>
 #include <sstream>
@@ -14,6 +13,7 @@
 namespace {
 
 constexpr char kTasksPath[] = "/dev/cpuset/top-app/tasks";
+constexpr char kMapFailure[] = "Caught Exception";
 constexpr int kScansPerCall = 5;
 constexpr useconds_t kScanDelayUs = 200'000;  // lets the process join the cpuset
 
@@ -103,10 +103,8 @@ void OrvoLearner::setPidOnMap(std::string& appName, std::int32_t pid) {
     try {
         const std::lock_guard<std::mutex> lock(mPidMapMutex);
         mPidMap[appName] = pid;
-    } catch (const std::exception& e) {
-        ORVO_LOGE_AT(252, "setPidOnMap", "exception %s\n", e.what());
     } catch (...) {
-        ORVO_LOGE_AT(254, "setPidOnMap", "Caught Exception");
+        logCaughtException(kLogTag, "setPidOnMap", 252, 254, kMapFailure);
     }
 }
 
@@ -119,10 +117,8 @@ std::int32_t OrvoLearner::getPidFromMap(std::string& appName) {
         ORVO_LOGD_AT(3, 264, "getPidFromMap", "Finding pid for %s found %d\n", appName.c_str(),
                      found ? 1 : 0);
         return found ? entry->second : -1;
-    } catch (const std::exception& e) {
-        ORVO_LOGE_AT(269, "getPidFromMap", "exception %s\n", e.what());
     } catch (...) {
-        ORVO_LOGE_AT(271, "getPidFromMap", "Caught Exception");
+        logCaughtException(kLogTag, "getPidFromMap", 269, 271, kMapFailure);
     }
     return -1;
 }

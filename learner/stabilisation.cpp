@@ -137,8 +137,8 @@ bool OrvoLearner::isStable(const Stability& stability) const {
            stability.metricsWithCountFrom(kSingleMetricStreak) >= 1;
 }
 
-// Where two metrics had no data, the third alone may decide, except for a long
-// launch, which has more evaluations to come.
+// The last comparison found exactly one metric stable: that one decides, except
+// for a long launch, which has more evaluations to come.
 void OrvoLearner::concludeByDataUnavailable(const Stability& stability) {
     if (mEpIdx > 0 || mLaunchType == kLongLaunchType) return;
     if (stability.metricsWithCountFrom(1) != 1) return;

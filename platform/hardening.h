@@ -10,16 +10,25 @@
 #include <atomic>
 #include <mutex>
 
+#include "platform/thread_annotations.h"
+
 #ifdef ORVO_HARDENED_LOCKING
 
 using DataMutex = std::recursive_mutex;
 
-/// Locks where only the hardened build does.
-using HardeningLock = std::lock_guard<DataMutex>;
+/// Locks where only the hardened build does. A type of its own, for clang's
+/// analysis would take std::lock_guard's for a second, forbidden acquisition.
+struct HardeningLock {
+    explicit HardeningLock(DataMutex& mutex) : mLock(mutex) {}
+    std::lock_guard<DataMutex> mLock;
+};
 
 /// A field that the shut-down operation and the learning thread both touch.
 template <typename T>
 using HardenedAtomic = std::atomic<T>;
+
+// libc++ does not annotate its recursive mutex.
+#define ORVO_GUARDED_BY_DATA(mutex)
 
 #else
 
@@ -31,5 +40,7 @@ struct HardeningLock {
 
 template <typename T>
 using HardenedAtomic = T;
+
+#define ORVO_GUARDED_BY_DATA(mutex) ORVO_GUARDED_BY(mutex)
 
 #endif

@@ -39,9 +39,9 @@
 
 /// Logs the exception being handled, with its text when it is a standard one.
 /// Call it in a catch (...) block only. Two line numbers, as log readers
-/// expect one for either kind.
-void logCaughtException(const char* tag, const char* function, int standardLine,
-                        int unknownLine) noexcept;
+/// expect one for either kind; `unknown` is the message of the other kind.
+void logCaughtException(const char* tag, const char* function, int standardLine, int unknownLine,
+                        const char* unknown = "unknown exception\n") noexcept;
 
 #define ORVO_LOG_CAUGHT_AT(standardLine, unknownLine, function) \
     logCaughtException(kLogTag, function, standardLine, unknownLine)

@@ -33,11 +33,6 @@ bool openTable(TavoDB& db, const std::string& name, HardenedAtomic<std::uint32_t
     return ok;
 }
 
-void closeTable(TavoDB& db, HardenedAtomic<std::uint32_t>& handle) {
-    db.DBclose(handle);
-    handle = 0;
-}
-
 }  // namespace
 
 OrvoDBlayer OrvoDBlayer::mOrvoDB;
@@ -50,13 +45,16 @@ std::int32_t OrvoDBlayer::Init() {
     }
     if (!openTable(mLearningDB, mLearningTableName, mLearningHandle)) {
         ORVO_LOGE("Init", "Could not open DB:%s", mLearningTableName.c_str());
-        closeTable(mStatusDB, mStatusHandle);
+        mStatusDB.DBclose(mStatusHandle);
+        mStatusHandle = 0;
         return -1;
     }
     if (!openTable(mEpDB, mEpTableName, mEpHandle)) {
         ORVO_LOGE("Init", "Could not open DB:%s", mEpTableName.c_str());
-        closeTable(mStatusDB, mStatusHandle);
-        closeTable(mLearningDB, mLearningHandle);
+        mStatusDB.DBclose(mStatusHandle);
+        mLearningDB.DBclose(mLearningHandle);
+        mLearningHandle = 0;
+        mStatusHandle = 0;
         return -1;
     }
     return 0;
@@ -67,9 +65,12 @@ void OrvoDBlayer::DeInit() {
         const std::lock_guard<std::mutex> lock(mFinalEpCacheMutex);
         mFinalEpCache.clear();
     }
-    closeTable(mEpDB, mEpHandle);
-    closeTable(mLearningDB, mLearningHandle);
-    closeTable(mStatusDB, mStatusHandle);
+    mEpDB.DBclose(mEpHandle);
+    mLearningDB.DBclose(mLearningHandle);
+    mStatusDB.DBclose(mStatusHandle);
+    mEpHandle = 0;
+    mLearningHandle = 0;
+    mStatusHandle = 0;
 }
 
 std::int32_t OrvoDBlayer::checkStatus(std::string& appName, bool countLaunch, bool& learned,

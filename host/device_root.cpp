@@ -1,0 +1,259 @@
+// The private root in which the library finds a device's paths.
+#include "host/device_root.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sys/wait.h>
+
+#include "host/command.h"
+#include "host/device_root_mounts.h"
+#include "host/exit_code.h"
+#include "host/kernel_cpuset.h"
+#include "host/task_list.h"
+#include "host/unique_fd.h"
+
+namespace host {
+namespace {
+
+constexpr const char* kCpusetFolder = "/dev/cpuset";
+constexpr const char* kDumpFolder = "/data/vendor/lm";
+
+// Set for the program inside: "READY ERRORS IGNORED", two descriptors and a
+// mask of signals.
+constexpr const char* kArrivalVariable = "ORVO_DEVICE_ROOT";
+bool hasArrived = false;
+
+constexpr int kForwardedSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
+bool exists(const char* path) {
+    return access(path, F_OK) == 0;
+}
+
+// --- Around the root: the process that stays outside and passes signals on.
+
+volatile std::sig_atomic_t insidePid = 0;
+volatile std::sig_atomic_t pendingSignal = 0;
+
+void forwardSignal(int signal, siginfo_t* info, void*) {
+    // A terminal's signal reaches the whole process group, the inside included.
+    if (info->si_code == SI_KERNEL) return;
+    if (insidePid > 0) {
+        kill(insidePid, signal);
+    } else {
+        pendingSignal = signal;
+    }
+}
+
+// Returns the mask of the signals that were ignored already (nohup), which stay so.
+unsigned forwardSignals() {
+    unsigned ignored = 0;
+    for (const int signal : kForwardedSignals) {
+        struct sigaction action {};
+        sigaction(signal, nullptr, &action);
+        if (action.sa_handler == SIG_IGN) {
+            ignored |= 1U << signal;
+            continue;
+        }
+        action = {};
+        action.sa_sigaction = forwardSignal;
+        action.sa_flags = SA_SIGINFO | SA_RESTART;
+        sigaction(signal, &action, nullptr);
+    }
+    return ignored;
+}
+
+void forwardTo(pid_t inside) {
+    insidePid = inside;
+    if (pendingSignal != 0) kill(inside, pendingSignal);
+}
+
+// --- The root's parts.
+
+Graft taskListGraft(int emptyFile) {
+    return {kTaskListPath, {"--perms", "0666", "--file", std::to_string(emptyFile), kTaskListPath}};
+}
+
+Graft dumpGraft(const std::string& folder) {
+    if (folder.empty()) return {kDumpFolder, {"--dir", kDumpFolder}};
+    return {kDumpFolder, {"--bind", folder, kDumpFolder}};
+}
+
+std::vector<Graft> missingParts(const DeviceRootOptions& options, const KernelCpuset* cpuset,
+                                int emptyFile) {
+    std::vector<Graft> grafts;
+    if (cpuset != nullptr) {
+        grafts.push_back({kCpusetFolder, {"--dev-bind", cpuset->folder(), kCpusetFolder}});
+    } else if (!exists(kTaskListPath)) {
+        grafts.push_back(taskListGraft(emptyFile));
+    }
+    if (!exists(kDumpFolder)) grafts.push_back(dumpGraft(options.dumpFolder));
+    return grafts;
+}
+
+std::vector<std::string> bubblewrapArguments(const std::vector<Graft>& grafts,
+                                             const std::vector<std::string>& program) {
+    std::vector<std::string> arguments{"bwrap", "--die-with-parent"};
+    const std::vector<std::string> mirror = mirrorArguments("", grafts);
+    arguments.insert(arguments.end(), mirror.begin(), mirror.end());
+    arguments.push_back("--");
+    arguments.push_back(std::filesystem::read_symlink("/proc/self/exe"));
+    arguments.insert(arguments.end(), program.begin() + 1, program.end());
+    return arguments;
+}
+
+// --- When it cannot be made.
+
+bool sysctlIs(const std::string& path, const std::string& value) {
+    std::ifstream file("/proc/sys/" + path);
+    std::string text;
+    return file >> text && text == value;
+}
+
+std::string remedy() {
+    if (sysctlIs("kernel/unprivileged_userns_clone", "0")) {
+        return "run as root, or allow user namespaces: sysctl kernel.unprivileged_userns_clone=1";
+    }
+    if (sysctlIs("user/max_user_namespaces", "0")) {
+        return "run as root, or allow user namespaces: sysctl user.max_user_namespaces=10000";
+    }
+    if (sysctlIs("kernel/apparmor_restrict_unprivileged_userns", "1")) {
+        return "run as root, or allow user namespaces: "
+               "sysctl kernel.apparmor_restrict_unprivileged_userns=0";
+    }
+    return "in a container, start that with the right to make namespaces (CAP_SYS_ADMIN)";
+}
+
+std::string readLastLine(int fd) {
+    std::string text;
+    char buffer[512];
+    ssize_t length = 0;
+    while ((length = read(fd, buffer, sizeof buffer)) > 0) {
+        text.append(buffer, static_cast<std::size_t>(length));
+    }
+    while (!text.empty() && text.back() == '\n')
+        text.pop_back();
+    return text.substr(text.rfind('\n') + 1);
+}
+
+int waitFor(pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+// --- Starting bubblewrap.
+
+// Bubblewrap itself must outlive the signals: when it ends, what is inside dies.
+void ignoreSignals() {
+    for (const int signal : kForwardedSignals)
+        std::signal(signal, SIG_IGN);
+}
+
+void keepOpenOnExec(int fd) {
+    fcntl(fd, F_SETFD, 0);
+}
+
+[[noreturn]] void becomeBubblewrap(const std::string& file,
+                                   const std::vector<std::string>& arguments, int readyEnd,
+                                   int errorsEnd, unsigned ignored) {
+    // Bubblewrap's complaints go into the pipe; the program inside gets its
+    // standard error back.
+    const int standardError = dup(STDERR_FILENO);
+    dup2(errorsEnd, STDERR_FILENO);
+    keepOpenOnExec(readyEnd);
+    const std::string arrival = std::to_string(readyEnd) + ' ' + std::to_string(standardError) +
+                                ' ' + std::to_string(ignored);
+    setenv(kArrivalVariable, arrival.c_str(), 1);
+    ignoreSignals();
+    std::vector<char*> pointers;
+    for (const std::string& argument : arguments) {
+        pointers.push_back(const_cast<char*>(argument.c_str()));
+    }
+    pointers.push_back(nullptr);
+    execv(file.c_str(), pointers.data());
+    std::perror("bwrap");
+    _exit(kEnvironment);
+}
+
+pid_t startBubblewrap(const std::vector<std::string>& arguments, int readyEnd, int errorsEnd) {
+    const std::string file = findProgram("bwrap");
+    const unsigned ignored = forwardSignals();
+    const pid_t child = fork();
+    if (child == 0) becomeBubblewrap(file, arguments, readyEnd, errorsEnd, ignored);
+    if (child < 0) {
+        throw HostError(kEnvironment, std::string("cannot start bubblewrap: ") +
+                                          std::strerror(errno) + "; raise ulimit -u");
+    }
+    return child;
+}
+
+}  // namespace
+
+void arriveInDeviceRoot() {
+    const char* arrival = std::getenv(kArrivalVariable);
+    if (arrival == nullptr) return;
+    int readyEnd = -1;
+    int standardError = -1;
+    unsigned ignored = 0;
+    if (std::sscanf(arrival, "%d %d %u", &readyEnd, &standardError, &ignored) != 3) {
+        throw HostError(kUsage, std::string(kArrivalVariable) + " is set; unset it");
+    }
+    unsetenv(kArrivalVariable);
+    hasArrived = true;
+    dup2(standardError, STDERR_FILENO);
+    close(standardError);
+    for (const int signal : kForwardedSignals) {
+        if ((ignored & (1U << signal)) == 0) std::signal(signal, SIG_DFL);
+    }
+    const pid_t self = getpid();
+    [[maybe_unused]] const ssize_t written = write(readyEnd, &self, sizeof self);
+    close(readyEnd);
+}
+
+bool hasArrivedInDeviceRoot() {
+    return hasArrived;
+}
+
+bool isDeviceRoot(bool realCpuset) {
+    const bool complete = exists(kTaskListPath) && exists(kDumpFolder) &&
+                          (!realCpuset || isKernelTaskList(kTaskListPath));
+    if (complete || !hasArrived) return complete;
+    throw HostError(kEnvironment, std::string("the private root lacks ") + kTaskListPath + " or " +
+                                      kDumpFolder + "; run it with another bubblewrap");
+}
+
+int runInDeviceRoot(const DeviceRootOptions& options, const std::vector<std::string>& program) {
+    if (!isInstalled("bwrap")) {
+        throw HostError(kEnvironment,
+                        "bubblewrap is not installed; run: apt-get install bubblewrap");
+    }
+    std::optional<KernelCpuset> cpuset;
+    if (options.realCpuset) cpuset.emplace();
+    const UniqueFd emptyFile(open("/dev/null", O_RDONLY));  // bubblewrap inherits it
+    const std::vector<Graft> parts =
+        missingParts(options, cpuset ? &*cpuset : nullptr, emptyFile.get());
+
+    Pipe ready;
+    Pipe errors;
+    const pid_t bubblewrap = startBubblewrap(bubblewrapArguments(parts, program),
+                                             ready.writeEnd.get(), errors.writeEnd.get());
+    ready.writeEnd.reset();
+    errors.writeEnd.reset();
+    pid_t inside = 0;
+    if (read(ready.readEnd.get(), &inside, sizeof inside) == sizeof inside) {
+        forwardTo(inside);
+        return waitFor(bubblewrap);
+    }
+    waitFor(bubblewrap);
+    throw HostError(kEnvironment, "the private root cannot be made (" +
+                                      readLastLine(errors.readEnd.get()) + "); " + remedy());
+}
+
+}  // namespace host

@@ -1,0 +1,41 @@
+// The exit codes of the host's programs, and the error that carries one.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace host {
+
+enum ExitCode : int {
+    kDone = 0,
+    kNotLearned = 1,
+    kUsage = 2,
+    kEnvironment = 3,
+    kCannotRun = 126,
+    kNotFound = 127,
+    kInterrupted = 130,
+};
+
+/// The table shown by --help.
+constexpr const char* kExitCodeHelp =
+    "Exit codes:\n"
+    "  0    done\n"
+    "  1    not learned, or nothing known of PACKAGE\n"
+    "  2    wrong usage\n"
+    "  3    the environment or the store does not work\n"
+    "  126  COMMAND cannot be run\n"
+    "  127  COMMAND is not found\n"
+    "  130  interrupted\n";
+
+/// An error that ends the program: one line that names what to do, and the code.
+class HostError : public std::runtime_error {
+public:
+    HostError(ExitCode code, const std::string& message)
+        : std::runtime_error(message), mCode(code) {}
+    ExitCode code() const { return mCode; }
+
+private:
+    ExitCode mCode;
+};
+
+}  // namespace host

@@ -1,0 +1,158 @@
+// Learns one package, launch by launch.
+#include "host/learn_session.h"
+
+#include <algorithm>
+
+#include "host/exit_code.h"
+#include "host/interruption.h"
+#include "host/steady_clock.h"
+
+namespace host {
+namespace {
+
+// The line that ends a launch is one of the library's details.
+constexpr std::uint32_t kFollowingLevel = 4;
+
+constexpr std::chrono::milliseconds kLookPeriod{30};
+constexpr int kStopRepeatMs = 250;
+constexpr double kNameHintAfterMs = 3000;
+
+// Beyond the longest hunt (about 62 s) and the longest launch (2000 samples,
+// about 62 s) with their share of a loaded machine.
+constexpr double kLaunchLimitMs = 300'000;
+constexpr double kStopLimitMs = 15'000;
+
+bool isFatal(LaunchOutcome outcome) {
+    return outcome == LaunchOutcome::kStoreFailed || outcome == LaunchOutcome::kInterrupted;
+}
+
+}  // namespace
+
+LearnSession::LearnSession(const LearnOptions& options, const StateFolder& state, LogSink& log,
+                           std::uint32_t logLevel, Progress& progress)
+    : mOptions(options),
+      mState(state),
+      mLog(log),
+      mProgress(progress),
+      mLibrary(state, log, std::max(logLevel, kFollowingLevel)),
+      mStore(state.database()) {}
+
+LearnReport LearnSession::run() {
+    checkStore();
+    LearnReport report;
+    report.package = mOptions.package;
+    for (int number = 1; number <= mOptions.launches; ++number) {
+        if (isInterrupted() || mLibrary.finalEndpointMs(mOptions.package) > 0) break;
+        mProgress.beginLaunch(number);
+        report.launches.push_back(learnOnce());
+        mProgress.endLaunch(renderResult(report.launches.back()));
+        if (isFatal(report.launches.back().outcome)) break;
+    }
+    const std::int32_t finalMs = mLibrary.finalEndpointMs(mOptions.package);
+    if (finalMs > 0) report.finalEndpointMs = finalMs;
+    const StoredPackage stored = mStore.package(mOptions.package);
+    report.samplesStored = static_cast<int>(stored.launchEndpointsMs.size());
+    return report;
+}
+
+// In these states the library takes no launch, or takes them for ever without
+// a result.
+void LearnSession::checkStore() {
+    const StoredPackage stored = mStore.package(mOptions.package);
+    const bool isDamaged = stored.learned && !stored.finalEndpointMs();
+    const bool isOverfull = stored.launchEndpointsMs.size() >= kLaunchesToLearn;
+    if (!isDamaged && !isOverfull) return;
+    throw HostError(kEnvironment, "what " + mState.database() + " holds of " + mOptions.package +
+                                      " is damaged; run: orvo-host erase " + mOptions.package);
+}
+
+// The process stands ready before the library hears of the launch, and runs
+// right after: so the library's clock and the program's start together, and
+// the time that the store takes to count the launch belongs to neither.
+LaunchResult LearnSession::learnOnce() {
+    const std::size_t rowsBefore = mStore.package(mOptions.package).launchEndpointsMs.size();
+    LaunchedCommand command(mOptions.command, mState.commandOutput());
+    LaunchWatch watch(mLog);
+    mLibrary.launch(mOptions.package, mOptions.type, mOptions.subtype);
+    if (watch.record().phase() != LaunchPhase::kEnded) follow(watch, command);
+    command.tend();
+    const bool commandEnded = command.hasEnded();
+    command.end();
+    return judge(watch.record(), commandEnded, rowsBefore);
+}
+
+// Whatever goes wrong, the library is given time to end the launch: shutting
+// down while the learning thread is at work would pull the series from under it.
+void LearnSession::follow(LaunchWatch& watch, LaunchedCommand& command) {
+    try {
+        command.release();
+        awaitEnd(watch, command);
+    } catch (...) {
+        for (double waitedMs = 0; waitedMs < kStopLimitMs; waitedMs += kStopRepeatMs) {
+            mLibrary.stop(mOptions.package);
+            if (watch.waitForEnd(std::chrono::milliseconds(kStopRepeatMs))) break;
+        }
+        throw;
+    }
+}
+
+void LearnSession::awaitEnd(LaunchWatch& watch, LaunchedCommand& command) {
+    const double startMs = steadyMs();
+    double firstStopMs = 0;
+    double lastStopMs = 0;
+    while (!watch.waitForEnd(kLookPeriod)) {
+        const double nowMs = steadyMs();
+        const LaunchRecord record = watch.record();
+        command.tend();
+        mProgress.show(record);
+        if (nowMs - startMs > kNameHintAfterMs) hintAtName(record, command);
+        if (firstStopMs > 0 && nowMs - firstStopMs > kStopLimitMs) {
+            throw HostError(kEnvironment,
+                            "the library does not end the launch; see " + mState.log());
+        }
+        const bool isDue = nowMs - lastStopMs > kStopRepeatMs;
+        if (isDue && mustStop(record, command, nowMs - startMs)) {
+            mLibrary.stop(mOptions.package);
+            lastStopMs = nowMs;
+            if (firstStopMs <= 0) firstStopMs = nowMs;
+        }
+    }
+}
+
+bool LearnSession::mustStop(const LaunchRecord& record, const LaunchedCommand& command,
+                            double elapsedMs) {
+    if (isInterrupted() || elapsedMs > kLaunchLimitMs) return true;
+    return record.phase() == LaunchPhase::kHunting && command.hasEnded();
+}
+
+// A hunt that takes this long is mostly one for a name that the process never
+// shows, such as that of a script, which its interpreter replaces.
+void LearnSession::hintAtName(const LaunchRecord& record, const LaunchedCommand& command) {
+    if (mHintGiven || record.phase() != LaunchPhase::kHunting) return;
+    const std::string name = command.shownName();
+    if (name.empty() || name == mOptions.package) return;
+    mHintGiven = true;
+    mProgress.note("the process shows the name '" + name + "', not '" + mOptions.package +
+                   "'; if that stays so, run its interpreter as COMMAND, or give that name as "
+                   "PACKAGE with --keep-name");
+}
+
+LaunchResult LearnSession::judge(const LaunchRecord& record, bool commandEnded,
+                                 std::size_t rowsBefore) {
+    LaunchCircumstances circumstances;
+    circumstances.interrupted = isInterrupted();
+    circumstances.commandEnded = commandEnded;
+    const StoredPackage stored = mStore.package(mOptions.package);
+    circumstances.storeHasIt =
+        stored.launchEndpointsMs.size() == rowsBefore + 1 || stored.finalEndpointMs().has_value();
+    const LaunchOutcome outcome = outcomeOf(record, circumstances);
+    const bool isStored = outcome == LaunchOutcome::kStored;
+    return {outcome, isStored ? record.endpointMs() : std::nullopt};
+}
+
+int exitCodeOf(const LearnReport& report) {
+    if (report.finalEndpointMs) return kDone;
+    return isInterrupted() ? kInterrupted : kNotLearned;
+}
+
+}  // namespace host

@@ -1,0 +1,60 @@
+// Learns one package: launches the command again and again and lets the library
+// watch.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/launch_watch.h"
+#include "host/launched_command.h"
+#include "host/log_sink.h"
+#include "host/orvo_library.h"
+#include "host/progress.h"
+#include "host/report.h"
+#include "host/state_folder.h"
+#include "host/store_reader.h"
+
+namespace host {
+
+struct LearnOptions {
+    std::string package;
+    int launches = kLaunchesToLearn;
+    std::int32_t type = 1;
+    std::int32_t subtype = 0;
+    CommandLine command;
+};
+
+/// One per process, on one thread.
+class LearnSession {
+public:
+    /// Throws HostError when the store does not work.
+    LearnSession(const LearnOptions& options, const StateFolder& state, LogSink& log,
+                 std::uint32_t logLevel, Progress& progress);
+
+    /// Learns until the package is learned, the launches are done, the store
+    /// fails, or a person interrupts. Throws HostError when a launch cannot be
+    /// made.
+    LearnReport run();
+
+private:
+    void checkStore();
+    LaunchResult learnOnce();
+    void follow(LaunchWatch& watch, LaunchedCommand& command);
+    void awaitEnd(LaunchWatch& watch, LaunchedCommand& command);
+    bool mustStop(const LaunchRecord& record, const LaunchedCommand& command, double elapsedMs);
+    void hintAtName(const LaunchRecord& record, const LaunchedCommand& command);
+    LaunchResult judge(const LaunchRecord& record, bool commandEnded, std::size_t rowsBefore);
+
+    const LearnOptions& mOptions;
+    const StateFolder& mState;
+    LogSink& mLog;
+    Progress& mProgress;
+    OrvoLibrary mLibrary;
+    StoreReader mStore;
+    bool mHintGiven = false;
+};
+
+/// The exit code for what was reached.
+int exitCodeOf(const LearnReport& report);
+
+}  // namespace host

@@ -1,0 +1,26 @@
+// One line of the library's log, taken apart.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace host {
+
+/// Views into the text it was parsed from.
+struct LogLine {
+    int priority = 0;  ///< android/log.h's
+    std::string_view tag;
+    std::string_view function;  ///< empty for a line that names none
+    std::string_view message;   ///< without the newline at its end
+};
+
+/// Takes "TAG: function() LINE: message" apart; text of another form is all message.
+LogLine parseLogLine(int priority, std::string_view tag, std::string_view text);
+
+/// Whether the library would write the line at this log level. The host lets
+/// it write more than was asked for, because it follows launches by the lines.
+bool isWantedAt(std::uint32_t level, const LogLine& line);
+
+bool startsWith(std::string_view text, std::string_view prefix);
+
+}  // namespace host

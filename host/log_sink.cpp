@@ -1,0 +1,95 @@
+// Where the library's log lines go: a file, standard error, a listener.
+#include "host/log_sink.h"
+
+#include <android/log.h>
+#include <atomic>
+#include <cstring>
+#include <ctime>
+#include <sys/time.h>
+
+#include "host/exit_code.h"
+
+namespace host {
+namespace {
+
+constexpr std::string_view kDatabaseTag = "TAVO-DB";
+
+// liblog takes a plain function, so the sink it feeds has to be found.
+std::atomic<LogSink*> theSink{nullptr};
+
+char priorityLetter(int priority) {
+    constexpr const char* kLetters = "??VDIWEFS";
+    return priority >= 0 && priority <= ANDROID_LOG_SILENT ? kLetters[priority] : '?';
+}
+
+std::string timeStamp() {
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    tm local{};
+    localtime_r(&now.tv_sec, &local);
+    char text[40];
+    const std::size_t length = strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+    char millis[8];
+    snprintf(millis, sizeof millis, ".%03d", static_cast<int>(now.tv_usec / 1000));
+    return std::string(text, length) + millis;
+}
+
+// A line that cannot be written is lost: the log must not stop the learning.
+void writeLine(int fd, const std::string& line) {
+    [[maybe_unused]] const ssize_t written = write(fd, line.data(), line.size());
+}
+
+}  // namespace
+
+LogSink::LogSink(const std::string& file, std::uint32_t level, bool echo)
+    : mLevel(level), mEcho(echo) {
+    if (!file.empty()) {
+        mFile = UniqueFd(open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
+    }
+    if (!file.empty() && !mFile.isOpen()) {
+        throw HostError(kEnvironment, "cannot write the log " + file + ": " + std::strerror(errno) +
+                                          "; choose a folder with --state");
+    }
+    theSink = this;
+    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+    __android_log_set_logger(&LogSink::onLine);
+}
+
+LogSink::~LogSink() {
+    __android_log_set_logger(&__android_log_stderr_logger);
+    theSink = nullptr;
+}
+
+void LogSink::setListener(Listener listener) {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    mListener = std::move(listener);
+}
+
+void LogSink::onLine(const __android_logger_data* data, const char* text) {
+    LogSink* sink = theSink;
+    if (sink == nullptr) return;
+    sink->take(parseLogLine(data->priority, data->tag == nullptr ? "" : data->tag, text), text);
+}
+
+void LogSink::take(const LogLine& line, const char* text) {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    if (isWantedAt(mLevel, line)) keep(line, text);
+    if (line.tag == kDatabaseTag && line.priority >= ANDROID_LOG_ERROR) {
+        mLastDatabaseError = line.message;
+    }
+    if (mListener) mListener(line);
+}
+
+std::string LogSink::lastDatabaseError() {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    return mLastDatabaseError;
+}
+
+void LogSink::keep(const LogLine& line, const char* text) {
+    std::string out = timeStamp() + ' ' + priorityLetter(line.priority) + ' ' + text;
+    if (out.back() != '\n') out += '\n';
+    if (mFile.isOpen()) writeLine(mFile.get(), out);
+    if (mEcho) writeLine(STDERR_FILENO, out);
+}
+
+}  // namespace host

@@ -1,0 +1,55 @@
+// orvo-host: plays the host's part for the library, on a developer's machine.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <unistd.h>
+
+#include "host/device_root.h"
+#include "host/exit_code.h"
+#include "host/verbs/verbs.h"
+
+namespace host {
+namespace {
+
+void describe(CLI::App& app, Invocation& invocation) {
+    useUsage(app, "orvo-host VERB [OPTIONS]");
+    app.set_version_flag("--version", "orvo-host " ORVO_VERSION);
+    app.footer(kExitCodeHelp);
+    addCommonOptions(app, invocation);
+    addLearnVerb(app, invocation);
+    addShowVerb(app, invocation);
+    addEraseVerb(app, invocation);
+}
+
+int run(const std::vector<std::string>& program) {
+    arriveInDeviceRoot();
+    Invocation invocation(program);
+    CLI::App app("Learns how long programs take to settle after launch.", "orvo-host");
+    describe(app, invocation);
+    const std::optional<int> answered = parse(app, invocation.arguments);
+    if (answered) return *answered;
+    if (!invocation.verb) throw HostError(kUsage, "a verb is missing; see orvo-host --help");
+    return invocation.verb();
+}
+
+int runGuarded(int argc, char** argv) {
+    try {
+        return run({argv, argv + argc});
+    } catch (const HostError& error) {
+        std::fprintf(stderr, "orvo-host: %s\n", error.what());
+        return error.code();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orvo-host: %s\n", error.what());
+        return kEnvironment;
+    }
+}
+
+}  // namespace
+}  // namespace host
+
+// Leaves with _exit, as a host of the library must (feature/orvo.h).
+int main(int argc, char** argv) {
+    const int code = host::runGuarded(argc, argv);
+    std::fflush(stdout);
+    std::fflush(stderr);
+    _exit(code);
+}

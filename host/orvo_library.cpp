@@ -1,0 +1,73 @@
+// The library as its host sees it: the two exported functions with names.
+#include "host/orvo_library.h"
+
+#include <cstdlib>
+
+#include "feature/orvo.h"
+#include "host/exit_code.h"
+#include "platform/tavo_log.h"
+
+namespace host {
+namespace {
+
+constexpr std::string_view kTableFailure = "Could not open DB:";
+
+// The initialise operation succeeds without a store; only its log tells.
+bool initialise(LogSink& log, bool& storeOpened) {
+    storeOpened = true;
+    log.setListener([&](const LogLine& line) {
+        if (startsWith(line.message, kTableFailure)) storeOpened = false;
+    });
+    std::string noPackage;
+    const bool started = setData(ORVO_SET_INIT, noPackage, nullptr) == 0;
+    log.setListener({});
+    return started;
+}
+
+void shutDown() {
+    std::string noPackage;
+    setData(ORVO_SET_DEINIT, noPackage, nullptr);
+}
+
+}  // namespace
+
+OrvoLibrary::OrvoLibrary(const StateFolder& state, LogSink& log, std::uint32_t logLevel) {
+    setenv("TAVO_DB_PATH", state.database().c_str(), 1);
+    setenv("TAVO_PROPERTIES", state.properties().c_str(), 1);
+    setTavoLogLevel(logLevel);
+    bool storeOpened = false;
+    if (!initialise(log, storeOpened)) {
+        throw HostError(kEnvironment,
+                        "the learning thread cannot be started: free some memory or "
+                        "raise the limit of processes (ulimit -u)");
+    }
+    if (!storeOpened) {
+        shutDown();
+        throw HostError(kEnvironment, "the store " + state.database() +
+                                          " does not open: " + log.lastDatabaseError() +
+                                          "; mend or move it, or choose another with --state");
+    }
+}
+
+OrvoLibrary::~OrvoLibrary() {
+    shutDown();
+}
+
+void OrvoLibrary::launch(std::string package, std::int32_t type, std::int32_t subtype) {
+    std::int32_t message[2] = {type, subtype};
+    setData(ORVO_SET_LAUNCH, package, message);
+}
+
+void OrvoLibrary::stop(std::string package) {
+    setData(ORVO_SET_STOP, package, nullptr);
+}
+
+void OrvoLibrary::erase(std::string package) {
+    setData(ORVO_SET_ERASE, package, nullptr);
+}
+
+std::int32_t OrvoLibrary::finalEndpointMs(std::string package) {
+    return getData(ORVO_GET_FINAL_ENDPOINT, package);
+}
+
+}  // namespace host

@@ -1,0 +1,37 @@
+// The library as its host sees it: the two exported functions with names.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/log_sink.h"
+#include "host/state_folder.h"
+
+namespace host {
+
+/// The initialised library; at most one per process. Once it was made, the
+/// process leaves with _exit (feature/orvo.h tells why).
+class OrvoLibrary {
+public:
+    /// Opens the store in `state` and starts the learning thread. The library
+    /// logs at `logLevel`. Throws HostError when the store does not open.
+    OrvoLibrary(const StateFolder& state, LogSink& log, std::uint32_t logLevel);
+
+    /// Shuts the library down.
+    ~OrvoLibrary();
+    OrvoLibrary(const OrvoLibrary&) = delete;
+    OrvoLibrary& operator=(const OrvoLibrary&) = delete;
+
+    void launch(std::string package, std::int32_t type, std::int32_t subtype);
+
+    /// Abandons the launch being learned. Lost when the learning thread has not
+    /// taken the launch yet, so it is worth repeating until the launch ends.
+    void stop(std::string package);
+
+    void erase(std::string package);
+
+    /// 0 while the package is not learned.
+    std::int32_t finalEndpointMs(std::string package);
+};
+
+}  // namespace host

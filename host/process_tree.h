@@ -1,0 +1,49 @@
+// The processes that a launch has started, found in /proc.
+#pragma once
+
+#include <optional>
+#include <set>
+#include <string_view>
+#include <sys/types.h>
+#include <vector>
+
+namespace host {
+
+struct ProcessStat {
+    char state = '?';
+    pid_t parent = 0;
+};
+
+/// Takes the text of a /proc/PID/stat file apart; nothing when it is cut off.
+std::optional<ProcessStat> parseProcessStat(std::string_view text);
+
+/// Finds the descendants of this process that came after the tree was made.
+///
+/// The process must be a child subreaper: then a descendant whose parent ended
+/// becomes its child and stays in the tree. The tree reads the parent of each
+/// process once, when it first sees it, because reading all of /proc at every
+/// look would cost more than the launch.
+class ProcessTree {
+public:
+    /// Everything that runs now is foreign, children of this process included.
+    ProcessTree();
+
+    /// Looks for new and ended processes.
+    void update();
+
+    /// The processes that have not exited, as of the last look.
+    const std::set<pid_t>& processes() const { return mOwn; }
+
+    /// The thread ids of these processes.
+    std::vector<pid_t> tasks() const;
+
+private:
+    bool isOwn(pid_t parent) const { return parent == mSelf || mOwn.count(parent) > 0; }
+    bool adopt(std::set<pid_t>& fresh);
+
+    const pid_t mSelf;
+    std::set<pid_t> mForeign;
+    std::set<pid_t> mOwn;
+};
+
+}  // namespace host

@@ -1,0 +1,35 @@
+// What the verbs print on standard output, as text and as JSON.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/launch_record.h"
+#include "host/store_reader.h"
+
+namespace host {
+
+struct LaunchResult {
+    LaunchOutcome outcome;
+    std::optional<std::int32_t> endpointMs;  ///< only of a stored launch
+};
+
+struct LearnReport {
+    std::string package;
+    std::vector<LaunchResult> launches;
+    std::optional<std::int32_t> finalEndpointMs;  ///< none while not learned
+    int samplesStored = 0;                        ///< towards the final endpoint
+};
+
+/// "1200 ms stored", "undecided".
+std::string renderResult(const LaunchResult& result);
+
+// Each ends with a newline.
+std::string renderText(const LearnReport& report);
+std::string renderJson(const LearnReport& report);
+std::string renderText(const std::vector<StoredPackage>& packages);
+std::string renderJson(const std::vector<StoredPackage>& packages);
+
+}  // namespace host

@@ -1,0 +1,180 @@
+// orvo-sample-app: a program whose true settling time is known. It grows and
+// settles on a schedule, tells when it did, and stays until it is ended.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <string>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t kKilobyte = 1024;
+constexpr int kNoisePeriodMs = 10;
+
+struct Schedule {
+    int baseKb = 8192;
+    int steps = 8;
+    int stepKb = 4096;
+    int stepMs = 80;
+    int noiseKb = 0;
+    int dropKb = 0;
+    int children = 0;
+    bool detached = false;
+    bool ignoresTerm = false;
+    int exitAfterMs = -1;
+    std::string truthFile;
+};
+
+double nowMs() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+}
+
+// The launch's own moment where the launcher tells it, in ns; else now, which
+// is later by what it took to load the program.
+double launchMomentMs() {
+    const char* moment = std::getenv("ORVO_LAUNCH_NS");
+    return moment == nullptr ? nowMs() : std::strtod(moment, nullptr) / 1e6;
+}
+
+// Anonymous memory that is all resident.
+class Memory {
+public:
+    void grow(int kb) {
+        if (kb <= 0) return;
+        const std::size_t size = static_cast<std::size_t>(kb) * kKilobyte;
+        void* const block =
+            mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (block == MAP_FAILED) {
+            std::perror("orvo-sample-app: mmap");
+            std::exit(1);
+        }
+        std::memset(block, 1, size);
+        mBlocks.push_back({block, size});
+    }
+
+    // Gives back whole blocks, newest first, and part of one.
+    void shrink(int kb) {
+        std::size_t rest = static_cast<std::size_t>(std::max(kb, 0)) * kKilobyte;
+        while (rest > 0 && !mBlocks.empty()) {
+            Block& block = mBlocks.back();
+            const std::size_t part = std::min(rest, block.size);
+            block.size -= part;
+            munmap(static_cast<char*>(block.start) + block.size, part);
+            rest -= part;
+            if (block.size == 0) mBlocks.pop_back();
+        }
+    }
+
+private:
+    struct Block {
+        void* start;
+        std::size_t size;
+    };
+    std::vector<Block> mBlocks;
+};
+
+class App {
+public:
+    explicit App(const Schedule& schedule) : mSchedule(schedule), mStartMs(launchMomentMs()) {}
+
+    [[noreturn]] void run() {
+        startChildren();
+        mMemory.grow(mSchedule.baseKb);
+        for (int step = 1; step <= mSchedule.steps; ++step) {
+            waitUntil(static_cast<double>(step) * mSchedule.stepMs);
+            mMemory.grow(mSchedule.stepKb);
+        }
+        mMemory.shrink(mSchedule.dropKb);
+        tellTruth(nowMs() - mStartMs);
+        while (true)
+            waitUntil(nowMs() - mStartMs + 1000);
+    }
+
+private:
+    void startChildren() const {
+        for (int i = 0; i < mSchedule.children; ++i) {
+            if (fork() != 0) continue;
+            if (mSchedule.detached) setsid();
+            while (true)
+                pause();
+        }
+    }
+
+    // Sleeps until that time after the launch, with noise, or leaves on the way.
+    void waitUntil(double sinceStartMs) {
+        while (true) {
+            const double elapsedMs = nowMs() - mStartMs;
+            if (mSchedule.exitAfterMs >= 0 && elapsedMs >= mSchedule.exitAfterMs) std::exit(0);
+            if (elapsedMs >= sinceStartMs) return;
+            makeNoise();
+            usleep(static_cast<useconds_t>(
+                1000 * std::min<double>(kNoisePeriodMs, sinceStartMs - elapsedMs)));
+        }
+    }
+
+    void makeNoise() {
+        if (mSchedule.noiseKb == 0) return;
+        if (mIsNoisy) {
+            mNoise.shrink(mSchedule.noiseKb);
+        } else {
+            mNoise.grow(mSchedule.noiseKb);
+        }
+        mIsNoisy = !mIsNoisy;
+    }
+
+    void tellTruth(double settledMs) const {
+        const bool toFile = !mSchedule.truthFile.empty();
+        std::FILE* const out = toFile ? std::fopen(mSchedule.truthFile.c_str(), "a") : stdout;
+        if (out == nullptr) {
+            std::perror(("orvo-sample-app: " + mSchedule.truthFile).c_str());
+            std::exit(1);
+        }
+        std::fprintf(out, "%.1f\n", settledMs);
+        std::fflush(out);
+        if (toFile) std::fclose(out);
+    }
+
+    const Schedule mSchedule;
+    const double mStartMs;
+    Memory mMemory;
+    Memory mNoise;
+    bool mIsNoisy = false;
+};
+
+void describe(CLI::App& app, Schedule& schedule) {
+    const auto amount = CLI::Range(0, 1 << 20);
+    app.add_option("--base-kb", schedule.baseKb, "Memory at the start")->check(amount);
+    app.add_option("--steps", schedule.steps, "Number of growth steps")->check(amount);
+    app.add_option("--step-kb", schedule.stepKb, "Growth of one step")->check(amount);
+    app.add_option("--step-ms", schedule.stepMs, "Time between steps")->check(amount);
+    app.add_option("--noise-kb", schedule.noiseKb, "Memory that comes and goes all the time")
+        ->check(amount);
+    app.add_option("--drop-kb", schedule.dropKb, "Memory given back after the last step")
+        ->check(amount);
+    app.add_option("--children", schedule.children, "Processes to start")->check(CLI::Range(0, 99));
+    app.add_flag("--detached", schedule.detached, "Children leave the process group");
+    app.add_flag("--ignore-term", schedule.ignoresTerm, "Ignore TERM, children included");
+    app.add_option("--exit-after-ms", schedule.exitAfterMs, "Leave early")->check(amount);
+    app.add_option("--truth", schedule.truthFile,
+                   "File to append the true settling time to, in ms since the launch, one line a\n"
+                   "run (default: standard output)");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Schedule schedule;
+    CLI::App app("Grows, settles at a known time, and stays until it is ended.", "orvo-sample-app");
+    describe(app, schedule);
+    CLI11_PARSE(app, argc, argv);
+    if (schedule.ignoresTerm) std::signal(SIGTERM, SIG_IGN);
+    App(schedule).run();
+}

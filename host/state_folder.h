@@ -1,0 +1,41 @@
+// The folder in which the host keeps everything that outlives a run.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+class StateFolder {
+public:
+    /// $XDG_STATE_HOME/orvo, or ~/.local/state/orvo without that variable.
+    /// Throws HostError when there is no home either.
+    static std::string defaultPath();
+
+    /// Creates nothing yet.
+    explicit StateFolder(const std::string& path);
+
+    /// Creates what is missing. Throws HostError when it cannot be written.
+    void create() const;
+
+    /// Sets the property by which the library writes dumps, or removes it; the
+    /// file's other lines stay. Throws HostError.
+    void setDumpEnabled(bool enabled) const;
+
+    std::string database() const { return mPath / "orvo.db"; }
+    std::string properties() const { return mPath / "properties"; }
+    std::string dumps() const { return mPath / "dumps"; }
+    std::string log() const { return mPath / "orvo.log"; }
+    /// What the launched commands print.
+    std::string commandOutput() const { return mPath / "command.log"; }
+
+private:
+    std::filesystem::path mPath;
+};
+
+/// `text`, lines of name=value, with `name` set to `value` on one line at the
+/// end, or without it when `value` is empty.
+std::string withProperty(std::string_view text, std::string_view name, std::string_view value);
+
+}  // namespace host

@@ -1,0 +1,75 @@
+// What the verbs share.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "host/exit_code.h"
+#include "host/state_folder.h"
+#include "host/verbs/verbs.h"
+
+namespace host {
+namespace {
+
+class UsageFormatter : public CLI::Formatter {
+public:
+    explicit UsageFormatter(std::string usage) : mUsage(std::move(usage)) { column_width(28); }
+    std::string make_usage(const CLI::App*, std::string) const override {
+        return "Usage: " + mUsage + '\n';
+    }
+
+private:
+    const std::string mUsage;
+};
+
+constexpr std::uint32_t kHighestLogLevel = 255;  // the library looks at one byte
+
+}  // namespace
+
+std::string Invocation::statePath() const {
+    return stateFolder.empty() ? StateFolder::defaultPath() : stateFolder;
+}
+
+void useUsage(CLI::App& app, const std::string& usage) {
+    app.formatter(std::make_shared<UsageFormatter>(usage));
+}
+
+CLI::App* addVerb(CLI::App& app, Invocation& invocation, const std::string& name,
+                  const std::string& description, const std::string& usage) {
+    CLI::App* const verb = app.add_subcommand(name, description)->group("Verbs");
+    useUsage(*verb, "orvo-host " + name + ' ' + usage);
+    verb->footer(kExitCodeHelp);
+    addCommonOptions(*verb, invocation);
+    return verb;
+}
+
+void addCommonOptions(CLI::App& app, Invocation& invocation) {
+    app.add_option("--state", invocation.stateFolder,
+                   "Folder of the database, properties, dumps and logs\n"
+                   "(default $XDG_STATE_HOME/orvo)")
+        ->type_name("DIR")
+        ->group("Common options");
+    app.add_flag("-v,--verbose", invocation.verbose, "Show the library's log on standard error")
+        ->group("Common options");
+    app.add_option("--log-level", invocation.logLevel,
+                   "Level of the library's log in the state folder's orvo.log:\n"
+                   "0 errors alone, 3 milestones (default), 4 every sample")
+        ->type_name("N")
+        ->check(CLI::Range(0U, kHighestLogLevel))
+        ->group("Common options");
+    app.add_flag("--quiet", invocation.quiet, "No progress on standard error")
+        ->group("Common options");
+}
+
+void refuseCommand(const Invocation& invocation) {
+    if (invocation.arguments.hasCommand)
+        throw HostError(kUsage, "only learn takes a COMMAND after --");
+}
+
+void print(const std::string& text) {
+    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+        throw HostError(kEnvironment,
+                        "cannot write to standard output; nothing was lost, "
+                        "orvo-host show tells it again");
+    }
+}
+
+}  // namespace host

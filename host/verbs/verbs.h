@@ -1,0 +1,55 @@
+// The verbs of orvo-host; each file beside this one is one verb.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "host/arguments.h"
+
+namespace CLI {
+class App;
+}
+
+namespace host {
+
+/// How the program was called, as far as all verbs share it.
+struct Invocation {
+    explicit Invocation(const std::vector<std::string>& argv) : program(argv), arguments(argv) {}
+
+    std::vector<std::string> program;  ///< argv whole, to start it again elsewhere
+    Arguments arguments;
+
+    std::string stateFolder;  ///< empty: the default
+    bool verbose = false;
+    bool quiet = false;
+    std::uint32_t logLevel = 3;
+
+    /// Set by the parser to the verb that was called; returns the exit code.
+    std::function<int()> verb;
+
+    std::string statePath() const;
+};
+
+// Each adds its verb to `app`. The invocation must outlive the verb.
+void addLearnVerb(CLI::App& app, Invocation& invocation);
+void addShowVerb(CLI::App& app, Invocation& invocation);
+void addEraseVerb(CLI::App& app, Invocation& invocation);
+
+/// Adds a verb with the common options and a usage line of its own.
+CLI::App* addVerb(CLI::App& app, Invocation& invocation, const std::string& name,
+                  const std::string& description, const std::string& usage);
+
+/// The usage line says where COMMAND goes, which the parser does not know of.
+void useUsage(CLI::App& app, const std::string& usage);
+
+void addCommonOptions(CLI::App& app, Invocation& invocation);
+
+/// Throws HostError when a command follows a verb that takes none.
+void refuseCommand(const Invocation& invocation);
+
+/// Writes to standard output. Throws HostError when that fails.
+void print(const std::string& text);
+
+}  // namespace host

@@ -1,0 +1,151 @@
+// The CSV dump, byte for byte.
+#include <algorithm>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/library/peers.h"
+#include "tests/support/device.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/scripted_framework.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+constexpr char kHeader[] =
+    "\n\n FD, OOM, VMRSS,VmRssAge,OOMScroeAge,FDCountAge,mAgeTable,mVmRssTop12,mOOMScroeTop12,"
+    "mFDCountTop12";
+
+class DumpTest : public testing::Test {
+protected:
+    DumpTest() {
+        framework().reset();
+        mPeer.dumpEnabled = true;
+        mPeer.appName = mApp;
+    }
+    ~DumpTest() override { unlink(mPath.c_str()); }
+
+    std::string mApp = "dump." + std::to_string(getpid());
+    std::string mPath = device::dumpPath(mApp);
+    OrvoLearner mLearner;
+    OrvoLearnerPeer mPeer{mLearner};
+};
+
+TEST_F(DumpTest, BlockIsExactAndBlocksAreAppended) {
+    mPeer.setSeries({912, -5, 7}, {302}, {17, 18});
+    mPeer.vmRssAge = {0.5F};
+    mPeer.oomScoreAge = {0.25F, 1.0F};
+    mPeer.fdCountAge = {0.125F};
+    mPeer.ageTable = {0.000488281F};
+    mPeer.vmRssTop = {912, 1, 2, 3};  // cut at the longest counted series
+    mPeer.oomScoreTop = {302};
+    mPeer.fdCountTop = {17, 19};
+    mPeer.vmRssEp = 1, mPeer.oomScoreEp = -2, mPeer.fdCountEp = 3;
+    mPeer.vmRssYoungest = 4, mPeer.oomScoreYoungest = 5, mPeer.fdCountYoungest = 6;
+    const std::string block =
+        std::string(kHeader) +
+        "\n17, 302, 912, 0.500000, 0.250000, 0.125000, 0.000488, 912, 302, 17, "
+        "\n18, 0, -5, 0, 1.000000, 0, 0, 1, 0, 19, "
+        "\n0, 0, 7, 0, 0, 0, 0, 2, 0, 0, "
+        "\nmVmRssEp, mOOMScroeEp, mFDCountEp\n1, -2, 3\n"
+        "\nmVmRssYoungest, mOOMScroeYoungest, mFDCountYoungest\n4, 5, 6\n";
+    LogCapture log(3);
+    mLearner.exportToFile();
+    EXPECT_EQ(device::contentOf(mPath), block);
+    mPeer.decided = true;
+    mPeer.epIdx = 42;
+    mLearner.exportToFile();
+    EXPECT_EQ(device::contentOf(mPath), block + block + "\nFinal : 42\n");
+    mLearner.exportToFile("Aborted Before analysis", 0, mApp.c_str());
+    EXPECT_EQ(device::contentOf(mPath),
+              block + block + "\nFinal : 42\n" + "\nAborted Before analysis 0\n");
+    EXPECT_THAT(log.texts(),
+                ElementsAre("1, 2, 3\n", mApp + " = 4, 5, 6\n", "1, 2, 3\n",
+                            mApp + " = \nFinal : 42\n", "Writing Meter Marker for data to " + mPath,
+                            mApp + " = Aborted Before analysis 0\n"));
+}
+
+TEST_F(DumpTest, RowsRunToTheLongestSeriesTheAgeTableIncluded) {
+    const auto rows = [&] {
+        unlink(mPath.c_str());
+        mLearner.exportToFile();
+        const std::string content = device::contentOf(mPath);
+        return std::count(content.begin(), content.begin() + content.find("\nmVmRssEp"), '\n') - 2;
+    };
+    EXPECT_EQ(rows(), 12);
+    EXPECT_NE(device::contentOf(mPath).find("\n0, 0, 0, 0, 0, 0, 0.000488, 0, 0, 0, \n"),
+              std::string::npos);
+    for (std::vector<float>* ages : {&mPeer.vmRssAge, &mPeer.oomScoreAge, &mPeer.fdCountAge}) {
+        ages->assign(20, 1.0F);
+        EXPECT_EQ(rows(), 20);
+        ages->clear();
+    }
+    mPeer.setSeries({}, std::vector<std::int32_t>(30), {});
+    EXPECT_EQ(rows(), 30);
+    mPeer.ageTable.clear();
+    mPeer.setSeries({}, {}, {});
+    mPeer.vmRssTop = {1, 2, 3};
+    EXPECT_EQ(rows(), 0);
+}
+
+TEST_F(DumpTest, RefusesInItsOrderAndWritesNothing) {
+    LogCapture log(3);
+    mPeer.dumpEnabled = false;
+    mLearner.exportToFile();
+    mLearner.exportToFile("marker", 1, mApp.c_str());
+    mLearner.exportToFile(nullptr, 1, mApp.c_str());
+    mLearner.exportToFile("marker", 1, nullptr);
+    EXPECT_THAT(
+        log.texts(),
+        ElementsAre("dump property not set, cancelling\n", "dump property not set, cancelling\n",
+                    "invalid parameters, cancelling\n", "invalid parameters, cancelling\n"));
+    EXPECT_NE(access(mPath.c_str(), F_OK), 0);
+}
+
+TEST_F(DumpTest, PathThatCannotBeOpenedOrLeavesTheFolderIsPassedOver) {
+    LogCapture log;
+    const std::string outside = "../" + mApp;
+    const std::string missing = mApp + "/missing";
+    for (const std::string& name : {outside, missing}) {
+        mPeer.appName = name;
+        mLearner.exportToFile();
+        mLearner.exportToFile("marker", 1, name.c_str());
+        EXPECT_NE(access(device::dumpPath(name).c_str(), F_OK), 0) << name;
+    }
+    // What the folder's own failures give is the same silence.
+    ASSERT_EQ(mkdir(mPath.c_str(), 0700), 0);
+    mLearner.exportToFile("marker", 1, mApp.c_str());
+    EXPECT_EQ(rmdir(mPath.c_str()), 0);
+    EXPECT_THAT(log.texts(), ElementsAre());
+}
+
+TEST_F(DumpTest, LongPathIsCutAtThe128ByteBuffer) {
+    const std::string longName = mApp + std::string(200, 'n');
+    const std::string cut = device::dumpPath(longName).substr(0, 127);
+    mLearner.exportToFile("marker", -7, longName.c_str());
+    EXPECT_EQ(device::contentOf(cut), "\nmarker -7\n");
+    EXPECT_EQ(unlink(cut.c_str()), 0);
+}
+
+TEST_F(DumpTest, PropertyEnablesTheDumpWhenItIsExactlyTrue) {
+    struct {
+        std::optional<std::string> value;
+        bool before, after;
+    } const cases[] = {
+        {"true", false, true},        {"True", true, false}, {"true ", true, false},
+        {"1", true, false},           {"", true, false},     {std::nullopt, true, true},
+        {std::nullopt, false, false},
+    };
+    for (const auto& c : cases) {
+        framework().dumpProperty = c.value;
+        mPeer.dumpEnabled = c.before;
+        mPeer.launchEndpoint = 5;
+        EXPECT_EQ(mLearner.Init(), 0);
+        EXPECT_EQ(mPeer.dumpEnabled, c.after) << c.value.value_or("absent");
+        EXPECT_EQ(mPeer.launchEndpoint, 0);
+        EXPECT_EQ(mPeer.settlingDuration, 8100);
+    }
+}
+
+}  // namespace

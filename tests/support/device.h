@@ -1,0 +1,41 @@
+// Made-up launches on a device: child processes, the top-app task list and the
+// dump folder of the private root that the tests run in.
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+
+namespace device {
+
+constexpr char kTasksPath[] = "/dev/cpuset/top-app/tasks";
+
+void setTasks(const std::string& text);
+std::string dumpPath(const std::string& appName);
+std::string contentOf(const std::string& path);
+/// What the kernel shows as the task's name, up to its first NUL.
+std::string nameOf(pid_t task);
+
+/// A child process, killed and reaped on destruction.
+class Child {
+public:
+    /// A process that shows `name` and never changes.
+    static Child named(const std::string& name);
+    /// A copy of this process that waits for grow().
+    static Child growing();
+
+    Child(Child&& other) noexcept;
+    Child& operator=(Child&&) = delete;
+    ~Child();
+
+    pid_t pid() const { return mPid; }
+    void grow(int mebibytes);    ///< Returns when the memory is resident.
+    void die(bool reap = true);  ///< Not reaped, it stays behind as a zombie.
+
+private:
+    Child(pid_t pid, int socket) : mPid(pid), mSocket(socket) {}
+
+    pid_t mPid;
+    int mSocket;  // to the child
+};
+
+}  // namespace device

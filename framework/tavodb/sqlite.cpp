@@ -56,11 +56,13 @@ bool Connection::execute(const std::string& sql) {
     // the same file to write-ahead logging, one is sent away at once.
     const auto deadline =
         std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyTimeoutMs);
-    int code;
-    while (((code = sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr)) & 0xff) ==
-               SQLITE_BUSY &&
-           std::chrono::steady_clock::now() < deadline) {
+    const auto attempt = [&] {
+        return sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr);
+    };
+    int code = attempt();
+    while ((code & 0xff) == SQLITE_BUSY && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(kRetryMs));
+        code = attempt();
     }
     return judge(handle(), code, sql.c_str()) != Outcome::kFailed;
 }

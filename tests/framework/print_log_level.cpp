@@ -4,5 +4,5 @@
 #include "platform/tavo_log.h"
 
 int main() {
-    return std::printf("%u\n", getTavoLogLevel()) < 0;
+    return std::printf("%u", getTavoLogLevel()) < 0;
 }

@@ -1,4 +1,5 @@
 // What the database's operations promise, on a store that works.
+#include <array>
 #include <atomic>
 #include <cstring>
 #include <set>
@@ -43,21 +44,14 @@ TEST_F(TavoDbTest, UpdatesReturnTheRowsTheyChanged) {
     EXPECT_EQ(valuesOf(database, table, "a", 3), "ccc|aaa|bbb|");
     EXPECT_EQ(database.DBupdate(table, "a", "new", 3, DB_OP_UPDATE), 3);
     EXPECT_EQ(valuesOf(database, table, "a", 3), "new|new|new|");
-    EXPECT_EQ(database.DBupdate(table, "a", nullptr, 0, DB_OP_DELETE), 3);
+    insert(database, table, "a", "longer");
+    EXPECT_EQ(valuesOf(database, table, "a", 3), "failed");
+    EXPECT_EQ(database.DBupdate(table, "a", nullptr, 0, DB_OP_DELETE), 4);
     EXPECT_EQ(valuesOf(database, table, "a", 3), "");
     EXPECT_EQ(valuesOf(database, table, "ab", 3), "zzz|");
     EXPECT_LT(database.DBupdate(table, "a", "x", 1, 0), 0);
     EXPECT_LT(database.DBupdate(table, "a", "x", 1, 4), 0);
     EXPECT_LT(database.DBupdate(table, "a", nullptr, 1, DB_OP_INSERT), 0);
-}
-
-TEST_F(TavoDbTest, QueryAllRefusesAValueOfAnotherLength) {
-    TavoDB database;
-    const auto table = openTable(database, "OrvoEP");
-    insert(database, table, "a", "1234");
-    insert(database, table, "a", "12345");
-    EXPECT_EQ(valuesOf(database, table, "a", 4), "failed");
-    EXPECT_EQ(valuesOf(database, table, "a", 0), "failed");
 }
 
 TEST_F(TavoDbTest, KeysAndValuesMayBeAnyBytes) {
@@ -77,9 +71,9 @@ TEST_F(TavoDbTest, KeysAndValuesMayBeAnyBytes) {
 
 TEST_F(TavoDbTest, TablesOfAllNamesStayApart) {
     const std::string kNames[] = {
-        "",      "t", "T",        "OrvoEP", "orvoep", "^orvo",
-        "%4f",   "O", "a\"b",     "a'b",    "a b",    "sqlite_master",
-        "a\0b"s, "a", "\xc3\xa4", "\xff",   "tavo_t", "x; DROP TABLE y--"};
+        "",      "OrvoEP", "orvoep", "^orvo",         "%4f",
+        "O",     "a\"b",   "a'b",    "a\0b"s,         "\xff",
+        "tavo_", "a",      "a b",    "sqlite_master", "x; DROP TABLE y--"};
     TavoDB database;
     for (const auto& name : kNames)
         insert(database, openTable(database, name), "k", '<' + name);
@@ -97,6 +91,7 @@ TEST_F(TavoDbTest, HandlesAreUniqueAndRefusedWhenNotOpen) {
     EXPECT_EQ((std::set<std::uint32_t>{table, sameAgain, others}.size()), 3u);
     EXPECT_EQ(database.DBclose(table), 0);
     std::uint64_t size = 0;
+    EXPECT_NE(table, 0u);
     for (const std::uint32_t handle : {0u, table, others, 0xffffffffu}) {
         EXPECT_LT(database.DBclose(handle), 0);
         EXPECT_LT(database.DBQuery(handle, "a", nullptr, size), 0);
@@ -129,31 +124,34 @@ TEST_F(TavoDbTest, BuffersOutliveOtherThreadsQueriesAndTables) {
 }
 
 TEST_F(TavoDbTest, ThreadsShareHandlesWithoutLosingWrites) {
-    constexpr int kThreads = 6, kRounds = 40;
+    constexpr std::size_t kRounds = 40;
     TavoDB database;
     const auto shared = openTable(database, "shared");
     std::atomic<int> failures{0};
     const auto work = [&](char id) {
         const auto own = openTable(database, {id});
         const std::string value(4, id);
-        for (int round = 1; round <= kRounds; ++round) {
+        for (std::size_t round = 1; round <= kRounds; ++round) {
             failures += insert(database, shared, "all", value) != 1;
             failures += insert(database, own, "k", value) != 1;
-            std::string expected;
-            for (int i = 0; i < round; ++i)
-                expected += value + '|';
-            failures += valuesOf(database, own, "k", 4) != expected;
+            failures += valuesOf(database, own, "k", 4).size() != 5u * round;
+            for (int i = 0; i < 50; ++i) {
+                char first[4];
+                std::uint64_t size = 4;
+                failures += database.DBQuery(shared, "all", first, size) != 0;
+            }
             failures += valuesOf(database, shared, "all", 4) == "failed";
         }
         failures += database.DBclose(own) != 0;
     };
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i)
-        threads.emplace_back(work, static_cast<char>('a' + i));
+    std::array<std::thread, 6> threads;
+    char id = 'a';
+    for (auto& thread : threads)
+        thread = std::thread(work, id++);
     for (auto& thread : threads)
         thread.join();
     EXPECT_EQ(failures, 0);
-    EXPECT_EQ(valuesOf(database, shared, "all", 4).size(), 5u * kThreads * kRounds);
+    EXPECT_EQ(valuesOf(database, shared, "all", 4).size(), 5u * threads.size() * kRounds);
 }
 
 }  // namespace

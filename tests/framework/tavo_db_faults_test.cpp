@@ -70,7 +70,7 @@ TEST_F(TavoDbFaultsTest, KilledProcessLosesNoFinishedWrite) {
         if (child == 0) insertUntilKilled(stored, ends[1]);
         close(ends[1]);
         std::uint32_t reported = 0;
-        for (int i = 0; i < 30 * round + 1; ++i)
+        for (int i = 0; i < 12 * round + 1; ++i)
             ASSERT_EQ(read(ends[0], &reported, 4), 4);
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);

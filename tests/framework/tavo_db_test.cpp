@@ -124,7 +124,7 @@ TEST_F(TavoDbTest, BuffersOutliveOtherThreadsQueriesAndTables) {
 }
 
 TEST_F(TavoDbTest, ThreadsShareHandlesWithoutLosingWrites) {
-    constexpr std::size_t kRounds = 40;
+    constexpr std::size_t kRounds = 15;
     TavoDB database;
     const auto shared = openTable(database, "shared");
     std::atomic<int> failures{0};

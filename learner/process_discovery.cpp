@@ -1,13 +1,13 @@
 // Finding the process that a launch started, and remembering its pid.
 #include <exception>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <unistd.h>
 #include <vector>
 
 #include "learner/log_tag.h"
 #include "learner/orvo_learner.h"
+#include "learner/task_text.h"
 #include "platform/log.h"
 
 namespace {
@@ -17,27 +17,15 @@ constexpr char kMapFailure[] = "Caught Exception";
 constexpr int kScansPerCall = 5;
 constexpr useconds_t kScanDelayUs = 200'000;  // lets the process join the cpuset
 
-/// The task ids of the stream, in its order, up to the first that is none.
-std::vector<std::int32_t> readTaskIds(std::istream& tasks) {
-    std::vector<std::int32_t> ids;
-    std::int32_t id = 0;
-    while (tasks >> id)
-        ids.push_back(id);
-    return ids;
-}
-
 std::string procPath(std::int32_t task, const char* file) {
     return "/proc/" + std::to_string(task) + file;
 }
 
-/// Reads the last number after a "Tgid" line's colon into `tgid`, if there is
-/// such a line.
-void readTgid(std::istream& status, std::int32_t& tgid) {
+/// The last "Tgid" line's number goes into `tgid`, if there is such a line.
+void readStatus(std::istream& status, std::int32_t& tgid) {
     std::string line;
     while (std::getline(status, line)) {
-        if (line.find("Tgid") == std::string::npos) continue;
-        std::istringstream(line.substr(line.find(':') + 1)) >> tgid;
-        ORVO_LOGD_AT(3, 206, "getPidExpensive", "tgid is %d\n", tgid);
+        if (readTgid(line, tgid)) ORVO_LOGD_AT(3, 206, "getPidExpensive", "tgid is %d\n", tgid);
     }
 }
 
@@ -73,7 +61,7 @@ std::int32_t OrvoLearner::getPidExpensive(std::string& appName) {
                 ORVO_LOGE_AT(199, "getPidExpensive", "Error openiong is %s\n", statusPath.c_str());
                 continue;
             }
-            readTgid(status, tgid);
+            readStatus(status, tgid);
             return tgid;
         }
     } catch (const std::exception& e) {

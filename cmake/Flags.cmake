@@ -7,6 +7,7 @@ set(ORVO_SANITIZE "" CACHE STRING
     "Sanitizers to build with: empty, address,undefined or thread")
 option(ORVO_HARDENED_LOCKING
     "Close the prescribed locking's known hazards (README.md tells the difference)" OFF)
+option(ORVO_FUZZERS "Build the fuzz targets (clang only; scripts/fuzz runs them)" OFF)
 
 add_library(orvo-headers INTERFACE)
 target_include_directories(orvo-headers INTERFACE ${PROJECT_SOURCE_DIR})
@@ -59,6 +60,9 @@ else()
     # sanitizers intercept. Undefined first: some compilers preset it.
     target_compile_options(orvo-flags INTERFACE
         $<${is_optimised}:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+endif()
+if(ORVO_FUZZERS)
+    target_compile_options(orvo-flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 # Checked operator[] and iterators where speed does not count.
 if(ORVO_SANITIZE)

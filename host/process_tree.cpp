@@ -1,6 +1,7 @@
 // The processes that a launch has started, found in /proc.
 #include "host/process_tree.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
@@ -11,7 +12,6 @@
 #include <unistd.h>
 
 namespace host {
-namespace {
 
 std::set<pid_t> numbersIn(const std::string& folder) {
     std::set<pid_t> numbers;
@@ -25,11 +25,28 @@ std::set<pid_t> numbersIn(const std::string& folder) {
     return numbers;
 }
 
-std::optional<ProcessStat> statOf(pid_t process) {
+std::optional<ProcessStat> readProcessStat(pid_t process) {
     std::ifstream file("/proc/" + std::to_string(process) + "/stat");
     std::string text;
     std::getline(file, text, '\0');
     return parseProcessStat(text);
+}
+
+namespace {
+
+// From the parent, the 4th, to the moment of the start, the 22nd.
+constexpr int kFieldsToStart = 18;
+
+std::uint64_t startTicksFrom(const char* parent, const char* end) {
+    const char* field = parent;
+    for (int i = 0; i < kFieldsToStart; ++i) {
+        field = std::find(field, end, ' ');
+        if (field == end) return 0;
+        ++field;
+    }
+    std::uint64_t ticks = 0;
+    std::from_chars(field, end, ticks);
+    return ticks;
 }
 
 bool hasExited(const std::optional<ProcessStat>& stat) {
@@ -54,6 +71,7 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text) {
     if (std::from_chars(parent, text.data() + text.size(), stat.parent).ec != std::errc()) {
         return std::nullopt;
     }
+    stat.startTicks = startTicksFrom(parent, text.data() + text.size());
     return stat;
 }
 
@@ -76,7 +94,7 @@ void ProcessTree::update() {
     while (adopt(fresh)) {
     }
     for (auto it = mOwn.begin(); it != mOwn.end();) {
-        it = hasExited(statOf(*it)) ? mOwn.erase(it) : std::next(it);
+        it = hasExited(readProcessStat(*it)) ? mOwn.erase(it) : std::next(it);
     }
 }
 
@@ -85,7 +103,7 @@ void ProcessTree::update() {
 bool ProcessTree::adopt(std::set<pid_t>& fresh) {
     bool anyKnown = false;
     for (auto it = fresh.begin(); it != fresh.end();) {
-        const std::optional<ProcessStat> stat = statOf(*it);
+        const std::optional<ProcessStat> stat = readProcessStat(*it);
         const bool own = stat && isOwn(stat->parent);
         const bool foreign = stat && mForeign.count(stat->parent) > 0;
         if (own) mOwn.insert(*it);

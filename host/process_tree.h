@@ -1,8 +1,10 @@
 // The processes that a launch has started, found in /proc.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <set>
+#include <string>
 #include <string_view>
 #include <sys/types.h>
 #include <vector>
@@ -12,10 +14,18 @@ namespace host {
 struct ProcessStat {
     char state = '?';
     pid_t parent = 0;
+    std::uint64_t startTicks = 0;  ///< clock ticks from boot to start; 0 when cut off
 };
 
 /// Takes the text of a /proc/PID/stat file apart; nothing when it is cut off.
 std::optional<ProcessStat> parseProcessStat(std::string_view text);
+
+/// Nothing when the process is gone.
+std::optional<ProcessStat> readProcessStat(pid_t process);
+
+/// The entries of `folder` that are numbers: processes in /proc, threads in
+/// /proc/PID/task.
+std::set<pid_t> numbersIn(const std::string& folder);
 
 /// Finds the descendants of this process that came after the tree was made.
 ///

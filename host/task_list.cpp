@@ -86,6 +86,33 @@ bool isKernelTaskList(const std::string& path) {
     return statfs(path.c_str(), &fileSystem) == 0 && fileSystem.f_type == CGROUP_SUPER_MAGIC;
 }
 
+TaskListReader::TaskListReader(const std::string& path)
+    : mPath(path), mIsKernels(isKernelTaskList(path)) {
+    reopen();
+}
+
+void TaskListReader::reopen() {
+    mFile = UniqueFd(open(mPath.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!mFile.isOpen()) fail("open");
+}
+
+// One descriptor is held, except on the kernel's own list: that is drawn up when
+// a descriptor is first read, and every read of the same one puts its renewal
+// off for a second, so that polling through it shows the first list for ever.
+std::vector<pid_t> TaskListReader::read() {
+    if (mIsKernels) reopen();
+    errno = 0;
+    const std::string text = readWhole(mFile.get());
+    if (errno != 0) fail("read");
+    return parseTaskList(text);
+}
+
+void TaskListReader::fail(const char* doing) const {
+    throw HostError(kEnvironment, std::string("cannot ") + doing + ' ' + mPath + ": " +
+                                      std::strerror(errno) +
+                                      "; run as root or inside orvo-device-root");
+}
+
 TaskListKeeper::TaskListKeeper(const std::string& path)
     : mFile(open(path.c_str(), O_RDWR | O_CLOEXEC)) {
     if (!mFile.isOpen()) {

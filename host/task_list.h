@@ -27,6 +27,23 @@ std::vector<pid_t> mergeTasks(const std::vector<pid_t>& listed, const std::vecto
 /// Whether the kernel keeps the list itself.
 bool isKernelTaskList(const std::string& path);
 
+/// Reads the list again and again. Throws HostError when it cannot be read.
+class TaskListReader {
+public:
+    explicit TaskListReader(const std::string& path);
+
+    /// The tasks listed now.
+    std::vector<pid_t> read();
+
+private:
+    void reopen();
+    [[noreturn]] void fail(const char* doing) const;
+
+    const std::string mPath;
+    const bool mIsKernels;
+    UniqueFd mFile;
+};
+
 /// Keeps a task list that is an ordinary file. Readers may hold it open: it is
 /// rewritten in place and never replaced. Several hosts may keep the same list.
 class TaskListKeeper {

@@ -1,0 +1,76 @@
+// orvo-bench: measures the library beside what bounds it and what would be used
+// instead, and prints one table.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <android/log.h>
+#include <benchmark/benchmark.h>
+#include <cstdio>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "bench/topics.h"
+#include "platform/tavo_log.h"
+
+namespace {
+
+struct Topic {
+    const char* name;
+    void (*run)(const Effort&, Table&);
+};
+
+// The topics of the store come last: they start the learning thread.
+constexpr Topic kTopics[] = {
+    {"sample", benchSample},         {"scan", benchScan},
+    {"evaluation", benchEvaluation}, {"log", benchLog},
+    {"library", benchLibrary},       {"query", benchQuery},
+    {"launch", benchLaunchEvent},
+};
+
+void initialiseBenchmark(char* program) {
+    std::string interleave = "--benchmark_enable_random_interleaving=true";
+    char* arguments[] = {program, interleave.data(), nullptr};
+    int count = 2;
+    benchmark::Initialize(&count, arguments);
+}
+
+bool isWanted(const std::vector<std::string>& wanted, const std::string& name) {
+    return wanted.empty() || std::find(wanted.begin(), wanted.end(), name) != wanted.end();
+}
+
+int measure(const std::vector<std::string>& wanted, const Effort& effort) {
+    setTavoLogLevel(0);
+    __android_log_set_logger([](const __android_logger_data*, const char*) {});
+    Table table;
+    for (const Topic& topic : kTopics) {
+        if (!isWanted(wanted, topic.name)) continue;
+        try {
+            topic.run(effort, table);
+        } catch (const std::exception& e) {
+            table.fail(topic.name, e.what());
+        }
+    }
+    std::fputs(table.markdown().c_str(), stdout);
+    return table.hasFailures() ? 1 : 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Measures the library; scripts/bench runs it where the fixed paths exist.");
+    Effort effort;
+    std::vector<std::string> wanted;
+    std::vector<std::string> names;
+    for (const Topic& topic : kTopics)
+        names.emplace_back(topic.name);
+    app.add_option("--rounds", effort.rounds, "Interleaved rounds")->check(CLI::Range(1, 1000));
+    app.add_option("--min-seconds", effort.minSeconds, "Seconds of one round of one benchmark")
+        ->check(CLI::Range(0.0001, 60.0));
+    app.add_option("TOPIC", wanted, "What to measure; all without one")
+        ->check(CLI::IsMember(names));
+    CLI11_PARSE(app, argc, argv);
+    initialiseBenchmark(argv[0]);
+    const int code = measure(wanted, effort);
+    std::fflush(nullptr);
+    _exit(code);  // the learning thread's handle stays joinable
+}

@@ -3,7 +3,7 @@
 include(CMakePackageConfigHelpers)
 
 set(libraries zorv-orvo tavodb tavoconfig tavo-log zorv-util)
-set(programs orvo-host orvo-sample-app)
+set(programs orvo-host orvo-device-root orvo-sample-app)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zorv-orvo)
 
 # Programs and libraries find each other wherever the whole is put, and liblog

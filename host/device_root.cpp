@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <sys/mman.h>
 #include <sys/wait.h>
 
 #include "host/command.h"
@@ -96,12 +97,24 @@ std::vector<Graft> missingParts(const DeviceRootOptions& options, const KernelCp
     return grafts;
 }
 
-std::vector<std::string> bubblewrapArguments(const std::vector<Graft>& grafts,
-                                             const std::vector<std::string>& program) {
-    std::vector<std::string> arguments{"bwrap", "--die-with-parent"};
-    const std::vector<std::string> mirror = mirrorArguments("", grafts);
-    arguments.insert(arguments.end(), mirror.begin(), mirror.end());
-    arguments.push_back("--");
+// A file for bubblewrap to read its mounts from: there are too many of them for
+// a command line that anyone would look at.
+UniqueFd mountList(const std::vector<Graft>& grafts) {
+    std::string list;
+    for (const std::string& argument : mirrorArguments("", grafts))
+        list += argument + '\0';
+    UniqueFd file(memfd_create("mounts", 0));
+    if (write(file.get(), list.data(), list.size()) != static_cast<ssize_t>(list.size()) ||
+        lseek(file.get(), 0, SEEK_SET) != 0) {
+        throw HostError(kEnvironment, std::string("cannot list the private root's mounts: ") +
+                                          std::strerror(errno) + "; free some memory");
+    }
+    return file;
+}
+
+std::vector<std::string> bubblewrapArguments(int mounts, const std::vector<std::string>& program) {
+    std::vector<std::string> arguments{"bwrap", "--die-with-parent", "--args",
+                                       std::to_string(mounts), "--"};
     arguments.push_back(std::filesystem::read_symlink("/proc/self/exe"));
     arguments.insert(arguments.end(), program.begin() + 1, program.end());
     return arguments;
@@ -236,13 +249,14 @@ int runInDeviceRoot(const DeviceRootOptions& options, const std::vector<std::str
     }
     std::optional<KernelCpuset> cpuset;
     if (options.realCpuset) cpuset.emplace();
-    const UniqueFd emptyFile(open("/dev/null", O_RDONLY));  // bubblewrap inherits it
-    const std::vector<Graft> parts =
-        missingParts(options, cpuset ? &*cpuset : nullptr, emptyFile.get());
+    // Bubblewrap inherits both.
+    const UniqueFd emptyFile(open("/dev/null", O_RDONLY));
+    const UniqueFd mounts =
+        mountList(missingParts(options, cpuset ? &*cpuset : nullptr, emptyFile.get()));
 
     Pipe ready;
     Pipe errors;
-    const pid_t bubblewrap = startBubblewrap(bubblewrapArguments(parts, program),
+    const pid_t bubblewrap = startBubblewrap(bubblewrapArguments(mounts.get(), program),
                                              ready.writeEnd.get(), errors.writeEnd.get());
     ready.writeEnd.reset();
     errors.writeEnd.reset();

@@ -12,7 +12,7 @@
 namespace host {
 
 struct LaunchResult {
-    LaunchOutcome outcome;
+    LaunchOutcome outcome = LaunchOutcome::kUndecided;
     std::optional<std::int32_t> endpointMs;  ///< only of a stored launch
 };
 
@@ -21,6 +21,7 @@ struct LearnReport {
     std::vector<LaunchResult> launches;
     std::optional<std::int32_t> finalEndpointMs;  ///< none while not learned
     int samplesStored = 0;                        ///< towards the final endpoint
+    std::string otherName;  ///< the name that COMMAND showed instead of PACKAGE, if it did
 };
 
 /// "1200 ms stored", "undecided".

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "host/exit_code.h"
+#include "host/fd_counts.h"
 #include "host/interruption.h"
 #include "host/steady_clock.h"
 
@@ -100,9 +101,11 @@ void LearnSession::awaitEnd(LaunchWatch& watch, LaunchedCommand& command) {
     const double startMs = steadyMs();
     double firstStopMs = 0;
     double lastStopMs = 0;
+    FdCounts fdCounts(mLibrary, mOptions.package);
     while (!watch.waitForEnd(kLookPeriod)) {
         const double nowMs = steadyMs();
         const LaunchRecord record = watch.record();
+        if (mOptions.fdCounts && record.phase() == LaunchPhase::kSampling) fdCounts.take();
         command.tend();
         mProgress.show(record);
         if (nowMs - startMs > kNameHintAfterMs) hintAtName(record, command);

@@ -21,6 +21,7 @@ struct LearnOptions {
     int launches = kLaunchesToLearn;
     std::int32_t type = 1;
     std::int32_t subtype = 0;
+    bool fdCounts = false;  ///< count the process's descriptors and send them
     CommandLine command;
 };
 

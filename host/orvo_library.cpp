@@ -2,6 +2,7 @@
 #include "host/orvo_library.h"
 
 #include <cstdlib>
+#include <cstring>
 
 #include "feature/orvo.h"
 #include "host/exit_code.h"
@@ -64,6 +65,19 @@ void OrvoLibrary::stop(std::string package) {
 
 void OrvoLibrary::erase(std::string package) {
     setData(ORVO_SET_ERASE, package, nullptr);
+}
+
+void OrvoLibrary::sendFdCounts(std::string package, const std::vector<std::int32_t>& counts) {
+    constexpr std::size_t kEntriesOffset = 4;
+    const auto count = static_cast<std::uint16_t>(counts.size());
+    std::vector<char> message(kEntriesOffset + count * sizeof(std::int32_t));
+    std::memcpy(message.data(), &count, sizeof count);
+    std::memcpy(message.data() + kEntriesOffset, counts.data(), count * sizeof(std::int32_t));
+    setData(ORVO_SET_FD_INFO, package, message.data());
+}
+
+std::int32_t OrvoLibrary::pid(std::string package) {
+    return getData(ORVO_GET_PID, package);
 }
 
 std::int32_t OrvoLibrary::finalEndpointMs(std::string package) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "host/log_sink.h"
 #include "host/state_folder.h"
@@ -29,6 +30,13 @@ public:
     void stop(std::string package);
 
     void erase(std::string package);
+
+    /// Adds open-descriptor counts to the launch being learned. Never returns
+    /// in a default build when there are any (host/fd_counts.h).
+    void sendFdCounts(std::string package, const std::vector<std::int32_t>& counts);
+
+    /// The pid that the library last found for the package; 1 without one.
+    std::int32_t pid(std::string package);
 
     /// 0 while the package is not learned.
     std::int32_t finalEndpointMs(std::string package);

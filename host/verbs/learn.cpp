@@ -6,6 +6,7 @@
 #include "host/command.h"
 #include "host/device_root.h"
 #include "host/exit_code.h"
+#include "host/fd_counts.h"
 #include "host/interruption.h"
 #include "host/learn_session.h"
 #include "host/package_name.h"
@@ -34,6 +35,11 @@ void checkArguments(const LearnArguments& arguments, const Invocation& invocatio
     if (!fault.empty()) throw HostError(kUsage, "PACKAGE " + fault);
     if (invocation.arguments.command.empty()) {
         throw HostError(kUsage, "COMMAND is missing: orvo-host learn PACKAGE -- COMMAND [ARG...]");
+    }
+    if (arguments.options.fdCounts && !kTakesFdCounts) {
+        throw HostError(kUsage,
+                        "--fd-counts needs a library built with -DORVO_HARDENED_LOCKING=ON "
+                        "(preset hardened); this one would block on them");
     }
 }
 
@@ -106,6 +112,8 @@ void addLearnVerb(CLI::App& app, Invocation& invocation) {
     verb->add_flag("--dump", arguments->dump, "Write each launch's series to the dumps folder");
     verb->add_flag("--keep-name", arguments->keepName,
                    "Leave argv[0] alone; PACKAGE is the name that COMMAND shows");
+    verb->add_flag("--fd-counts", options.fdCounts,
+                   "Send the process's open descriptors too (hardened build)");
     verb->add_flag("--json", arguments->json, "Print one JSON object");
     verb->add_flag("--real-cpuset", arguments->realCpuset,
                    "Launch in the kernel's own top-app cpuset (root, cgroup version 1)");

@@ -133,7 +133,7 @@ const char* runHint(int error) {
 }
 
 std::string failureText(const Report& report, const std::string& program) {
-    const std::string why = std::strerror(report.error);
+    std::string why = std::strerror(report.error);
     switch (report.step) {
         case Step::kOutput:
             return "cannot write the command's output file: " + why;

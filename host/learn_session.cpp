@@ -16,7 +16,7 @@ constexpr std::uint32_t kFollowingLevel = 4;
 
 constexpr std::chrono::milliseconds kLookPeriod{30};
 constexpr int kStopRepeatMs = 250;
-constexpr double kNameHintAfterMs = 3000;
+constexpr double kNameNoteAfterMs = 3000;
 
 // Beyond the longest hunt (about 62 s) and the longest launch (2000 samples,
 // about 62 s) with their share of a loaded machine.
@@ -53,6 +53,7 @@ LearnReport LearnSession::run() {
     if (finalMs > 0) report.finalEndpointMs = finalMs;
     const StoredPackage stored = mStore.package(mOptions.package);
     report.samplesStored = static_cast<int>(stored.launchEndpointsMs.size());
+    report.otherName = mOtherName;
     return report;
 }
 
@@ -89,7 +90,8 @@ void LearnSession::follow(LaunchWatch& watch, LaunchedCommand& command) {
         command.release();
         awaitEnd(watch, command);
     } catch (...) {
-        for (double waitedMs = 0; waitedMs < kStopLimitMs; waitedMs += kStopRepeatMs) {
+        const double giveUpMs = steadyMs() + kStopLimitMs;
+        while (steadyMs() < giveUpMs) {
             mLibrary.stop(mOptions.package);
             if (watch.waitForEnd(std::chrono::milliseconds(kStopRepeatMs))) break;
         }
@@ -108,7 +110,7 @@ void LearnSession::awaitEnd(LaunchWatch& watch, LaunchedCommand& command) {
         if (mOptions.fdCounts && record.phase() == LaunchPhase::kSampling) fdCounts.take();
         command.tend();
         mProgress.show(record);
-        if (nowMs - startMs > kNameHintAfterMs) hintAtName(record, command);
+        if (nowMs - startMs > kNameNoteAfterMs) noteName(record, command);
         if (firstStopMs > 0 && nowMs - firstStopMs > kStopLimitMs) {
             throw HostError(kEnvironment,
                             "the library does not end the launch; see " + mState.log());
@@ -130,14 +132,12 @@ bool LearnSession::mustStop(const LaunchRecord& record, const LaunchedCommand& c
 
 // A hunt that takes this long is mostly one for a name that the process never
 // shows, such as that of a script, which its interpreter replaces.
-void LearnSession::hintAtName(const LaunchRecord& record, const LaunchedCommand& command) {
-    if (mHintGiven || record.phase() != LaunchPhase::kHunting) return;
+void LearnSession::noteName(const LaunchRecord& record, const LaunchedCommand& command) {
+    if (!mOtherName.empty() || record.phase() != LaunchPhase::kHunting) return;
     const std::string name = command.shownName();
     if (name.empty() || name == mOptions.package) return;
-    mHintGiven = true;
-    mProgress.note("the process shows the name '" + name + "', not '" + mOptions.package +
-                   "'; if that stays so, run its interpreter as COMMAND, or give that name as "
-                   "PACKAGE with --keep-name");
+    mOtherName = name;
+    mProgress.note("not found yet: its name is '" + name + "', not '" + mOptions.package + "'");
 }
 
 LaunchResult LearnSession::judge(const LaunchRecord& record, bool commandEnded,

@@ -43,7 +43,7 @@ private:
     void follow(LaunchWatch& watch, LaunchedCommand& command);
     void awaitEnd(LaunchWatch& watch, LaunchedCommand& command);
     bool mustStop(const LaunchRecord& record, const LaunchedCommand& command, double elapsedMs);
-    void hintAtName(const LaunchRecord& record, const LaunchedCommand& command);
+    void noteName(const LaunchRecord& record, const LaunchedCommand& command);
     LaunchResult judge(const LaunchRecord& record, bool commandEnded, std::size_t rowsBefore);
 
     const LearnOptions& mOptions;
@@ -52,7 +52,7 @@ private:
     Progress& mProgress;
     OrvoLibrary mLibrary;
     StoreReader mStore;
-    bool mHintGiven = false;
+    std::string mOtherName;  // that the command showed while it was looked for
 };
 
 /// The exit code for what was reached.

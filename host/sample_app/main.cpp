@@ -170,6 +170,7 @@ void describe(CLI::App& app, Schedule& schedule) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): an app that fails is one that ends.
 int main(int argc, char** argv) {
     Schedule schedule;
     CLI::App app("Grows, settles at a known time, and stays until it is ended.", "orvo-sample-app");

@@ -59,6 +59,17 @@ void explainFailures(const LearnReport& report, const StateFolder& state, LogSin
                      "orvo-host: COMMAND must stay for the launch; what it printed is in %s\n",
                      state.commandOutput().c_str());
     }
+    if (holds(report, LaunchOutcome::kUndecided)) {
+        std::fprintf(stderr,
+                     "orvo-host: undecided launches settled before the first look, 200 ms "
+                     "after the start, or not at all; --dump shows which\n");
+    }
+    if (holds(report, LaunchOutcome::kNotFound)) {
+        std::fprintf(stderr,
+                     "orvo-host: COMMAND showed the name '%s'; run its interpreter as COMMAND, "
+                     "or give its name as PACKAGE with --keep-name\n",
+                     report.otherName.c_str());
+    }
     if (holds(report, LaunchOutcome::kStoreFailed)) {
         throw HostError(kEnvironment,
                         "the store did not keep the launch: " + log.lastDatabaseError() +

@@ -18,6 +18,8 @@ void describe(CLI::App& app, Invocation& invocation) {
     addLearnVerb(app, invocation);
     addShowVerb(app, invocation);
     addEraseVerb(app, invocation);
+    addReplayVerb(app, invocation);
+    addExplainVerb(app, invocation);
 }
 
 int run(const std::vector<std::string>& program) {

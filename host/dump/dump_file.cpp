@@ -1,0 +1,96 @@
+// Finds and reads the dump of a package.
+#include "host/dump/dump_file.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "host/dump/dump_parser.h"
+#include "host/dump/launch_grouping.h"
+#include "host/exit_code.h"
+#include "host/unique_fd.h"
+
+namespace host {
+namespace {
+
+constexpr std::string_view kFolderOnDevice = "/data/vendor/lm/";
+constexpr std::string_view kSuffix = "_vmrss.csv";
+constexpr std::string_view kFileSuffix = ".csv";
+constexpr std::size_t kLongestPathOnDevice = 127;  // the library cuts the path there
+
+// A thousand long launches, or ten thousand short ones. What is parsed takes
+// about as much memory as the text.
+constexpr std::size_t kLargestFile = std::size_t{64} << 20U;
+constexpr std::size_t kChunk = std::size_t{1} << 16U;
+
+bool endsWith(std::string_view text, std::string_view end) {
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+std::string fileNameOf(const std::string& package) {
+    std::string path = std::string(kFolderOnDevice) + package + std::string(kSuffix);
+    path.resize(std::min(path.size(), kLongestPathOnDevice));
+    return path.substr(kFolderOnDevice.size());
+}
+
+std::string packageOf(const std::string& file) {
+    std::string name = file.substr(file.rfind('/') + 1);
+    const std::string_view suffix = endsWith(name, kSuffix) ? kSuffix : kFileSuffix;
+    if (endsWith(name, suffix) && name.size() > suffix.size()) {
+        name.resize(name.size() - suffix.size());
+    }
+    return name;
+}
+
+[[noreturn]] void failToRead(const DumpSource& source) {
+    const int error = errno;
+    if (error == ENOENT && source.isOfState) {
+        throw HostError(kNotLearned, "there is no dump of " + source.package + " (" + source.file +
+                                         "); record one with orvo-host learn --dump");
+    }
+    throw HostError(kEnvironment, "cannot read " + source.file + ": " + std::strerror(error));
+}
+
+std::string readWhole(const DumpSource& source) {
+    const UniqueFd file(open(source.file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file.isOpen()) failToRead(source);
+    std::string text;
+    while (text.size() <= kLargestFile) {
+        const std::size_t size = text.size();
+        text.resize(size + kChunk);
+        const ssize_t length = read(file.get(), &text[size], kChunk);
+        if (length < 0) failToRead(source);
+        text.resize(size + static_cast<std::size_t>(length));
+        if (length == 0) return text;
+    }
+    throw HostError(kUsage, source.file + ": larger than " + std::to_string(kLargestFile >> 20U) +
+                                " MiB; keep its last blocks alone");
+}
+
+}  // namespace
+
+DumpSource dumpSourceOf(const std::string& argument, const StateFolder& state) {
+    const bool isFile = endsWith(argument, kFileSuffix) || argument.find('/') != std::string::npos;
+    if (isFile) return {argument, packageOf(argument), false};
+    return {state.dumps() + '/' + fileNameOf(argument), argument, true};
+}
+
+const DumpedLaunch& Dump::launch(int number) const {
+    if (number >= 1 && number <= static_cast<int>(launches.size())) {
+        return launches[static_cast<std::size_t>(number) - 1];
+    }
+    throw HostError(kUsage, "there is no launch " + std::to_string(number) + " in " + source.file +
+                                "; it has " + std::to_string(launches.size()));
+}
+
+Dump readDump(const DumpSource& source) {
+    const std::string text = readWhole(source);
+    Dump dump{source, groupLaunches(parseDumpBlocks(text, source.file))};
+    if (dump.launches.empty()) {
+        throw HostError(kUsage, source.file + ":1: the file holds no launch");
+    }
+    return dump;
+}
+
+}  // namespace host

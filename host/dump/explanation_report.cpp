@@ -1,0 +1,394 @@
+// What explain prints, as text and as JSON.
+#include "host/dump/explanation_report.h"
+
+#include <iomanip>
+#include <sstream>
+
+#include "host/dump/explanation.h"
+#include "host/dump/spread.h"
+#include "host/json_text.h"
+#include "host/printable.h"
+
+namespace host {
+namespace {
+
+constexpr int kSchemaVersion = 1;
+constexpr std::size_t kShownValues = 5;
+
+// Columns of the table of evaluations.
+constexpr int kEvaluation = 12;
+constexpr int kSamples = 9;
+constexpr int kCompared = 22;
+
+std::string ms(std::int64_t timeMs) {
+    return std::to_string(timeMs) + " ms";
+}
+
+std::string rounded(double value) {
+    std::ostringstream out;
+    out << std::fixed << std::setprecision(0) << value;
+    return out.str();
+}
+
+std::string counted(std::size_t count, const std::string& what) {
+    return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
+}
+
+std::string namesOf(const std::vector<Metric>& metrics) {
+    std::string text;
+    for (const Metric metric : metrics) {
+        if (!text.empty()) text += " and ";
+        text += traitsOf(metric).name;
+    }
+    return text;
+}
+
+// --- The words for one metric.
+
+std::string frequentText(const MetricExplanation& explanation, const MetricTraits& traits) {
+    std::string text;
+    for (std::size_t i = 0; i < explanation.frequentValues.size(); ++i) {
+        if (i == kShownValues) return text + ", ...";
+        const CountedValue& one = explanation.frequentValues[i];
+        if (i > 0) text += ", ";
+        text += std::to_string(one.value) + traits.unit + " (" + counted(one.count, "time") + ")";
+    }
+    return text.empty() ? "none" : text;
+}
+
+std::string settledText(const MetricExplanation& explanation, const MetricTraits& traits) {
+    if (!explanation.settledValue) {
+        return "none: the frequent values differ, and none of them is among the newest samples";
+    }
+    const std::string value = std::to_string(*explanation.settledValue) + traits.unit;
+    if (explanation.rule == ValueRule::kNewest) {
+        return value + ", the one met most often in the newest twelfth of the samples";
+    }
+    if (explanation.frequentValues.size() == 1) return value + ", the only frequent one";
+    return value + ", midway between the smallest and the largest, for all are close (10 %)";
+}
+
+std::string endpointText(const MetricExplanation& explanation, const MetricTraits& traits,
+                         std::int32_t streak) {
+    const std::string band = "within " + std::to_string(traits.tolerancePercent) + " %";
+    const std::string needed = counted(static_cast<std::size_t>(streak), "sample");
+    const std::string run = counted(explanation.samplesInRun, "sample");
+    const std::int32_t index = explanation.endpointIndex.value_or(0);
+    const std::string endpoint = ms(timeMs(index)) + " (sample " + std::to_string(index) + "), ";
+    switch (explanation.finding) {
+        case Finding::kNoSamples:
+            break;
+        case Finding::kNeverNear:
+            return "none: no sample is " + band + " of the settled value";
+        case Finding::kSteadyFromStart:
+            return "none: " + band + " from the first sample on, and 0 ms counts as none";
+        case Finding::kShortRun:
+            return (index == 0 ? "none, " : endpoint) + "a makeshift: no " + needed +
+                   " in a row are " + band + "; the last try has " + run;
+        case Finding::kSettled:
+            return endpoint + "the first of " + run + " in a row " + band + " (" + needed +
+                   " are needed)";
+    }
+    return "none";
+}
+
+void writeMetric(std::ostream& out, const MetricExplanation& explanation, Metric metric,
+                 std::int32_t streak) {
+    const MetricTraits& traits = traitsOf(metric);
+    if (explanation.samples == 0) {
+        out << "  " << traits.name << ": no samples\n";
+        return;
+    }
+    out << "  " << traits.name << ": " << counted(explanation.samples, "sample") << '\n'
+        << "    most frequent  " << frequentText(explanation, traits) << '\n'
+        << "    settled value  " << settledText(explanation, traits) << '\n'
+        << "    endpoint       " << endpointText(explanation, traits, streak) << '\n';
+}
+
+// --- The words for the launch.
+
+std::string comparedText(const EvaluationExplanation& evaluation, Metric metric) {
+    const std::int32_t index = evaluation.metrics[metric].endpointIndex.value_or(0);
+    std::string text = index > 0 ? ms(timeMs(index)) : "none";
+    if (!evaluation.comparisons) return text;
+    const Comparison& comparison = (*evaluation.comparisons)[metric];
+    if (comparison.isStable) return text + ", stable x" + std::to_string(comparison.stableInARow);
+    return text + ", " + rounded(static_cast<double>(comparison.differencePercent)) + " % off";
+}
+
+void writeEvaluations(std::ostream& out, const std::vector<EvaluationExplanation>& evaluations) {
+    out << "  evaluation  samples";
+    for (const Metric metric : kMetrics)
+        out << std::setw(kCompared) << traitsOf(metric).name;
+    out << '\n';
+    for (std::size_t i = 0; i < evaluations.size(); ++i) {
+        out << std::setw(kEvaluation) << i + 1 << std::setw(kSamples) << evaluations[i].samples;
+        for (const Metric metric : kMetrics)
+            out << std::setw(kCompared) << comparedText(evaluations[i], metric);
+        out << '\n';
+    }
+    out << "  of the last evaluation:\n";
+}
+
+std::string stabilityText(const std::vector<EvaluationExplanation>& evaluations) {
+    std::string text = "Stable comparisons in a row:";
+    bool isNoneStable = false;
+    for (const Metric metric : kMetrics) {
+        const auto& comparisons = evaluations.back().comparisons;
+        const std::int32_t inARow = comparisons ? (*comparisons)[metric].stableInARow : 0;
+        text += std::string(metric == kMetrics.front() ? " " : ", ") + traitsOf(metric).name + ' ' +
+                std::to_string(inARow);
+        const bool isNone = evaluations.back().metrics[metric].endpointIndex.value_or(0) == 0;
+        isNoneStable = isNoneStable || (inARow > 0 && isNone);
+    }
+    return text + (isNoneStable ? " (no endpoint again counts as stable)" : "");
+}
+
+std::string stabilityRule() {
+    const auto times = [](std::int32_t subtype) {
+        return std::to_string(stableComparisonsNeeded(subtype));
+    };
+    return "A long launch is decided by " + times(0) + " of one metric with subtype 0, " +
+           times(1) + " of two with a\n  subtype above 0, " + times(-1) +
+           " of two with one below 0, or " + std::to_string(kStableForOneMetric) + " of any one.";
+}
+
+std::string decisionText(const DumpedLaunch& launch, const LaunchExplanation& explanation) {
+    switch (explanation.missing) {
+        case Missing::kEvaluation:
+            return launch.outcome == DumpOutcome::kAborted
+                       ? "It was stopped, or its process ended, before the analysis."
+                       : "The dump is cut off before the results.";
+        case Missing::kSamples:
+            return "Nothing was decided: there is no sample of any metric.";
+        case Missing::kEndpoint:
+            return "Nothing was decided: no metric has an endpoint above 0.";
+        case Missing::kStableEvaluations:
+            return "Nothing was decided: the evaluations do not agree enough.";
+        case Missing::kNothing:
+            break;
+    }
+    if (!launch.finalIndex()) return "The dump does not tell what was decided.";
+    return "The launch's endpoint is that of " + namesOf(explanation.setBy) +
+           ", the last to settle.";
+}
+
+// --- All launches of the dump.
+
+struct Settled {
+    std::vector<int> numbers;
+    std::vector<double> endpointsMs;
+};
+
+Settled settledLaunches(const Dump& dump) {
+    Settled settled;
+    for (const DumpedLaunch& launch : dump.launches) {
+        if (!launch.finalIndex()) continue;
+        settled.numbers.push_back(launch.number);
+        settled.endpointsMs.push_back(static_cast<double>(timeMs(*launch.finalIndex())));
+    }
+    return settled;
+}
+
+void writeSpread(std::ostream& out, const ExplanationReport& report) {
+    const Settled settled = settledLaunches(report.dump);
+    out << "\nLaunches in the dump: " << report.dump.launches.size()
+        << ", settled: " << settled.numbers.size() << '\n';
+    if (!settled.numbers.empty()) {
+        const Spread spread = spreadOf(settled.endpointsMs);
+        out << "  median " << rounded(spread.medianMs) << " ms, mean " << rounded(spread.meanMs)
+            << " ms, from " << rounded(spread.smallestMs) << " to " << rounded(spread.largestMs)
+            << " ms\n";
+        for (const std::size_t i : spread.farFromRest) {
+            out << "  far from the rest: launch " << settled.numbers[i] << ", "
+                << rounded(settled.endpointsMs[i]) << " ms\n";
+        }
+    }
+    if (report.storedMeanMs) {
+        out << "  mean as stored: " << *report.storedMeanMs
+            << " ms, which includes finding the process\n";
+    }
+}
+
+// --- JSON.
+
+const char* idOf(DumpOutcome outcome) {
+    switch (outcome) {
+        case DumpOutcome::kDecided:
+            return "settled";
+        case DumpOutcome::kUndecided:
+            return "undecided";
+        case DumpOutcome::kAborted:
+            return "aborted";
+        case DumpOutcome::kUnfinished:
+            return "unfinished";
+        case DumpOutcome::kCutOff:
+            break;
+    }
+    return "cut_off";
+}
+
+const char* idOf(Finding finding) {
+    switch (finding) {
+        case Finding::kNoSamples:
+            return "no_samples";
+        case Finding::kNeverNear:
+            return "never_near";
+        case Finding::kSteadyFromStart:
+            return "steady_from_start";
+        case Finding::kShortRun:
+            return "short_run";
+        case Finding::kSettled:
+            break;
+    }
+    return "settled";
+}
+
+Json idOf(ValueRule rule) {
+    if (rule == ValueRule::kNone) return nullptr;
+    return rule == ValueRule::kMean ? "close_values_averaged" : "newest";
+}
+
+Json idOf(Missing missing) {
+    switch (missing) {
+        case Missing::kNothing:
+            break;
+        case Missing::kEvaluation:
+            return "evaluation";
+        case Missing::kSamples:
+            return "samples";
+        case Missing::kEndpoint:
+            return "endpoint";
+        case Missing::kStableEvaluations:
+            return "stable_evaluations";
+    }
+    return nullptr;
+}
+
+std::optional<std::int64_t> timeMsOf(std::optional<std::int32_t> index) {
+    return index ? std::optional<std::int64_t>(timeMs(*index)) : std::nullopt;
+}
+
+Json toJson(const Comparison& comparison) {
+    return {{"difference_percent", comparison.differencePercent},
+            {"stable", comparison.isStable},
+            {"stable_in_a_row", comparison.stableInARow}};
+}
+
+Json toJson(const EvaluationExplanation& evaluation, Metric metric, std::int32_t streak) {
+    const MetricExplanation& explanation = evaluation.metrics[metric];
+    Json values = Json::array();
+    for (const CountedValue& one : explanation.frequentValues)
+        values.push_back({{"value", one.value}, {"count", one.count}});
+    Json json = {{"samples", explanation.samples},
+                 {"frequent_values", values},
+                 {"settled_value", orNull(explanation.settledValue)},
+                 {"settled_value_rule", idOf(explanation.rule)},
+                 {"tolerance_percent", traitsOf(metric).tolerancePercent},
+                 {"finding", idOf(explanation.finding)},
+                 {"endpoint_index", orNull(explanation.endpointIndex)},
+                 {"endpoint_ms", orNull(timeMsOf(explanation.endpointIndex))},
+                 {"run_samples", explanation.samplesInRun},
+                 {"run_samples_required", streak}};
+    json["compared"] =
+        evaluation.comparisons ? toJson((*evaluation.comparisons)[metric]) : Json(nullptr);
+    return json;
+}
+
+Json toJson(const LaunchExplanation& explanation, std::int32_t streak) {
+    Json evaluations = Json::array();
+    for (const EvaluationExplanation& evaluation : explanation.evaluations) {
+        Json metrics = Json::object();
+        for (const Metric metric : kMetrics)
+            metrics[traitsOf(metric).jsonName] = toJson(evaluation, metric, streak);
+        evaluations.push_back({{"samples", evaluation.samples}, {"metrics", metrics}});
+    }
+    return evaluations;
+}
+
+Json launchToJson(const DumpedLaunch& launch) {
+    const LaunchExplanation explanation = explain(launch);
+    Json setBy = Json::array();
+    for (const Metric metric : explanation.setBy)
+        setBy.push_back(traitsOf(metric).jsonName);
+    return {{"number", launch.number},
+            {"line", launch.line},
+            {"long", launch.isLong()},
+            {"outcome", idOf(launch.outcome)},
+            {"endpoint_index", orNull(launch.finalIndex())},
+            {"endpoint_ms", orNull(timeMsOf(launch.finalIndex()))},
+            {"set_by", setBy},
+            {"missing", idOf(explanation.missing)},
+            {"evaluations", toJson(explanation, launch.streak())}};
+}
+
+Json spreadToJson(const ExplanationReport& report) {
+    const Settled settled = settledLaunches(report.dump);
+    Json far = Json::array();
+    std::optional<Spread> spread;
+    if (!settled.numbers.empty()) {
+        spread = spreadOf(settled.endpointsMs);
+        for (const std::size_t i : spread->farFromRest)
+            far.push_back(settled.numbers[i]);
+    }
+    const auto orNone = [&](double Spread::*member) {
+        return spread ? Json((*spread).*member) : Json(nullptr);
+    };
+    return {{"launches", report.dump.launches.size()},
+            {"settled", settled.numbers.size()},
+            {"stored_mean_ms", orNull(report.storedMeanMs)},
+            {"mean_ms", orNone(&Spread::meanMs)},
+            {"median_ms", orNone(&Spread::medianMs)},
+            {"smallest_ms", orNone(&Spread::smallestMs)},
+            {"largest_ms", orNone(&Spread::largestMs)},
+            {"far_from_rest", far}};
+}
+
+}  // namespace
+
+std::string outcomeText(const DumpedLaunch& launch) {
+    if (launch.finalIndex()) return "settled at " + ms(timeMs(*launch.finalIndex()));
+    switch (launch.outcome) {
+        case DumpOutcome::kAborted:
+            return "aborted";
+        case DumpOutcome::kUnfinished:
+            return "undecided, with evaluations missing";
+        case DumpOutcome::kCutOff:
+            return "cut off";
+        default:
+            return "undecided";
+    }
+}
+
+std::string renderText(const ExplanationReport& report) {
+    const DumpedLaunch& launch = report.launch;
+    const LaunchExplanation explanation = explain(launch);
+    std::ostringstream out;
+    out << printable(report.dump.source.package) << ", launch " << launch.number << " of "
+        << report.dump.launches.size() << " (line " << launch.line << "): " << outcomeText(launch)
+        << (launch.isLong() ? ", a long launch" : "") << '\n';
+    if (explanation.evaluations.size() > 1) writeEvaluations(out, explanation.evaluations);
+    if (!explanation.evaluations.empty()) {
+        for (const Metric metric : kMetrics)
+            writeMetric(out, explanation.evaluations.back().metrics[metric], metric,
+                        launch.streak());
+    }
+    out << "  " << decisionText(launch, explanation) << '\n';
+    if (launch.isLong() && !explanation.evaluations.empty()) {
+        out << "  " << stabilityText(explanation.evaluations) << ".\n  " << stabilityRule() << '\n';
+    }
+    writeSpread(out, report);
+    out << "Times count from the first sample on; a sample is taken every " << kSamplePeriodMs
+        << " ms.\n";
+    return out.str();
+}
+
+std::string renderJson(const ExplanationReport& report) {
+    return jsonLine({{"schema_version", kSchemaVersion},
+                     {"package", report.dump.source.package},
+                     {"file", report.dump.source.file},
+                     {"launch", launchToJson(report.launch)},
+                     {"spread", spreadToJson(report)}});
+}
+
+}  // namespace host

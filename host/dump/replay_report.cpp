@@ -1,0 +1,122 @@
+// What replay prints, as text and as JSON.
+#include "host/dump/replay_report.h"
+
+#include <algorithm>
+#include <sstream>
+
+#include "host/json_text.h"
+#include "host/printable.h"
+
+namespace host {
+namespace {
+
+constexpr int kSchemaVersion = 1;
+
+std::string tripleText(const PerMetric<std::int32_t>& triple) {
+    std::string text;
+    for (const std::int32_t value : triple.values)
+        text += (text.empty() ? "" : ", ") + std::to_string(value);
+    return text;
+}
+
+std::string resultText(const EvaluationResult& result) {
+    return "endpoints " + tripleText(result.endpointIndices) + "; settled values " +
+           tripleText(result.settledValues) + "; " +
+           (result.finalIndex ? "final " + std::to_string(*result.finalIndex) : "undecided");
+}
+
+std::string resultAt(const std::vector<EvaluationResult>& results, std::size_t i) {
+    return i < results.size() ? resultText(results[i]) : "no such evaluation";
+}
+
+void writeDifferences(std::ostream& out, const LaunchReplay& launch) {
+    const std::size_t evaluations = std::max(launch.recorded.size(), launch.replayed.size());
+    for (std::size_t i = 0; i < evaluations; ++i) {
+        const std::string recorded = resultAt(launch.recorded, i);
+        const std::string replayed = resultAt(launch.replayed, i);
+        if (recorded == replayed) continue;
+        out << "  evaluation " << i + 1 << '\n'
+            << "    recorded  " << recorded << '\n'
+            << "    replayed  " << replayed << '\n';
+    }
+}
+
+void writeLaunch(std::ostream& out, const DumpedLaunch& dumped, const LaunchReplay& launch) {
+    out << "launch " << dumped.number << " (line " << dumped.line << "): ";
+    if (launch.recorded.empty()) {
+        out << "nothing to replay, it was not evaluated\n";
+        return;
+    }
+    out << (launch.isEqual() ? "equal" : "DIFFERS") << " as type " << launch.type << ", subtype "
+        << launch.subtype;
+    if (launch.isEqual()) out << "; " << resultText(launch.replayed.back());
+    out << '\n';
+    writeDifferences(out, launch);
+}
+
+Json toJson(const std::vector<EvaluationResult>& results, const PerMetric<Series>& series) {
+    Json list = Json::array();
+    for (const EvaluationResult& result : results) {
+        Json indices = Json::object();
+        Json values = Json::object();
+        for (const Metric metric : kMetrics) {
+            const auto orNone = [&](std::int32_t value) {
+                return series[metric].empty() ? Json(nullptr) : Json(value);
+            };
+            indices[traitsOf(metric).jsonName] = orNone(result.endpointIndices[metric]);
+            values[traitsOf(metric).jsonName] = orNone(result.settledValues[metric]);
+        }
+        list.push_back({{"endpoint_indices", indices},
+                        {"settled_values", values},
+                        {"final_index", orNull(result.finalIndex)}});
+    }
+    return list;
+}
+
+Json toJson(const DumpedLaunch& dumped, const LaunchReplay& launch) {
+    const bool isReplayed = !launch.recorded.empty();
+    return {{"number", dumped.number},
+            {"line", dumped.line},
+            {"type", isReplayed ? Json(launch.type) : Json(nullptr)},
+            {"subtype", isReplayed ? Json(launch.subtype) : Json(nullptr)},
+            {"equal", isReplayed ? Json(launch.isEqual()) : Json(nullptr)},
+            {"recorded", toJson(launch.recorded, dumped.series)},
+            {"replayed", toJson(launch.replayed, dumped.series)}};
+}
+
+}  // namespace
+
+std::size_t ReplayReport::replayedCount() const {
+    return static_cast<std::size_t>(
+        std::count_if(launches.begin(), launches.end(),
+                      [](const LaunchReplay& launch) { return !launch.recorded.empty(); }));
+}
+
+std::size_t ReplayReport::equalCount() const {
+    return static_cast<std::size_t>(std::count_if(
+        launches.begin(), launches.end(),
+        [](const LaunchReplay& launch) { return !launch.recorded.empty() && launch.isEqual(); }));
+}
+
+std::string renderText(const ReplayReport& report) {
+    std::ostringstream out;
+    for (std::size_t i = 0; i < report.launches.size(); ++i)
+        writeLaunch(out, report.dump.launches[i], report.launches[i]);
+    out << printable(report.dump.source.package) << ": " << report.equalCount() << " of "
+        << report.replayedCount() << " replayed launches are equal\n";
+    return out.str();
+}
+
+std::string renderJson(const ReplayReport& report) {
+    Json launches = Json::array();
+    for (std::size_t i = 0; i < report.launches.size(); ++i)
+        launches.push_back(toJson(report.dump.launches[i], report.launches[i]));
+    return jsonLine({{"schema_version", kSchemaVersion},
+                     {"package", report.dump.source.package},
+                     {"file", report.dump.source.file},
+                     {"replayed", report.replayedCount()},
+                     {"equal", report.equalCount()},
+                     {"launches", launches}});
+}
+
+}  // namespace host

@@ -1,0 +1,56 @@
+// orvo-host explain: why a launch ended where it did.
+#include <CLI/CLI.hpp>
+#include <filesystem>
+
+#include "host/dump/dump_file.h"
+#include "host/dump/explanation_report.h"
+#include "host/exit_code.h"
+#include "host/log_sink.h"
+#include "host/store_reader.h"
+#include "host/verbs/verbs.h"
+
+namespace host {
+namespace {
+
+struct ExplainArguments {
+    std::string source;
+    int launch = 0;  // 0: the last
+    bool json = false;
+};
+
+std::optional<std::int32_t> storedMeanMs(const DumpSource& source, const StateFolder& state) {
+    if (!source.isOfState || !std::filesystem::exists(state.database())) return std::nullopt;
+    return StoreReader(state.database()).package(source.package).finalEndpointMs();
+}
+
+int explain(const ExplainArguments& arguments, const Invocation& invocation) {
+    refuseCommand(invocation);
+    const StateFolder state(invocation.statePath());
+    LogSink log("", invocation.logLevel, invocation.verbose);
+    const Dump dump = readDump(dumpSourceOf(arguments.source, state));
+    const DumpedLaunch& launch =
+        arguments.launch == 0 ? dump.launches.back() : dump.launch(arguments.launch);
+    const ExplanationReport report{dump, launch, storedMeanMs(dump.source, state)};
+    print(arguments.json ? renderJson(report) : renderText(report));
+    return kDone;
+}
+
+}  // namespace
+
+void addExplainVerb(CLI::App& app, Invocation& invocation) {
+    const auto arguments = std::make_shared<ExplainArguments>();
+    CLI::App* const verb =
+        addVerb(app, invocation, "explain", "Tell why a recorded launch ended where it did",
+                "PACKAGE|FILE.csv [OPTIONS]");
+    verb->add_option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
+        ->required();
+    verb->add_option("--launch", arguments->launch, "Which launch, from 1 on (default the last)")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber);
+    verb->add_flag("--json", arguments->json, "Print one JSON object");
+    verb->callback([arguments, &invocation] {
+        invocation.verb = [arguments, &invocation] { return explain(*arguments, invocation); };
+    });
+}
+
+}  // namespace host

@@ -1,0 +1,59 @@
+// orvo-host replay: recorded series through the library's analysis again.
+#include <CLI/CLI.hpp>
+
+#include "host/dump/dump_file.h"
+#include "host/dump/replay_report.h"
+#include "host/exit_code.h"
+#include "host/log_sink.h"
+#include "host/verbs/verbs.h"
+#include "platform/tavo_log.h"
+
+namespace host {
+namespace {
+
+struct ReplayArguments {
+    std::string source;
+    ReplayOptions options;
+    bool json = false;
+};
+
+int replay(const ReplayArguments& arguments, const Invocation& invocation) {
+    refuseCommand(invocation);
+    const StateFolder state(invocation.statePath());
+    const Dump dump = readDump(dumpSourceOf(arguments.source, state));
+    // The analysis logs; with --verbose that is worth seeing.
+    LogSink log("", invocation.logLevel, invocation.verbose);
+    setTavoLogLevel(invocation.verbose ? invocation.logLevel : 0);
+    ReplayReport report{dump, {}};
+    for (const DumpedLaunch& launch : dump.launches)
+        report.launches.push_back(replay(launch, arguments.options));
+    print(arguments.json ? renderJson(report) : renderText(report));
+    if (report.replayedCount() == 0) {
+        throw HostError(kNotLearned, "no launch in " + dump.source.file + " was evaluated");
+    }
+    return report.equalCount() == report.replayedCount() ? kDone : kNotLearned;
+}
+
+}  // namespace
+
+void addReplayVerb(CLI::App& app, Invocation& invocation) {
+    const auto arguments = std::make_shared<ReplayArguments>();
+    CLI::App* const verb =
+        addVerb(app, invocation, "replay",
+                "Analyse recorded series again and compare with what was recorded",
+                "PACKAGE|FILE.csv [OPTIONS]");
+    verb->add_option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
+        ->required();
+    verb->add_option("--type", arguments->options.type,
+                     "Launch type (default: guessed from the number of samples)")
+        ->type_name("T");
+    verb->add_option("--subtype", arguments->options.subtype,
+                     "Launch subtype (default: one with which the results are equal)")
+        ->type_name("S");
+    verb->add_flag("--json", arguments->json, "Print one JSON object");
+    verb->callback([arguments, &invocation] {
+        invocation.verb = [arguments, &invocation] { return replay(*arguments, invocation); };
+    });
+}
+
+}  // namespace host

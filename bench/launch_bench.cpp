@@ -141,6 +141,8 @@ void benchLaunchEvent(const Effort& effort, Table& table) {
         table.fail(what, "not every event is in the store");
     table.atMost(what, "the same SQL, raw held statements",
                  session.ratio("library", "raw", Clock::kWall), 1.25, "times");
+    table.tell(what + ": the thread's own time", "the same SQL, raw held statements",
+               session.ratio("library", "raw"), "times");
     table.atMost(what, "one 4 KiB overwrite + fdatasync",
                  session.ratio("library", "overwrite", Clock::kWall), 2, "times");
 }

@@ -21,9 +21,10 @@ public:
 namespace {
 
 constexpr AppStatus kLearned{1, {}, 6};
+constexpr std::size_t kFewPackages = 100;
+constexpr std::size_t kManyPackages = 1'000'000;
 
-/// Learned packages in a database that both sides read. Those with an even
-/// index were learned in this process's life and so are cached too.
+/// Learned packages in a database that both sides read.
 class LearnedPackages {
 public:
     explicit LearnedPackages(std::size_t count)
@@ -31,10 +32,14 @@ public:
         mRaw.addPackages(mNames, kLearned);
         setenv("TAVO_DB_PATH", mFolder.file("tavo.db").c_str(), 1);
         if (OrvoDBlayer::mOrvoDB.Init() != 0) throw std::runtime_error("the store does not open");
-        for (std::size_t i = 0; i < count; i += 2)
-            OrvoDBlayerPeer::cache(mNames[i], endpointOf(i));
     }
     ~LearnedPackages() { OrvoDBlayer::mOrvoDB.DeInit(); }
+
+    /// As if all had been learned since the process started.
+    void cacheAll() {
+        for (std::size_t i = 0; i < mNames.size(); ++i)
+            OrvoDBlayerPeer::cache(mNames[i], endpointOf(i));
+    }
 
     std::vector<std::string>& names() { return mNames; }
     const RawStore& raw() const { return mRaw; }
@@ -45,17 +50,16 @@ private:
     RawStore mRaw;
 };
 
-/// Times `query`, a function of a package's name, on packages of one parity in
-/// no order; `truth` tells what it must return from the package's index.
+/// Times `query`, a function of a package's name, on packages in no order;
+/// `truth` tells what it must return from the package's index.
 template <typename Query, typename Truth>
 void timeQueries(Session& session, const std::string& name, std::vector<std::string>& names,
-                 std::size_t parity, Query query, Truth truth) {
-    session.add(name, [&names, parity, query, truth](benchmark::State& state) {
+                 Query query, Truth truth) {
+    session.add(name, [&names, query, truth](benchmark::State& state) {
         std::uint32_t seed = 12345;
-        const std::size_t pairs = names.size() / 2;
         for (auto _ : state) {
             seed = seed * 1664525 + 1013904223;
-            const std::size_t index = (static_cast<std::uint64_t>(seed) * pairs >> 32) * 2 + parity;
+            const std::size_t index = static_cast<std::uint64_t>(seed) * names.size() >> 32;
             if (query(names[index]) == truth(index)) continue;
             state.SkipWithError("another value than the one stored");
             break;
@@ -63,41 +67,58 @@ void timeQueries(Session& session, const std::string& name, std::vector<std::str
     });
 }
 
+/// Names a benchmark, and its baseline of the same run.
+std::string named(const std::string& way, std::size_t count, const char* who) {
+    return way + "/" + std::to_string(count) + "/" + who;
+}
+
+void benchWay(Session& session, LearnedPackages& packages, const std::string& way) {
+    const std::size_t count = packages.names().size();
+    RawStatement select(packages.raw().handle(), tavodb::selectSql("OrvoStatus"));
+    timeQueries(
+        session, named(way, count, "library"), packages.names(),
+        [](std::string& name) { return getData(ORVO_GET_FINAL_ENDPOINT, name); }, endpointOf);
+    timeQueries(
+        session, named(way, count, "raw"), packages.names(),
+        [&select](std::string& name) {
+            AppStatus status;
+            select.bind(1, name);
+            return select.read(&status, sizeof(status)) ? status.launchCount : -1;
+        },
+        [](std::size_t) { return kLearned.launchCount; });
+    session.run();
+}
+
+constexpr char kRawRead[] = "one raw held point read (the status row)";
+
+void addRow(Session& session, const std::string& way, std::size_t count, double limit) {
+    session.table().atMost(
+        "final-endpoint query, " + way + ", " + std::to_string(count) + " packages", kRawRead,
+        session.ratio(named(way, count, "library"), named(way, count, "raw")), limit, "times");
+}
+
 void benchPackages(Session& session, std::size_t count) {
     LearnedPackages packages(count);
-    RawStatement select(packages.raw().handle(), tavodb::selectSql("OrvoStatus"));
-    const auto ask = [](std::string& name) { return getData(ORVO_GET_FINAL_ENDPOINT, name); };
-    const auto readRaw = [&select](std::string& name) {
-        AppStatus status;
-        select.bind(1, name);
-        return select.read(&status, sizeof(status)) ? status.launchCount : -1;
-    };
-    const std::string suffix = "/" + std::to_string(count);
-    timeQueries(session, "cached" + suffix, packages.names(), 0, ask, endpointOf);
-    timeQueries(session, "table" + suffix, packages.names(), 1, ask, endpointOf);
-    timeQueries(session, "raw" + suffix, packages.names(), 1, readRaw,
-                [](std::size_t) { return kLearned.launchCount; });
-    session.run();
+    benchWay(session, packages, "from the table");
+    packages.cacheAll();
+    benchWay(session, packages, "cached");
+    addRow(session, "cached", count, 1.3);
+    addRow(session, "from the table", count, 2.4);
+}
 
-    const std::string raw = "one raw held point read (the status row)";
-    const std::string of = ", " + std::to_string(count) + " packages";
-    session.table().atMost("final-endpoint query, cached" + of, raw,
-                           session.ratio("cached" + suffix, "raw" + suffix), 1.3, "times");
-    session.table().atMost("final-endpoint query, from the table" + of, raw,
-                           session.ratio("table" + suffix, "raw" + suffix), 2.4, "times");
+double growth(const Session& session, const std::string& way, const char* who) {
+    return session.ratio(named(way, kManyPackages, who), named(way, kFewPackages, who));
 }
 
 }  // namespace
 
 void benchQuery(const Effort& effort, Table& table) {
     Session session("query", effort, table);
-    for (const std::size_t count : {100U, 10'000U, 1'000'000U})
+    for (const std::size_t count : {kFewPackages, std::size_t{10'000}, kManyPackages})
         benchPackages(session, count);
-    for (const char* way : {"cached", "table"}) {
-        const auto growth = [&session](const std::string& name) {
-            return session.ratio(name + "/1000000", name + "/100");
-        };
+    for (const char* way : {"cached", "from the table"}) {
         table.atMost(std::string("final-endpoint query, ") + way + ": growth to 1000000 packages",
-                     "the raw read's growth", growth(way) / growth("raw"), 1, "times");
+                     "the raw read's growth",
+                     growth(session, way, "library") / growth(session, way, "raw"), 1, "times");
     }
 }

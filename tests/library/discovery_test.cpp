@@ -6,6 +6,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "platform/tavo_log.h"
 #include "tests/library/peers.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/device.h"
@@ -15,7 +16,6 @@
 namespace {
 
 using device::Child;
-using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::SizeIs;
@@ -60,7 +60,7 @@ TEST_F(DiscoveryTest, OnlyTheExactNameMatchesInTheOrderOfTheTaskList) {
         EXPECT_EQ(scan(tasks), pid) << tasks;
     unlink(device::kTasksPath);
     EXPECT_EQ(mLearner.getPidExpensive(mApp), -1);
-    EXPECT_THAT(log.texts(), ElementsAre());
+    EXPECT_EQ(log.take(), "");
 }
 
 TEST_F(DiscoveryTest, ThreadOfTheProcessYieldsTheProcess) {
@@ -74,7 +74,7 @@ TEST_F(DiscoveryTest, ThreadOfTheProcessYieldsTheProcess) {
     mApp = device::nameOf(task);
     LogCapture log(3);
     EXPECT_EQ(scan(std::to_string(task)), getpid());
-    EXPECT_THAT(log.texts(), ElementsAre("tgid is " + std::to_string(getpid()) + "\n"));
+    EXPECT_EQ(log.take(), "tgid is " + std::to_string(getpid()) + "\n");
     end.set_value();
     thread.join();
 }
@@ -82,27 +82,24 @@ TEST_F(DiscoveryTest, ThreadOfTheProcessYieldsTheProcess) {
 // The first of two processes dies at each point of the scan in turn.
 TEST_F(DiscoveryTest, ProcessThatVanishesDuringTheScanIsPassedOver) {
     const Child second = Child::named("com.app");
-    bool vanishedBeforeStatus = false;
-    bool happened = true;
-    for (int at = 0; happened; ++at) {
+    int vanishedBeforeStatus = 0;
+    bool more = true;
+    for (int at = 0; more; ++at) {
         Child first = Child::named("com.app");
         const std::int32_t firstPid = first.pid();
         device::setTasks(text(first) + text(second));
         LogCapture log;
         std::int32_t pid = 0;
-        {
-            const AllocationFaults vanish(at, [&] { first.die(); });
-            pid = mLearner.getPidExpensive(mApp);
-            happened = vanish.happened();
-        }
-        const std::string status = "/proc/" + std::to_string(firstPid) + "/status";
-        if (log.count("Error openiong is " + status + "\n") == 1) {
+        more = allocation_faults::happensAt(
+            at, [&] { first.die(); }, [&] { pid = mLearner.getPidExpensive(mApp); });
+        if (log.count("Error openiong is /proc/" + std::to_string(firstPid) + "/status\n") == 1) {
+            EXPECT_EQ(log.lines()[0].line, 199);
             EXPECT_EQ(pid, second.pid());
-            vanishedBeforeStatus = true;
+            ++vanishedBeforeStatus;
         }
-        EXPECT_TRUE(pid == firstPid || pid == second.pid() || pid == -1) << at << ": " << pid;
+        EXPECT_TRUE(pid == firstPid || pid == second.pid() || pid == -1) << pid;
     }
-    EXPECT_TRUE(vanishedBeforeStatus);
+    EXPECT_GT(vanishedBeforeStatus, 0);
 }
 
 TEST_F(DiscoveryTest, LooksFiveTimesAfterASleepEachAndRecordsFailuresToo) {
@@ -118,18 +115,17 @@ TEST_F(DiscoveryTest, LooksFiveTimesAfterASleepEachAndRecordsFailuresToo) {
         if (virtual_time::sleepsUs.size() == 6) device::setTasks(text(child));
     };
     EXPECT_EQ(mLearner.getPid(mApp), child.pid());  // found by the fifth
-    EXPECT_THAT(log.texts(), ElementsAre());
+    EXPECT_EQ(log.take(), "");
     virtual_time::reset();
     device::setTasks("");
     EXPECT_EQ(mLearner.getPid(mApp), -1);
     EXPECT_THAT(virtual_time::sleepsUs, testing::AllOf(SizeIs(5), Each(200'000)));
-    EXPECT_THAT(log.texts(), ElementsAre("Failed to get pid for app_name com.app\n"));
-    LogCapture mapLog(3);
+    EXPECT_EQ(log.take(), "Failed to get pid for app_name com.app\n");
+    setTavoLogLevel(3);
     EXPECT_EQ(mLearner.getPidFromMap(mApp), -1);  // the failure replaced the pid
     std::string other = "other";
     EXPECT_EQ(mLearner.getPidFromMap(other), -1);
-    EXPECT_THAT(mapLog.texts(), ElementsAre("Finding pid for com.app found 1\n",
-                                            "Finding pid for other found 0\n"));
+    EXPECT_EQ(log.take(), "Finding pid for com.app found 1\n; Finding pid for other found 0\n");
 }
 
 }  // namespace

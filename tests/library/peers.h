@@ -9,6 +9,8 @@
 
 class OrvoLearnerPeer {
 public:
+    using Series = std::vector<std::int32_t>;
+
     explicit OrvoLearnerPeer(OrvoLearner& learner) : l(learner) {}
 
     /// Hands a launch over, as the launch operation does.
@@ -27,13 +29,24 @@ public:
         l.mLaunchType = type;
         l.mLaunchSubType = subType;
     }
-    void setSeries(const std::vector<std::int32_t>& memory, const std::vector<std::int32_t>& oom,
-                   const std::vector<std::int32_t>& fd) ORVO_NO_THREAD_SAFETY_ANALYSIS {
+    void setSeries(const Series& memory, const Series& oom,
+                   const Series& fd) ORVO_NO_THREAD_SAFETY_ANALYSIS {
         l.mVmRss = memory;
         l.mOOMScroe = oom;
         l.mFDCount = fd;
     }
     std::size_t fdCounts() const ORVO_NO_THREAD_SAFETY_ANALYSIS { return l.mFDCount.size(); }
+    Series endpoints() const { return {l.mVmRssEp, l.mOOMScroeEp, l.mFDCountEp}; }
+    Series youngest() const { return {l.mVmRssYoungest, l.mOOMScroeYoungest, l.mFDCountYoungest}; }
+    void setResults(const Series& ep, const Series& young) {
+        l.mVmRssEp = ep[0], l.mOOMScroeEp = ep[1], l.mFDCountEp = ep[2];
+        l.mVmRssYoungest = young[0], l.mOOMScroeYoungest = young[1], l.mFDCountYoungest = young[2];
+    }
+    bool isWithoutIntermediates() const {
+        return l.VmRssAge.empty() && l.OOMScroeAge.empty() && l.FDCountAge.empty() &&
+               l.mVmRssTop12.empty() && l.mOOMScroeTop12.empty() && l.mFDCountTop12.empty() &&
+               l.mVmRssFreq.empty() && l.mOOMScroeFreq.empty() && l.mFDCountFreq.empty();
+    }
     void takeSample(std::FILE* status, std::FILE* score) { l.takeSample(status, score); }
     void endRunning() { l.mRunning = false; }
 
@@ -41,28 +54,22 @@ private:
     OrvoLearner& l;
 
 public:
-    const std::vector<std::int32_t>& vmRss = l.mVmRss;
-    const std::vector<std::int32_t>& oomScore = l.mOOMScroe;
+    const Series& vmRss = l.mVmRss;
+    const Series& oomScore = l.mOOMScroe;
     std::vector<float>& ageTable = l.mAgeTable;
     std::vector<float>& vmRssAge = l.VmRssAge;
     std::vector<float>& oomScoreAge = l.OOMScroeAge;
     std::vector<float>& fdCountAge = l.FDCountAge;
-    std::vector<std::int32_t>& vmRssTop = l.mVmRssTop12;
-    std::vector<std::int32_t>& oomScoreTop = l.mOOMScroeTop12;
-    std::vector<std::int32_t>& fdCountTop = l.mFDCountTop12;
-    std::int32_t& vmRssYoungest = l.mVmRssYoungest;
-    std::int32_t& oomScoreYoungest = l.mOOMScroeYoungest;
-    std::int32_t& fdCountYoungest = l.mFDCountYoungest;
-    std::int32_t& vmRssEp = l.mVmRssEp;
-    std::int32_t& oomScoreEp = l.mOOMScroeEp;
-    std::int32_t& fdCountEp = l.mFDCountEp;
-    std::unordered_map<std::int32_t, std::int32_t>& vmRssFreq = l.mVmRssFreq;
+    Series& vmRssTop = l.mVmRssTop12;
+    Series& oomScoreTop = l.mOOMScroeTop12;
+    Series& fdCountTop = l.mFDCountTop12;
     std::vector<EpTriple>& history = l.mEpHistory;
     std::atomic<bool>& decided = l.mEpDecided;
     std::int32_t& epIdx = l.mEpIdx;
     bool& dumpEnabled = l.mCsvDumpEnabled;
     std::atomic<std::int32_t>& launchEndpoint = l.mLaunchEndpoint;
     std::int32_t& settlingDuration = l.mSettlingDuration;
+    HardenedAtomic<bool>& abort = l.mAbort;
     std::string& appName = l.mAppName;
     bool& launchPending = l.mLaunchPending;
     bool& stopRequested = l.mStopRequested;

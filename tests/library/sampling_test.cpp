@@ -62,12 +62,11 @@ TEST(StatusReaderTest, AddsAnonymousAndSwappedMemoryOrNamesWhatIsMissing) {
     for (const auto& c : cases) {
         LogCapture log(3);
         EXPECT_EQ(learner.getProcessVmRss(streamOf(c.text).get()), c.value) << c.text;
-        EXPECT_EQ(log.count(""), *c.error == '\0' ? 0 : 1) << c.text;
-        EXPECT_EQ(log.count(c.error), log.count("")) << c.text;
+        EXPECT_EQ(log.take(), c.error) << c.text;
     }
     LogCapture log(3);
     EXPECT_EQ(learner.getProcessVmRss(nullptr), -1);
-    EXPECT_THAT(log.texts(), ElementsAre("Failed to open process file, perms issue?\n"));
+    EXPECT_EQ(log.take(), "Failed to open process file, perms issue?\n");
 }
 
 TEST(ScoreReaderTest, ParsesWhatFitsAndStartsAnewAtEveryRead) {
@@ -90,24 +89,26 @@ TEST(ScoreReaderTest, ParsesWhatFitsAndStartsAnewAtEveryRead) {
     }
     LogCapture log(4);
     learner.getProcessOMMScore(streamOf("5\n").get());
-    EXPECT_THAT(log.texts(), ElementsAre("nread=0 OmmScore (5)"));
+    EXPECT_EQ(log.take(), "nread=0 OmmScore (5)");
 }
 
-// Whether or not the reader has come to the end of the buffer.
+// Whether or not the reader has come to the end of the buffer. Zeros are no
+// samples, and no reason to abort.
 TEST(SamplingTest, EverySampleIsReadFreshThroughTheHeldStreams) {
     OrvoLearner learner;
     OrvoLearnerPeer peer(learner);
     for (const char* rest : {"", "Threads: 1\n"}) {
         learner.clearAll();
-        const Stream status = streamOf(std::string("RssAnon: 1\nVmSwap: 2\n") + rest);
+        const Stream status = streamOf(std::string("RssAnon: 1\nVmSwap: 0\n") + rest);
         const Stream score = streamOf("5\n");
-        for (const char* digit : {"1", "3", "6"}) {
+        for (const char* digit : {"1", "0", "6"}) {
             ASSERT_EQ(pwrite(fileno(status.get()), digit, 1, 9), 1);
             ASSERT_EQ(pwrite(fileno(score.get()), digit, 1, 0), 1);
             peer.takeSample(status.get(), score.get());
         }
-        EXPECT_THAT(peer.vmRss, ElementsAre(3, 5, 8)) << rest;
-        EXPECT_THAT(peer.oomScore, ElementsAre(1, 3, 6)) << rest;
+        EXPECT_THAT(peer.vmRss, ElementsAre(1, 6)) << rest;
+        EXPECT_THAT(peer.oomScore, ElementsAre(1, 6)) << rest;
+        EXPECT_FALSE(peer.abort);
     }
 }
 

@@ -3,27 +3,22 @@
 
 #include <cstdlib>
 #include <new>
-#include <utility>
 
 namespace {
 
-thread_local int pauses = 1;  // above 0 outside of an AllocationFaults
+thread_local int pauses = 1;  // 0 only within happensAt
 thread_local int remaining = 0;
-std::function<void()> faultOfThread;  // set and called by one thread at a time
-
-void* allocate(std::size_t size) {
-    if (pauses == 0 && remaining-- == 0) {
-        const AllocationFaults::Pause pause;
-        faultOfThread();
-    }
-    if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
-    throw std::bad_alloc();
-}
+thread_local const std::function<void()>* faultOfThread = nullptr;
 
 }  // namespace
 
 void* operator new(std::size_t size) {
-    return allocate(size);
+    if (pauses == 0 && remaining-- == 0) {
+        const allocation_faults::Pause pause;
+        (*faultOfThread)();
+    }
+    if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+    throw std::bad_alloc();
 }
 
 void operator delete(void* memory) noexcept {
@@ -34,25 +29,24 @@ void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 
-AllocationFaults::AllocationFaults(int at, std::function<void()> fault) {
-    faultOfThread = std::move(fault);
+bool allocation_faults::happensAt(int at, const std::function<void()>& fault,
+                                  const std::function<void()>& operation) {
+    faultOfThread = &fault;
     remaining = at;
-    pauses = 0;
-}
-
-AllocationFaults::~AllocationFaults() {
-    pauses = 1;
-    faultOfThread = nullptr;
-}
-
-bool AllocationFaults::happened() const {
+    {
+        struct Counting {
+            Counting() { --pauses; }
+            ~Counting() { ++pauses; }
+        } const counting;
+        operation();
+    }
     return remaining < 0;
 }
 
-AllocationFaults::Pause::Pause() {
+allocation_faults::Pause::Pause() {
     ++pauses;
 }
 
-AllocationFaults::Pause::~Pause() {
+allocation_faults::Pause::~Pause() {
     --pauses;
 }

@@ -1,25 +1,20 @@
-// Fails chosen allocations of the calling thread (operator new is replaced).
+// Faults at chosen allocations (operator new is replaced).
 #pragma once
 
 #include <functional>
 
-/// While it lives, allocation number `at` (from 0) of this thread calls `fault`,
-/// which usually throws.
-class AllocationFaults {
-public:
-    AllocationFaults(int at, std::function<void()> fault);
-    ~AllocationFaults();
-    AllocationFaults(const AllocationFaults&) = delete;
-    AllocationFaults& operator=(const AllocationFaults&) = delete;
+namespace allocation_faults {
 
-    bool happened() const;
+/// Runs `operation` and calls `fault`, which usually throws, at its allocation
+/// number `at` (from 0). Returns whether there was such an allocation.
+bool happensAt(int at, const std::function<void()>& fault, const std::function<void()>& operation);
 
-    /// Allocations of this thread are not counted while one lives.
-    class Pause {
-    public:
-        Pause();
-        ~Pause();
-        Pause(const Pause&) = delete;
-        Pause& operator=(const Pause&) = delete;
-    };
+/// Allocations of this thread are not counted while one lives.
+struct Pause {
+    Pause();
+    ~Pause();
+    Pause(const Pause&) = delete;
+    Pause& operator=(const Pause&) = delete;
 };
+
+}  // namespace allocation_faults

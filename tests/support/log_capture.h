@@ -24,8 +24,8 @@ public:
 
     std::vector<LogLine> lines() const;
     std::vector<std::string> texts() const;
+    std::string take();                        ///< The texts so far, joined by "; ".
     int count(const std::string& text) const;  ///< Lines that contain `text`.
-    void clear();
 
     /// Called with each line, on the thread that logs it.
     std::function<void(const LogLine&)> onLine;

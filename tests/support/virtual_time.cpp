@@ -27,7 +27,7 @@ void reset() {
 }  // namespace virtual_time
 
 int usleep(useconds_t us) {
-    const AllocationFaults::Pause pause;
+    const allocation_faults::Pause pause;
     virtual_time::sleepsUs.push_back(us);
     if (virtual_time::onSleep) virtual_time::onSleep(us);
     virtual_time::advance(us);

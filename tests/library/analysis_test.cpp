@@ -197,6 +197,7 @@ TEST_F(AnalysisTest, EndpointIsTheStartOfTheFirstLongRunElseOfTheLastRun) {
         {50, {}, 5, 5, 0},
         {50, {10}, 5, 5, 0},
         {50, {10, 50}, 5, 1, 1},
+        {50, {50, 50, 10, 50, 10}, 5, 2, 0},  // the first run is just long enough
         {50, {10, 50, 51, 10, 50}, 5, 0, 1},  // a streak below 1 ends at once
         {50, {50, 50, 10, 50, 50, 50}, 5, 3, 3},
         {50, {50, 50, 10, 50, 10, 10}, 5, 3, 3},
@@ -245,7 +246,7 @@ TEST_F(AnalysisTest, ConclusionNeedsTheStreakOfItsLaunchType) {
         {2, 0, {{9, 1, 1}, {9, 5, 5}, {9, 1, 1}, {9, 5, 5}}, true, 9, "{3,0,0}"},
         {2, 1, fdOnly, true, 7, "{0,0,5}"},
         {2, 1, fdShort, false, 0, "{0,0,4}"},
-        {2, 0, {{9, 9, 9}, {10, 10, 10}, {9, 9, 9}}, false, 0, "{0,0,0}"},  // 10 %, 11 %
+        {2, 0, {{9, 91, 9}, {10, 100, 10}}, false, 0, "{0,1,0}"},  // 10 % is not stable, 9 % is
         {2, 0, outlived, true, 40, "{3,0,0}"},  // the maximum outlives its streak
         {2, 0, zeros, false, 0, "{5,5,5}"},     // a candidate below 1 decides nothing
     };
@@ -298,26 +299,29 @@ TEST_F(AnalysisTest, OneStableMetricDecidesOnlyWhereTheOthersHaveNoData) {
 }
 
 TEST_F(AnalysisTest, DecidedLaunchIsNotEvaluatedAgainAndIntermediatesAreClearedAlone) {
-    mPeer.setSeries({5, 900, 900, 900}, {7, 7}, {});
+    // Below 1 % of 1000 for the memory, below 5 % for the others.
+    mPeer.setSeries({10, 990, 991, 1000, 1000}, {10, 950, 951, 1000, 1000},
+                    {1, 38, 39, 40, 40, 40});
     mLearner.churnForStablizingPoints(-77, 5);  // a bias changes nothing
     EXPECT_TRUE(mPeer.decided);
-    EXPECT_EQ(mPeer.epIdx, 1);
-    EXPECT_THAT(mPeer.youngest(), ElementsAre(900, 7, 0));
+    EXPECT_EQ(mPeer.epIdx, 2);
+    EXPECT_THAT(mPeer.youngest(), ElementsAre(1000, 1000, 40));
     LogCapture log(3);
     mLearner.churnForStablizingPoints(1, 5);
     EXPECT_EQ(log.take(),
-              "vmRssBias=1, streak=5\n; mEpDecided Active EndPoint * * * IDX 1 * * *\n");
+              "vmRssBias=1, streak=5\n; mEpDecided Active EndPoint * * * IDX 2 * * *\n");
     EXPECT_EQ(mPeer.history.size(), 1U);
     mLearner.clearIntermediates();
     EXPECT_TRUE(mPeer.isWithoutIntermediates());
-    EXPECT_THAT(mPeer.endpoints(), ElementsAre(1, 0, 0));
-    EXPECT_THAT(mPeer.youngest(), ElementsAre(900, 7, 0));
+    EXPECT_THAT(mPeer.endpoints(), ElementsAre(2, 2, 2));
+    EXPECT_THAT(mPeer.youngest(), ElementsAre(1000, 1000, 40));
     EXPECT_EQ(mPeer.history.size(), 1U);
     mLearner.clearAll();
     EXPECT_TRUE(mPeer.history.empty() && mPeer.vmRss.empty() && mPeer.oomScore.empty());
     EXPECT_FALSE(mPeer.decided);
     EXPECT_EQ(mPeer.epIdx, 0);
-    EXPECT_THAT(mPeer.endpoints(), ElementsAre(1, 0, 0));
+    EXPECT_EQ(mPeer.fdCounts(), 0U);
+    EXPECT_THAT(mPeer.endpoints(), ElementsAre(2, 2, 2));
 }
 
 Ints nextSeries(std::istream& file) {

@@ -296,7 +296,9 @@ void learnThroughTheBoundary(std::string app, std::int32_t* launch) {
     setData(3, app, nullptr);
     REQUIRE_IN_CHILD(getData(4, app) == 0);
     setData(11, app, nullptr);
-    setData(1, app, launch);  // the waiting thread was not woken: it takes one more launch
+    // The waiting thread is not woken: it takes one more launch, and ends.
+    REQUIRE_IN_CHILD(!becomesTrue([&] { return log.count("Start Learning") > 5; }, 100));
+    setData(1, app, launch);
     REQUIRE_IN_CHILD(becomesTrue([&] { return log.count("Start Learning appName:") == 6; }));
     REQUIRE_IN_CHILD(becomesTrue([&] { return log.count("Learned Launch Endpoint") == 6; }));
     REQUIRE_IN_CHILD(!becomesTrue([&] { return log.count("Waiting for Launch") > 6; }, 100));

@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <gmock/gmock.h>
 #include <new>
+#include <thread>
 #include <unistd.h>
 
 #include "tests/library/peers.h"
@@ -134,6 +135,16 @@ TEST_F(LoopTest, LongLaunchIsEvaluatedEvery167SamplesUpToItsBudget) {
     const Child child = Child::named(mApp);  // never changes: never decided
     showOnly(child);
     LogCapture log(3);
+    int lockedEvaluations = 0;
+    log.onLine = [&](const LogLine& line) {
+        if (line.text != "vmRssBias=0, streak=10\n") return;
+        std::thread([&] {
+            if (!mPeer.dataMutex.try_lock())
+                ++lockedEvaluations;
+            else
+                mPeer.dataMutex.unlock();
+        }).join();
+    };
     learn(2, 0);
     std::vector<int> evaluatedAt;
     for (const std::string& text : log.texts())
@@ -142,6 +153,11 @@ TEST_F(LoopTest, LongLaunchIsEvaluatedEvery167SamplesUpToItsBudget) {
     EXPECT_THAT(evaluatedAt,
                 ElementsAre(166, 333, 500, 667, 834, 1001, 1168, 1335, 1502, 1669, 1836));
     EXPECT_EQ(log.count("vmRssBias=0, streak=10\n"), 12);  // and once at the end
+#ifdef ORVO_HARDENED_LOCKING
+    EXPECT_EQ(lockedEvaluations, 12);
+#else
+    EXPECT_EQ(lockedEvaluations, 11);  // the last takes no lock, by contract
+#endif
     EXPECT_THAT(mPeer.vmRss, SizeIs(2000));
     EXPECT_THAT(mPeer.history, SizeIs(12));
     EXPECT_EQ(log.count("Launch Endpoint could not determined for " + mApp), 1);

@@ -32,7 +32,7 @@ enum class LaunchKind {
     kNoisyRamp,       // even growth; noise of 2 %, more than the 1 % tolerance
     kCollectorDrops,  // even growth; a collector drops a part now and then, for good
     kDrift,           // steps, and then slow growth that counts as settled
-    kLate,            // steps up to the last tenth of the window
+    kLate,            // steps up to shortly before the last sample
     kAfterWindow,     // steps that go on after the last sample
     kNever,           // even growth without end
 };

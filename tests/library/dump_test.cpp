@@ -67,7 +67,8 @@ TEST_F(DumpTest, RowsRunToTheLongestSeriesTheAgeTableIncluded) {
         unlink(mPath.c_str());
         mLearner.exportToFile();
         const std::string content = device::contentOf(mPath);
-        return std::count(content.begin(), content.begin() + content.find("\nmVmRssEp"), '\n') - 2;
+        const std::string head = content.substr(0, content.find("\nmVmRssEp"));
+        return std::count(head.begin(), head.end(), '\n') - 2;
     };
     EXPECT_EQ(rows(), 12);
     EXPECT_NE(device::contentOf(mPath).find("\n0, 0, 0, 0, 0, 0, 0.000488, 0, 0, 0, \n"),

@@ -24,7 +24,7 @@ namespace {
 using testing::ExitedWithCode;
 using testing::KilledBySignal;
 
-#define REQUIRE_IN_CHILD(condition)                       \
+#define ORVO_REQUIRE_IN_CHILD(condition)                  \
     if (!(condition)) {                                   \
         std::fprintf(stderr, "not so: " #condition "\n"); \
         _exit(1);                                         \
@@ -228,7 +228,7 @@ using EntryDeathTest = EntryTest;
 TEST_F(EntryDeathTest, SecondInitialiseAndExitWithTheThreadTerminateTheProcess) {
     mApp.clear();  // neither name nor message is looked at
     const auto initialise = [&] {
-        REQUIRE_IN_CHILD(set(10) == 0);
+        ORVO_REQUIRE_IN_CHILD(set(10) == 0);
         std::fprintf(stderr, "initialised");
     };
     EXPECT_EXIT((initialise(), set(10), _exit(0)), KilledBySignal(SIGABRT), "initialised");
@@ -247,14 +247,15 @@ void pushDescriptorCounts(std::string app) {
         setData(6, app, &message);
         returned = true;
     });
-    REQUIRE_IN_CHILD(becomesTrue([&] { return log.count("FD info 0[10]") == 1; }));
+    ORVO_REQUIRE_IN_CHILD(becomesTrue([&] { return log.count("FD info 0[10]") == 1; }));
     const LogLine first = log.lines().back();
-    REQUIRE_IN_CHILD(first.line == 981 && first.function == "updatesFDCount");
+    ORVO_REQUIRE_IN_CHILD(first.line == 981 && first.function == "updatesFDCount");
 #ifdef ORVO_HARDENED_LOCKING
-    REQUIRE_IN_CHILD(becomesTrue([&] { return returned.load(); }));
-    REQUIRE_IN_CHILD(OrvoLearnerPeer(OrvoLearner::mOrvoLearner).fdCounts() == 3);
+    ORVO_REQUIRE_IN_CHILD(becomesTrue([&] { return returned.load(); }));
+    ORVO_REQUIRE_IN_CHILD(OrvoLearnerPeer(OrvoLearner::mOrvoLearner).fdCounts() == 3);
 #else
-    REQUIRE_IN_CHILD(!becomesTrue([&] { return returned || log.count("FD info 1[11]") > 0; }, 300));
+    ORVO_REQUIRE_IN_CHILD(
+        !becomesTrue([&] { return returned || log.count("FD info 1[11]") > 0; }, 300));
 #endif
     _exit(0);
 }
@@ -277,31 +278,31 @@ void learnThroughTheBoundary(std::string app, std::int32_t* launch) {
         }
     };
     LogCapture log(4);
-    REQUIRE_IN_CHILD(setData(10, app, nullptr) == 0);
+    ORVO_REQUIRE_IN_CHILD(setData(10, app, nullptr) == 0);
     const auto ended = [&](int launches) {
         return becomesTrue(
             [&] { return log.count("Waiting for Launch Event...") == launches + 1; });
     };
-    REQUIRE_IN_CHILD(ended(0));
+    ORVO_REQUIRE_IN_CHILD(ended(0));
     for (int launches = 1; launches <= 5; ++launches) {
-        REQUIRE_IN_CHILD(getData(4, app) == 0);
+        ORVO_REQUIRE_IN_CHILD(getData(4, app) == 0);
         setData(1, app, launch);
-        REQUIRE_IN_CHILD(ended(launches));
-        REQUIRE_IN_CHILD((getData(5, app) == 210) == (launches < 5));
-        REQUIRE_IN_CHILD(getData(7, app) == child.pid());
+        ORVO_REQUIRE_IN_CHILD(ended(launches));
+        ORVO_REQUIRE_IN_CHILD((getData(5, app) == 210) == (launches < 5));
+        ORVO_REQUIRE_IN_CHILD(getData(7, app) == child.pid());
     }
-    REQUIRE_IN_CHILD(getData(4, app) == 210);
+    ORVO_REQUIRE_IN_CHILD(getData(4, app) == 210);
     setData(1, app, launch);
-    REQUIRE_IN_CHILD(log.texts().back().find("(learned) to 6") != std::string::npos);
+    ORVO_REQUIRE_IN_CHILD(log.texts().back().find("(learned) to 6") != std::string::npos);
     setData(3, app, nullptr);
-    REQUIRE_IN_CHILD(getData(4, app) == 0);
+    ORVO_REQUIRE_IN_CHILD(getData(4, app) == 0);
     setData(11, app, nullptr);
     // The waiting thread is not woken: it takes one more launch, and ends.
-    REQUIRE_IN_CHILD(!becomesTrue([&] { return log.count("Start Learning") > 5; }, 100));
+    ORVO_REQUIRE_IN_CHILD(!becomesTrue([&] { return log.count("Start Learning") > 5; }, 100));
     setData(1, app, launch);
-    REQUIRE_IN_CHILD(becomesTrue([&] { return log.count("Start Learning appName:") == 6; }));
-    REQUIRE_IN_CHILD(becomesTrue([&] { return log.count("Learned Launch Endpoint") == 6; }));
-    REQUIRE_IN_CHILD(!becomesTrue([&] { return log.count("Waiting for Launch") > 6; }, 100));
+    ORVO_REQUIRE_IN_CHILD(becomesTrue([&] { return log.count("Start Learning appName:") == 6; }));
+    ORVO_REQUIRE_IN_CHILD(becomesTrue([&] { return log.count("Learned Launch Endpoint") == 6; }));
+    ORVO_REQUIRE_IN_CHILD(!becomesTrue([&] { return log.count("Waiting for Launch") > 6; }, 100));
     _exit(0);
 }
 

@@ -41,8 +41,8 @@ protected:
         unlink(device::dumpPath(mApp).c_str());
     }
 
-    /// Runs the learning loop for one launch. `onSample` is called before each
-    /// sample but the first, with its index; `onScan` before each task scan,
+    /// Runs the learning loop for one launch. `mOnSample` is called before each
+    /// sample but the first, with its index; `mOnScan` before each task scan,
     /// with its number.
     void learn(std::int32_t type, std::int32_t subType) {
         int scan = 0;
@@ -51,9 +51,9 @@ protected:
         virtual_time::onSleep = [&](unsigned us) {
             mPeer.endRunning();
             if (us != kPeriodUs) {
-                if (onScan) onScan(scan++);
-            } else if (onSample) {
-                onSample(++sample);
+                if (mOnScan) mOnScan(scan++);
+            } else if (mOnSample) {
+                mOnSample(++sample);
             }
         };
         EXPECT_EQ(mLearner.statsCollector(), 0);
@@ -68,8 +68,8 @@ protected:
     }
 
     std::string mApp = "app." + std::to_string(getpid() % 100000);
-    std::function<void(int)> onScan;
-    std::function<void(int)> onSample;
+    std::function<void(int)> mOnScan;
+    std::function<void(int)> mOnSample;
     OrvoLearner mLearner;
     OrvoLearnerPeer mPeer{mLearner};
 };
@@ -86,12 +86,12 @@ protected:
 };
 
 TEST_F(GrowingAppTest, EverySampleIsReadFreshAndTheEndpointIsWhereTheGrowthEnds) {
-    onScan = [&](int scan) {
+    mOnScan = [&](int scan) {
         if (scan == 0) device::setTasks("");
         if (scan == 5) showOnly(mChild);  // at the first scan of the hunt's first retry
         if (scan == 5) virtual_time::advance(700);
     };
-    onSample = [&](int sample) {
+    mOnSample = [&](int sample) {
         if (sample <= 20) mChild.grow(8);
     };
     LogCapture log(3);
@@ -138,12 +138,7 @@ TEST_F(LoopTest, LongLaunchIsEvaluatedEvery167SamplesUpToItsBudget) {
     int lockedEvaluations = 0;
     log.onLine = [&](const LogLine& line) {
         if (line.text != "vmRssBias=0, streak=10\n") return;
-        std::thread([&] {
-            if (!mPeer.dataMutex.try_lock())
-                ++lockedEvaluations;
-            else
-                mPeer.dataMutex.unlock();
-        }).join();
+        std::thread([&] { lockedEvaluations += mPeer.isDataLocked() ? 1 : 0; }).join();
     };
     learn(2, 0);
     std::vector<int> evaluatedAt;
@@ -168,7 +163,7 @@ TEST_F(LoopTest, LongLaunchIsEvaluatedEvery167SamplesUpToItsBudget) {
 }
 
 TEST_F(GrowingAppTest, LongLaunchEndsAsSoonAsItIsDecided) {
-    onSample = [&](int sample) {
+    mOnSample = [&](int sample) {
         if (sample == 40) mChild.grow(64);
     };
     LogCapture log(3);
@@ -219,7 +214,7 @@ TEST_F(LoopTest, HuntGivesUpAfterAMinuteOfRetriesAndStoresNothing) {
 }
 
 TEST_F(LoopTest, StopEndsTheHuntAtItsNextPass) {
-    onScan = [&](int scan) {
+    mOnScan = [&](int scan) {
         if (scan == 6) mPeer.requestStop();
     };
     LogCapture log(3);
@@ -244,7 +239,7 @@ TEST_F(LoopTest, AbortedLaunchLeavesAMarkerAndNothingInTheStore) {
         SCOPED_TRACE(c.what);
         Child child = Child::named(mApp);
         showOnly(child);
-        onSample = [&](int sample) {
+        mOnSample = [&](int sample) {
             if (sample == 10) c.abort(child);
         };
         LogCapture log(4);
@@ -262,7 +257,7 @@ TEST_F(LoopTest, AbortedLaunchLeavesAMarkerAndNothingInTheStore) {
 TEST_F(LoopTest, LaunchLogsItsStepsInOrder) {
     const Child child = Child::named(mApp);
     device::setTasks("");
-    onScan = [&](int scan) {
+    mOnScan = [&](int scan) {
         if (scan == 5) showOnly(child);
     };
     const std::string pid = std::to_string(child.pid());
@@ -331,8 +326,7 @@ TEST_F(LoopTest, FailedAllocationAnywhereInALaunchIsSurvived) {
         };
         more = allocation_faults::happensAt(
             at, [] { throw std::bad_alloc(); }, [&] { learner.statsCollector(); });
-        EXPECT_TRUE(peer.dataMutex.try_lock()) << at;
-        peer.dataMutex.unlock();
+        EXPECT_FALSE(peer.isDataLocked()) << at;
     }
     EXPECT_GT(log.count("exception std::bad_alloc"), 50);
 }

@@ -11,74 +11,87 @@ class OrvoLearnerPeer {
 public:
     using Series = std::vector<std::int32_t>;
 
-    explicit OrvoLearnerPeer(OrvoLearner& learner) : l(learner) {}
+    explicit OrvoLearnerPeer(OrvoLearner& learner) : mLearner(learner) {}
 
     /// Hands a launch over, as the launch operation does.
     void launch(const std::string& name, std::int32_t type, std::int32_t subType) {
-        const std::lock_guard<std::mutex> lock(l.mLaunchMutex);
-        l.mLaunchPending = true;
-        l.mPendingAppName = name;
-        l.mPendingLaunchType = type;
-        l.mPendingLaunchSubType = subType;
+        const std::lock_guard<std::mutex> lock(mLearner.mLaunchMutex);
+        mLearner.mLaunchPending = true;
+        mLearner.mPendingAppName = name;
+        mLearner.mPendingLaunchType = type;
+        mLearner.mPendingLaunchSubType = subType;
     }
     void requestStop() {
-        const std::lock_guard<std::mutex> lock(l.mStateMutex);
-        l.mStopRequested = true;
+        const std::lock_guard<std::mutex> lock(mLearner.mStateMutex);
+        mLearner.mStopRequested = true;
     }
     void setLaunchType(std::int32_t type, std::int32_t subType = 0) {
-        l.mLaunchType = type;
-        l.mLaunchSubType = subType;
+        mLearner.mLaunchType = type;
+        mLearner.mLaunchSubType = subType;
     }
     void setSeries(const Series& memory, const Series& oom,
                    const Series& fd) ORVO_NO_THREAD_SAFETY_ANALYSIS {
-        l.mVmRss = memory;
-        l.mOOMScroe = oom;
-        l.mFDCount = fd;
+        mLearner.mVmRss = memory;
+        mLearner.mOOMScroe = oom;
+        mLearner.mFDCount = fd;
     }
-    std::size_t fdCounts() const ORVO_NO_THREAD_SAFETY_ANALYSIS { return l.mFDCount.size(); }
-    Series endpoints() const { return {l.mVmRssEp, l.mOOMScroeEp, l.mFDCountEp}; }
-    Series youngest() const { return {l.mVmRssYoungest, l.mOOMScroeYoungest, l.mFDCountYoungest}; }
+    std::size_t fdCounts() const ORVO_NO_THREAD_SAFETY_ANALYSIS { return mLearner.mFDCount.size(); }
+    Series endpoints() const {
+        return {mLearner.mVmRssEp, mLearner.mOOMScroeEp, mLearner.mFDCountEp};
+    }
+    Series youngest() const {
+        return {mLearner.mVmRssYoungest, mLearner.mOOMScroeYoungest, mLearner.mFDCountYoungest};
+    }
     void setResults(const Series& ep, const Series& young) {
-        l.mVmRssEp = ep[0], l.mOOMScroeEp = ep[1], l.mFDCountEp = ep[2];
-        l.mVmRssYoungest = young[0], l.mOOMScroeYoungest = young[1], l.mFDCountYoungest = young[2];
+        mLearner.mVmRssEp = ep[0], mLearner.mOOMScroeEp = ep[1], mLearner.mFDCountEp = ep[2];
+        mLearner.mVmRssYoungest = young[0], mLearner.mOOMScroeYoungest = young[1],
+        mLearner.mFDCountYoungest = young[2];
     }
     bool isWithoutIntermediates() const {
-        return l.VmRssAge.empty() && l.OOMScroeAge.empty() && l.FDCountAge.empty() &&
-               l.mVmRssTop12.empty() && l.mOOMScroeTop12.empty() && l.mFDCountTop12.empty() &&
-               l.mVmRssFreq.empty() && l.mOOMScroeFreq.empty() && l.mFDCountFreq.empty();
+        return mLearner.VmRssAge.empty() && mLearner.OOMScroeAge.empty() &&
+               mLearner.FDCountAge.empty() && mLearner.mVmRssTop12.empty() &&
+               mLearner.mOOMScroeTop12.empty() && mLearner.mFDCountTop12.empty() &&
+               mLearner.mVmRssFreq.empty() && mLearner.mOOMScroeFreq.empty() &&
+               mLearner.mFDCountFreq.empty();
     }
-    void takeSample(std::FILE* status, std::FILE* score) { l.takeSample(status, score); }
-    void endRunning() { l.mRunning = false; }
+    void takeSample(std::FILE* status, std::FILE* score) { mLearner.takeSample(status, score); }
+    /// For a thread that does not hold the lock itself.
+    bool isDataLocked() {
+        if (!l.mDataMutex.try_lock()) return true;
+        l.mDataMutex.unlock();
+        return false;
+    }
+    void endRunning() { mLearner.mRunning = false; }
 
 private:
-    OrvoLearner& l;
+    OrvoLearner& mLearner;
 
 public:
-    const Series& vmRss = l.mVmRss;
-    const Series& oomScore = l.mOOMScroe;
-    std::vector<float>& ageTable = l.mAgeTable;
-    std::vector<float>& vmRssAge = l.VmRssAge;
-    std::vector<float>& oomScoreAge = l.OOMScroeAge;
-    std::vector<float>& fdCountAge = l.FDCountAge;
-    Series& vmRssTop = l.mVmRssTop12;
-    Series& oomScoreTop = l.mOOMScroeTop12;
-    Series& fdCountTop = l.mFDCountTop12;
-    std::vector<EpTriple>& history = l.mEpHistory;
-    std::atomic<bool>& decided = l.mEpDecided;
-    std::int32_t& epIdx = l.mEpIdx;
-    bool& dumpEnabled = l.mCsvDumpEnabled;
-    std::atomic<std::int32_t>& launchEndpoint = l.mLaunchEndpoint;
-    std::int32_t& settlingDuration = l.mSettlingDuration;
-    HardenedAtomic<bool>& abort = l.mAbort;
-    std::string& appName = l.mAppName;
-    bool& launchPending = l.mLaunchPending;
-    bool& stopRequested = l.mStopRequested;
-    std::string& pendingAppName = l.mPendingAppName;
-    std::int32_t& pendingType = l.mPendingLaunchType;
-    std::int32_t& pendingSubType = l.mPendingLaunchSubType;
-    std::mutex& stateMutex = l.mStateMutex;
-    std::mutex& pidMapMutex = l.mPidMapMutex;
-    DataMutex& dataMutex = l.mDataMutex;
+    const Series& vmRss = mLearner.mVmRss;
+    const Series& oomScore = mLearner.mOOMScroe;
+    std::vector<float>& ageTable = mLearner.mAgeTable;
+    std::vector<float>& vmRssAge = mLearner.VmRssAge;
+    std::vector<float>& oomScoreAge = mLearner.OOMScroeAge;
+    std::vector<float>& fdCountAge = mLearner.FDCountAge;
+    Series& vmRssTop = mLearner.mVmRssTop12;
+    Series& oomScoreTop = mLearner.mOOMScroeTop12;
+    Series& fdCountTop = mLearner.mFDCountTop12;
+    std::vector<EpTriple>& history = mLearner.mEpHistory;
+    std::atomic<bool>& decided = mLearner.mEpDecided;
+    std::int32_t& epIdx = mLearner.mEpIdx;
+    bool& dumpEnabled = mLearner.mCsvDumpEnabled;
+    std::atomic<std::int32_t>& launchEndpoint = mLearner.mLaunchEndpoint;
+    std::int32_t& settlingDuration = mLearner.mSettlingDuration;
+    HardenedAtomic<bool>& abort = mLearner.mAbort;
+    std::string& appName = mLearner.mAppName;
+    bool& launchPending = mLearner.mLaunchPending;
+    bool& stopRequested = mLearner.mStopRequested;
+    std::string& pendingAppName = mLearner.mPendingAppName;
+    std::int32_t& pendingType = mLearner.mPendingLaunchType;
+    std::int32_t& pendingSubType = mLearner.mPendingLaunchSubType;
+    std::mutex& stateMutex = mLearner.mStateMutex;
+    std::mutex& pidMapMutex = mLearner.mPidMapMutex;
+    DataMutex& dataMutex = mLearner.mDataMutex;
 };
 
 class OrvoDBlayerPeer {

@@ -8,6 +8,7 @@ set(ORVO_SANITIZE "" CACHE STRING
 option(ORVO_HARDENED_LOCKING
     "Close the prescribed locking's known hazards (README.md tells the difference)" OFF)
 option(ORVO_FUZZERS "Build the fuzz targets (clang only; scripts/fuzz runs them)" OFF)
+option(ORVO_BENCHMARKS "Build the benchmarks (scripts/bench runs them)" OFF)
 
 add_library(orvo-headers INTERFACE)
 target_include_directories(orvo-headers INTERFACE ${PROJECT_SOURCE_DIR})

@@ -59,7 +59,8 @@ std::string contentOf(const std::string& path) {
 }
 
 std::string nameOf(pid_t task) {
-    return contentOf("/proc/" + std::to_string(task) + "/cmdline").c_str();
+    const std::string commandLine = contentOf("/proc/" + std::to_string(task) + "/cmdline");
+    return commandLine.substr(0, commandLine.find('\0'));
 }
 
 Child Child::named(const std::string& name) {

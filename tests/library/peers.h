@@ -57,8 +57,8 @@ public:
     void takeSample(std::FILE* status, std::FILE* score) { mLearner.takeSample(status, score); }
     /// For a thread that does not hold the lock itself.
     bool isDataLocked() {
-        if (!l.mDataMutex.try_lock()) return true;
-        l.mDataMutex.unlock();
+        if (!mLearner.mDataMutex.try_lock()) return true;
+        mLearner.mDataMutex.unlock();
         return false;
     }
     void endRunning() { mLearner.mRunning = false; }

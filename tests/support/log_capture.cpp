@@ -66,7 +66,7 @@ std::vector<std::string> LogCapture::texts() const {
 }
 
 std::string LogCapture::take() {
-    const std::string result = joined(texts());
+    std::string result = joined(texts());
     const Lock lock(mutex);
     captured.clear();
     return result;

@@ -64,9 +64,9 @@ double meanTruthMs(const std::string& file) {
 }
 
 TEST_F(HostTest, WholeRunLearnsTheTrueSettlingTimeAndLeavesNoProcess) {
-    ASSERT_EQ(host(learnSample(mPackage, {"--json", "--dump", "-v"},
-                               {"--truth", mTruth, "--drop-kb", "8192", "--noise-kb", "64",
-                                "--children", "1", "--detached"})),
+    ASSERT_EQ(host(learnSample(
+                  mPackage, {"--json", "--dump", "-v"},
+                  {"--truth", mTruth, "--drop-kb", "8192", "--children", "1", "--detached"})),
               0)
         << mErr;
     EXPECT_EQ(processesNamed(mPackage), 0);

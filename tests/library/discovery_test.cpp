@@ -1,4 +1,5 @@
 // Finding the launched process among the tasks of the top-app cpuset.
+#include <atomic>
 #include <fstream>
 #include <future>
 #include <gmock/gmock.h>
@@ -61,6 +62,31 @@ TEST_F(DiscoveryTest, OnlyTheExactNameMatchesInTheOrderOfTheTaskList) {
     unlink(device::kTasksPath);
     EXPECT_EQ(mLearner.getPidExpensive(mApp), -1);
     EXPECT_EQ(log.take(), "");
+}
+
+TEST_F(DiscoveryTest, TenThousandTasksAreScannedToTheLast) {
+    const Child child = Child::named("com.app");
+    std::string gone;
+    for (int task = 0; task < 10'000; ++task)
+        gone += std::to_string(2'000'000'000 + task) + "\n";
+    EXPECT_EQ(scan(gone + text(child)), child.pid());
+}
+
+TEST_F(DiscoveryTest, ListThatChangesWhileItIsReadYieldsTheProcessOrNothing) {
+    const Child child = Child::named("com.app");
+    device::setTasks("");
+    std::atomic<bool> isOver{false};
+    std::thread writer([&] {
+        for (int round = 0; !isOver; ++round)
+            device::setTasks(round % 2 == 0 ? "" : std::string(20'000, '\n') + text(child));
+    });
+    for (int i = 0; i < 300; ++i) {
+        const std::int32_t pid = mLearner.getPidExpensive(mApp);
+        EXPECT_TRUE(pid == -1 || pid == child.pid()) << pid;
+    }
+    isOver = true;
+    writer.join();
+    EXPECT_EQ(scan(text(child)), child.pid());
 }
 
 TEST_F(DiscoveryTest, ThreadOfTheProcessYieldsTheProcess) {

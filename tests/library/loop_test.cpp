@@ -3,9 +3,11 @@
 #include <dirent.h>
 #include <gmock/gmock.h>
 #include <new>
+#include <optional>
 #include <thread>
 #include <unistd.h>
 
+#include "platform/tavo_log.h"
 #include "tests/library/peers.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/device.h"
@@ -252,6 +254,66 @@ TEST_F(LoopTest, AbortedLaunchLeavesAMarkerAndNothingInTheStore) {
         EXPECT_EQ(framework().takeCalls(), "");
         unlink(device::dumpPath(mApp).c_str());
     }
+}
+
+TEST_F(LoopTest, ProcessThatDiesBetweenTheScanAndTheFirstSampleLeavesNothing) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"tgid is", "Launch Endpoint could not determined"},
+        {"Updating pid", "Launch Endpoint could not determined"},
+        {"VmRSS filePath", "Launch Endpoint could not determined"},  // comes before the opening
+        {"oom_score filePath", "Abort Detected"},
+    };
+    for (const auto& [lastLine, outcome] : cases) {
+        SCOPED_TRACE(lastLine);
+        Child child = Child::named(mApp);
+        showOnly(child);
+        LogCapture log(3);
+        log.onLine = [&, mark = lastLine](const LogLine& line) {
+            if (line.text.find(mark) == 0) child.die();
+        };
+        learn(1, 0);
+        EXPECT_EQ(log.count(outcome), 1);
+        EXPECT_THAT(mPeer.vmRss, SizeIs(0));
+        EXPECT_EQ(framework().takeCalls().find("insert"), std::string::npos);
+    }
+}
+
+TEST_F(LoopTest, PidTakenOverByAnotherProgramYieldsNoSamplesOfThat) {
+    Child child = Child::named(mApp);
+    showOnly(child);
+    const pid_t pid = child.pid();
+    std::optional<Child> other;
+    mOnSample = [&](int sample) {
+        if (sample != 10) return;
+        child.die();
+        if (std::optional<Child> taken = Child::withPid(pid, "other"))
+            other.emplace(std::move(*taken));
+    };
+    LogCapture log(3);
+    learn(1, 0);
+    if (!other) GTEST_SKIP() << "choosing a pid takes root";
+    EXPECT_EQ(device::nameOf(pid), "other");
+    EXPECT_EQ(log.count("Abort Detected for " + mApp + "!"), 1);
+    EXPECT_THAT(mPeer.vmRss, SizeIs(10));
+    EXPECT_EQ(framework().takeCalls(), "");
+}
+
+TEST_F(LoopTest, LogLevelTakesEffectAtOnceAndThePropertyAtTheNextInitialise) {
+    const Child child = Child::named(mApp);
+    showOnly(child);
+    framework().dumpProperty = "true";
+    mLearner.Init();
+    mOnSample = [&](int sample) {
+        if (sample == 10) setTavoLogLevel(4);
+        if (sample == 20) setTavoLogLevel(3);
+        if (sample == 20) framework().dumpProperty = "false";
+    };
+    LogCapture log;
+    learn(1, 0);
+    EXPECT_EQ(log.count("Process total rss"), 10);
+    EXPECT_THAT(device::contentOf(device::dumpPath(mApp)), HasSubstr("\nmVmRssEp, "));
+    mLearner.Init();
+    EXPECT_FALSE(mPeer.dumpEnabled);
 }
 
 TEST_F(LoopTest, LaunchLogsItsStepsInOrder) {

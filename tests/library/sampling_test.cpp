@@ -57,6 +57,8 @@ TEST(StatusReaderTest, AddsAnonymousAndSwappedMemoryOrNamesWhatIsMissing) {
         {"", -1, "Failed to read rss\n"},
         {"VmSwap: 25\n", -1, "Failed to read rss\n"},
         {"RssAnon: 800\nVmRSS: 1\n", -1, "Failed to read rssSwap\n"},
+        {std::string(1 << 20, 'x'), -1, "Failed to read rss\n"},
+        {std::string("\0\xff\0RssAnon: 1 VmSwap: 2\n", 25), -1, "Failed to read rss\n"},
     };
     OrvoLearner learner;
     for (const auto& c : cases) {
@@ -78,7 +80,9 @@ TEST(ScoreReaderTest, ParsesWhatFitsAndStartsAnewAtEveryRead) {
         {"-5", -5},
         {"x", 0},
         {"", 0},
+        {"\xff\xfe", 0},
         {"4294967297", 1},                  // cut to 32 bits
+        {std::string(1 << 20, '7'), -1},    // the same, of the largest long
         {std::string(148, ' ') + "12", 1},  // 149 characters are read
     };
     for (const auto& [text, score] : cases) {

@@ -2,15 +2,18 @@
 #include "tests/support/device.h"
 
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
+#include <linux/sched.h>
 #include <stdexcept>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
@@ -19,12 +22,20 @@ namespace device {
 
 namespace {
 
-/// A fork with a socket to the child.
-std::pair<pid_t, int> forkWithSocket() {
+pid_t forkAs(pid_t wanted) {
+    clone_args arguments{};
+    arguments.exit_signal = SIGCHLD;
+    arguments.set_tid = reinterpret_cast<std::uintptr_t>(&wanted);
+    arguments.set_tid_size = 1;
+    return static_cast<pid_t>(syscall(SYS_clone3, &arguments, sizeof(arguments)));
+}
+
+/// A fork, with that pid unless it is 0, and a socket to the child.
+std::pair<pid_t, int> forkWithSocket(pid_t wanted = 0) {
     int sockets[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) std::abort();
-    const pid_t pid = fork();
-    if (pid < 0) throw std::runtime_error("fork failed");
+    const pid_t pid = wanted == 0 ? fork() : forkAs(wanted);
+    if (pid < 0 && wanted == 0) throw std::runtime_error("fork failed");
     if (pid == 0) prctl(PR_SET_PDEATHSIG, SIGKILL);
     close(sockets[pid == 0 ? 0 : 1]);
     return {pid, sockets[pid == 0 ? 1 : 0]};
@@ -64,7 +75,18 @@ std::string nameOf(pid_t task) {
 }
 
 Child Child::named(const std::string& name) {
-    const auto [pid, socket] = forkWithSocket();
+    return afterFork(forkWithSocket(), name);
+}
+
+std::optional<Child> Child::withPid(pid_t wanted, const std::string& name) {
+    const auto [pid, socket] = forkWithSocket(wanted);
+    if (pid >= 0) return afterFork({pid, socket}, name);
+    close(socket);
+    return std::nullopt;
+}
+
+Child Child::afterFork(std::pair<pid_t, int> pidAndSocket, const std::string& name) {
+    const auto [pid, socket] = pidAndSocket;
     if (pid == 0) {
         dup2(socket, STDIN_FILENO);
         dup2(socket, STDOUT_FILENO);

@@ -2,6 +2,7 @@
 // dump folder of the private root that the tests run in.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <sys/types.h>
 
@@ -20,6 +21,8 @@ class Child {
 public:
     /// A process that shows `name` and never changes.
     static Child named(const std::string& name);
+    /// The same with that pid, which is free; nothing where it takes root.
+    static std::optional<Child> withPid(pid_t pid, const std::string& name);
     /// A copy of this process that waits for grow().
     static Child growing();
 
@@ -32,6 +35,7 @@ public:
     void die(bool reap = true);  ///< Not reaped, it stays behind as a zombie.
 
 private:
+    static Child afterFork(std::pair<pid_t, int> pidAndSocket, const std::string& name);
     Child(pid_t pid, int socket) : mPid(pid), mSocket(socket) {}
 
     pid_t mPid;

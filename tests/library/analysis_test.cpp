@@ -246,7 +246,7 @@ TEST_F(AnalysisTest, ConclusionNeedsTheStreakOfItsLaunchType) {
         {2, 0, {{9, 1, 1}, {9, 5, 5}, {9, 1, 1}, {9, 5, 5}}, true, 9, "{3,0,0}"},
         {2, 1, fdOnly, true, 7, "{0,0,5}"},
         {2, 1, fdShort, false, 0, "{0,0,4}"},
-        {2, 0, {{9, 91, 9}, {10, 100, 10}}, false, 0, "{0,1,0}"},  // 10 % is not stable, 9 % is
+        {2, 0, {{110, 110, 110}, {100, 100, 100}}, false, 0, "{0,0,0}"},  // 10 % of the later
         {2, 0, outlived, true, 40, "{3,0,0}"},  // the maximum outlives its streak
         {2, 0, zeros, false, 0, "{5,5,5}"},     // a candidate below 1 decides nothing
     };

@@ -137,8 +137,10 @@ TEST_F(LoopTest, LongLaunchIsEvaluatedEvery167SamplesUpToItsBudget) {
     const Child child = Child::named(mApp);  // never changes: never decided
     showOnly(child);
     LogCapture log(3);
+    int dumpLines = 0;
     int lockedEvaluations = 0;
     log.onLine = [&](const LogLine& line) {
+        if (line.function == "exportToFile") ++dumpLines;
         if (line.text != "vmRssBias=0, streak=10\n") return;
         std::thread([&] { lockedEvaluations += mPeer.isDataLocked() ? 1 : 0; }).join();
     };
@@ -160,7 +162,8 @@ TEST_F(LoopTest, LongLaunchIsEvaluatedEvery167SamplesUpToItsBudget) {
     EXPECT_EQ(log.count("Launch Endpoint could not determined for " + mApp), 1);
     // Nothing is stored, but the stored samples are still asked for.
     EXPECT_EQ(framework().takeCalls(), "queryAll OrvoLearning " + mApp + " 4");
-    // Each evaluation's intermediates were cleared before the next.
+    // Each evaluation was dumped, and its intermediates cleared before the next.
+    EXPECT_EQ(dumpLines, 2 * 12);
     EXPECT_EQ(log.count("elemAges.size"), 0);
 }
 

@@ -73,6 +73,7 @@ TavoDB::~TavoDB() = default;
 
 std::int32_t TavoDB::DBopen(const std::string& name, std::uint32_t& handle) {
     const Lock lock(framework().mutex);
+    handle = 99;  // what a failed open leaves behind is no handle
     if (const auto result = fault("open " + name)) return *result;
     mImpl->table = name;
     handle = mImpl->handle = ++lastHandle;

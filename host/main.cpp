@@ -18,6 +18,7 @@ void describe(CLI::App& app, Invocation& invocation) {
     addLearnVerb(app, invocation);
     addShowVerb(app, invocation);
     addEraseVerb(app, invocation);
+    addPlotVerb(app, invocation);
     addReplayVerb(app, invocation);
     addExplainVerb(app, invocation);
 }

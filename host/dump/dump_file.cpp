@@ -9,6 +9,7 @@
 #include "host/dump/dump_parser.h"
 #include "host/dump/launch_grouping.h"
 #include "host/exit_code.h"
+#include "host/printable.h"
 #include "host/unique_fd.h"
 
 namespace host {
@@ -46,10 +47,12 @@ std::string packageOf(const std::string& file) {
 [[noreturn]] void failToRead(const DumpSource& source) {
     const int error = errno;
     if (error == ENOENT && source.isOfState) {
-        throw HostError(kNotLearned, "there is no dump of " + source.package + " (" + source.file +
+        throw HostError(kNotLearned, "there is no dump of " + printable(source.package) + " (" +
+                                         printable(source.file) +
                                          "); record one with orvo-host learn --dump");
     }
-    throw HostError(kEnvironment, "cannot read " + source.file + ": " + std::strerror(error));
+    throw HostError(kEnvironment,
+                    "cannot read " + printable(source.file) + ": " + std::strerror(error));
 }
 
 std::string readWhole(const DumpSource& source) {
@@ -64,7 +67,8 @@ std::string readWhole(const DumpSource& source) {
         text.resize(size + static_cast<std::size_t>(length));
         if (length == 0) return text;
     }
-    throw HostError(kUsage, source.file + ": larger than " + std::to_string(kLargestFile >> 20U) +
+    throw HostError(kUsage, printable(source.file) + ": larger than " +
+                                std::to_string(kLargestFile >> 20U) +
                                 " MiB; keep its last blocks alone");
 }
 
@@ -80,15 +84,16 @@ const DumpedLaunch& Dump::launch(int number) const {
     if (number >= 1 && number <= static_cast<int>(launches.size())) {
         return launches[static_cast<std::size_t>(number) - 1];
     }
-    throw HostError(kUsage, "there is no launch " + std::to_string(number) + " in " + source.file +
-                                "; it has " + std::to_string(launches.size()));
+    throw HostError(kUsage, "there is no launch " + std::to_string(number) + " in " +
+                                printable(source.file) + "; it has " +
+                                std::to_string(launches.size()));
 }
 
 Dump readDump(const DumpSource& source) {
     const std::string text = readWhole(source);
-    Dump dump{source, groupLaunches(parseDumpBlocks(text, source.file))};
+    Dump dump{source, groupLaunches(parseDumpBlocks(text, printable(source.file)))};
     if (dump.launches.empty()) {
-        throw HostError(kUsage, source.file + ":1: the file holds no launch");
+        throw HostError(kUsage, printable(source.file) + ":1: the file holds no launch");
     }
     return dump;
 }

@@ -195,7 +195,7 @@ private:
         } else {
             refuse(start, "neither the start of a block nor an abort marker");
         }
-        if (mNext < mBlock.size()) refuse(mBlock[mNext], "not what follows there in a block");
+        if (mNext < mBlock.size()) refuse(mBlock.back(), "not what follows there in a block");
         return block;
     }
 
@@ -235,6 +235,7 @@ private:
             const std::optional<Row> row = parseRow(line.text);
             if (!row && line.isWhole) refuse(line, "not a row of ten numbers");
             if (!row) continue;  // broken off, so the last
+            if (mNext - first == kMostSamples) refuse(line, "more rows than a series has");
             for (const Metric metric : kMetrics) {
                 block.series[metric].push_back((*row)[kSeriesColumn[metric]]);
                 evaluation.metrics[metric].topValues.push_back((*row)[kTopColumn[metric]]);

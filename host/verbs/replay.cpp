@@ -29,7 +29,7 @@ int replay(const ReplayArguments& arguments, const Invocation& invocation) {
         report.launches.push_back(replay(launch, arguments.options));
     print(arguments.json ? renderJson(report) : renderText(report));
     if (report.replayedCount() == 0) {
-        throw HostError(kNotLearned, "no launch in " + dump.source.file + " was evaluated");
+        throw HostError(kNotLearned, "no launch in the dump was evaluated");
     }
     return report.equalCount() == report.replayedCount() ? kDone : kNotLearned;
 }

@@ -36,6 +36,7 @@ struct Invocation {
 void addLearnVerb(CLI::App& app, Invocation& invocation);
 void addShowVerb(CLI::App& app, Invocation& invocation);
 void addEraseVerb(CLI::App& app, Invocation& invocation);
+void addPlotVerb(CLI::App& app, Invocation& invocation);
 void addReplayVerb(CLI::App& app, Invocation& invocation);
 void addExplainVerb(CLI::App& app, Invocation& invocation);
 

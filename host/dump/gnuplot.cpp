@@ -1,0 +1,94 @@
+// Runs gnuplot.
+#include "host/dump/gnuplot.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <sys/mman.h>
+#include <sys/wait.h>
+
+#include "host/command.h"
+#include "host/exit_code.h"
+#include "host/printable.h"
+#include "host/unique_fd.h"
+
+namespace host {
+namespace {
+
+constexpr std::size_t kQuotedBytes = 200;
+
+[[noreturn]] void fail(const std::string& doing) {
+    throw HostError(kEnvironment, "cannot " + doing + ": " + std::strerror(errno));
+}
+
+/// A file in memory. Gnuplot's streams are such files and no pipes, so that
+/// neither side ever waits for the other.
+UniqueFd memoryFile() {
+    UniqueFd file(memfd_create("gnuplot", MFD_CLOEXEC));
+    if (!file.isOpen()) fail("make a file in memory");
+    return file;
+}
+
+void writeWhole(int fd, const std::string& text) {
+    for (std::size_t done = 0; done < text.size();) {
+        const ssize_t length = write(fd, text.data() + done, text.size() - done);
+        if (length < 0) fail("write to a file in memory");
+        done += static_cast<std::size_t>(length);
+    }
+    lseek(fd, 0, SEEK_SET);
+}
+
+std::string readWhole(int fd) {
+    lseek(fd, 0, SEEK_SET);
+    std::string text;
+    char buffer[1 << 14];
+    ssize_t length = 0;
+    while ((length = read(fd, buffer, sizeof buffer)) > 0)
+        text.append(buffer, static_cast<std::size_t>(length));
+    return text;
+}
+
+/// Async-signal-safe: it stands between fork and exec.
+[[noreturn]] void becomeGnuplot(const char* file, int input, int output, int errors) {
+    dup2(input, STDIN_FILENO);
+    dup2(output, STDOUT_FILENO);
+    dup2(errors, STDERR_FILENO);
+    execl(file, "gnuplot", "--default-settings", static_cast<char*>(nullptr));
+    _exit(kNotFound);
+}
+
+int waitFor(pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) fail("wait for gnuplot");
+    }
+    return status;
+}
+
+std::string findGnuplot() {
+    if (isInstalled("gnuplot")) return findProgram("gnuplot");
+    throw HostError(kEnvironment, "gnuplot is not installed; run: apt-get install gnuplot-nox");
+}
+
+}  // namespace
+
+std::string runGnuplot(const std::string& script) {
+    const std::string file = findGnuplot();
+    const UniqueFd input = memoryFile();
+    const UniqueFd output = memoryFile();
+    const UniqueFd errors = memoryFile();
+    writeWhole(input.get(), script);
+    const pid_t child = fork();
+    if (child < 0) fail("start gnuplot");
+    if (child == 0) becomeGnuplot(file.c_str(), input.get(), output.get(), errors.get());
+    const int status = waitFor(child);
+    std::string picture = readWhole(output.get());
+    if (status != 0 || picture.empty()) {
+        throw HostError(kEnvironment,
+                        "gnuplot failed: " + printable(readWhole(errors.get()), kQuotedBytes));
+    }
+    if (picture.front() == '\f') picture.erase(0, 1);  // before a text
+    return picture;
+}
+
+}  // namespace host

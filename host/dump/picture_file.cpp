@@ -1,0 +1,75 @@
+// Writes a finished picture.
+#include "host/dump/picture_file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <sys/stat.h>
+
+#include "host/exit_code.h"
+#include "host/printable.h"
+#include "host/unique_fd.h"
+
+namespace host {
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;
+
+[[noreturn]] void fail(const std::string& file, const std::string& why) {
+    throw HostError(kEnvironment, "cannot write " + printable(file) + ": " + why);
+}
+
+/// The file behind symbolic links. Anything but a regular file is refused, for
+/// renaming over a device would replace it.
+std::string targetOf(const std::string& file) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(file, error);
+    if (!std::filesystem::exists(status)) return file;
+    if (!std::filesystem::is_regular_file(status)) fail(file, "it is there and no file");
+    const std::filesystem::path target = std::filesystem::canonical(file, error);
+    if (error) fail(file, error.message());
+    return target;
+}
+
+mode_t newFileMode() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return kNewFileMode & ~mask;
+}
+
+bool writeWhole(int fd, const std::string& text) {
+    for (std::size_t done = 0; done < text.size();) {
+        const ssize_t length = write(fd, text.data() + done, text.size() - done);
+        if (length < 0) return false;
+        done += static_cast<std::size_t>(length);
+    }
+    return true;
+}
+
+}  // namespace
+
+PictureFormat formatOf(const std::string& file) {
+    const std::string extension = std::filesystem::path(file).extension();
+    if (extension == ".svg") return PictureFormat::kSvg;
+    if (extension == ".png") return PictureFormat::kPng;
+    if (extension == ".txt") return PictureFormat::kText;
+    throw HostError(kUsage,
+                    "-o takes a file that ends in .svg, .png or .txt, not " + printable(file));
+}
+
+void writePicture(const std::string& file, const std::string& picture) {
+    const std::string target = targetOf(file);
+    std::string fresh = target + ".XXXXXX";
+    const UniqueFd fd(mkostemp(fresh.data(), O_CLOEXEC));
+    if (!fd.isOpen()) fail(file, std::strerror(errno));
+    const bool isWritten = writeWhole(fd.get(), picture) && fchmod(fd.get(), newFileMode()) == 0 &&
+                           std::rename(fresh.c_str(), target.c_str()) == 0;
+    if (isWritten) return;
+    const int error = errno;
+    unlink(fresh.c_str());
+    fail(file, std::strerror(error));
+}
+
+}  // namespace host

@@ -10,6 +10,7 @@
 #include "host/device_root.h"
 #include "host/exit_code.h"
 #include "host/state_folder.h"
+#include "host/version.h"
 
 namespace host {
 namespace {
@@ -49,7 +50,7 @@ int runCommand(const Options& options, const std::vector<std::string>& command,
 void describe(CLI::App& app, Options& options) {
     app.footer("Give COMMAND after --; its exit code is passed on.\n\n" +
                std::string(kExitCodeHelp));
-    app.set_version_flag("--version", "orvo-device-root " ORVO_VERSION);
+    app.set_version_flag("--version", versionOf("orvo-device-root"));
     app.add_option("--state", options.stateFolder,
                    "Keep what is written to /data/vendor/lm in DIR/dumps")
         ->type_name("DIR");

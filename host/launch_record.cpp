@@ -44,6 +44,10 @@ const char* outcomeText(LaunchOutcome outcome) {
             return "launch limit reached";
         case LaunchOutcome::kInterrupted:
             return "interrupted";
+        case LaunchOutcome::kAlreadyLearned:
+            return "already learned";
+        case LaunchOutcome::kSuperseded:
+            return "superseded";
     }
     return "";
 }

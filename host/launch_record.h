@@ -30,6 +30,8 @@ enum class LaunchOutcome {
     kLearningFailed,
     kLimitReached,
     kInterrupted,
+    kAlreadyLearned,
+    kSuperseded,  ///< another launch came while it waited for its turn
 };
 
 /// The word for an outcome in output of both kinds.

@@ -5,6 +5,7 @@
 
 #include "host/exit_code.h"
 #include "host/fd_counts.h"
+#include "host/history.h"
 #include "host/interruption.h"
 #include "host/steady_clock.h"
 
@@ -45,7 +46,9 @@ LearnReport LearnSession::run() {
     for (int number = 1; number <= mOptions.launches; ++number) {
         if (isInterrupted() || mLibrary.finalEndpointMs(mOptions.package) > 0) break;
         mProgress.beginLaunch(number);
+        const std::int64_t launchedAtUnixMs = unixMs();
         report.launches.push_back(learnOnce());
+        note(report.launches.back(), launchedAtUnixMs);
         mProgress.endLaunch(renderResult(report.launches.back()));
         if (isFatal(report.launches.back().outcome)) break;
     }
@@ -151,6 +154,15 @@ LaunchResult LearnSession::judge(const LaunchRecord& record, bool commandEnded,
     const LaunchOutcome outcome = outcomeOf(record, circumstances);
     const bool isStored = outcome == LaunchOutcome::kStored;
     return {outcome, isStored ? record.endpointMs() : std::nullopt};
+}
+
+void LearnSession::note(const LaunchResult& result, std::int64_t launchedAtUnixMs) {
+    LaunchEntry entry{launchedAtUnixMs,  "learn",          mOptions.package,
+                      mOptions.type,     mOptions.subtype, outcomeText(result.outcome),
+                      result.endpointMs, std::nullopt};
+    const std::int32_t finalMs = mLibrary.finalEndpointMs(mOptions.package);
+    if (finalMs > 0) entry.finalEndpointMs = finalMs;
+    History(mState.history()).note(entry);
 }
 
 int exitCodeOf(const LearnReport& report) {

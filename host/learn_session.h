@@ -44,6 +44,7 @@ private:
     void awaitEnd(LaunchWatch& watch, LaunchedCommand& command);
     bool mustStop(const LaunchRecord& record, const LaunchedCommand& command, double elapsedMs);
     void noteName(const LaunchRecord& record, const LaunchedCommand& command);
+    void note(const LaunchResult& result, std::int64_t launchedAtUnixMs);
     LaunchResult judge(const LaunchRecord& record, bool commandEnded, std::size_t rowsBefore);
 
     const LearnOptions& mOptions;

@@ -6,21 +6,24 @@
 #include "host/device_root.h"
 #include "host/exit_code.h"
 #include "host/verbs/verbs.h"
+#include "host/version.h"
 
 namespace host {
 namespace {
 
 void describe(CLI::App& app, Invocation& invocation) {
     useUsage(app, "orvo-host VERB [OPTIONS]");
-    app.set_version_flag("--version", "orvo-host " ORVO_VERSION);
+    app.set_version_flag("--version", versionOf("orvo-host"));
     app.footer(kExitCodeHelp);
     addCommonOptions(app, invocation);
     addLearnVerb(app, invocation);
+    addWatchVerb(app, invocation);
+    addJoinVerb(app, invocation);
     addShowVerb(app, invocation);
     addEraseVerb(app, invocation);
+    addExplainVerb(app, invocation);
     addPlotVerb(app, invocation);
     addReplayVerb(app, invocation);
-    addExplainVerb(app, invocation);
 }
 
 int run(const std::vector<std::string>& program) {

@@ -5,10 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <sstream>
 #include <unistd.h>
 
 #include "host/exit_code.h"
+#include "host/text_file.h"
 
 namespace host {
 namespace {
@@ -18,13 +18,6 @@ constexpr std::string_view kDumpProperty = "debug.vendor.zorv.enable.lm_csv_dump
 [[noreturn]] void refuse(const std::filesystem::path& path, const std::string& why) {
     throw HostError(kEnvironment, "the state folder " + path.string() + " cannot be used: " + why +
                                       "; choose another with --state");
-}
-
-std::string readAll(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
 }
 
 bool isLineOf(std::string_view line, std::string_view name) {
@@ -54,7 +47,7 @@ void StateFolder::create() const {
 }
 
 void StateFolder::setDumpEnabled(bool enabled) const {
-    const std::string old = readAll(properties());
+    const std::string old = readTextFileIfAny(properties(), kEnvironment);
     const std::string text = withProperty(old, kDumpProperty, enabled ? "true" : "");
     if (text == old) return;
     // Beside it and then over it, so that a reader never sees half a file.

@@ -27,6 +27,10 @@ public:
     std::string properties() const { return mPath / "properties"; }
     std::string dumps() const { return mPath / "dumps"; }
     std::string log() const { return mPath / "orvo.log"; }
+    /// One line of JSON a launch.
+    std::string history() const { return mPath / "history.jsonl"; }
+    /// Held by the process that watches.
+    std::string watchLock() const { return mPath / "watch.pid"; }
     /// What the launched commands print.
     std::string commandOutput() const { return mPath / "command.log"; }
 

@@ -61,7 +61,7 @@ void addCommonOptions(CLI::App& app, Invocation& invocation) {
 
 void refuseCommand(const Invocation& invocation) {
     if (invocation.arguments.hasCommand)
-        throw HostError(kUsage, "only learn takes a COMMAND after --");
+        throw HostError(kUsage, "this verb takes no COMMAND after --; learn and join do");
 }
 
 void print(const std::string& text) {

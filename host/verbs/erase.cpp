@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "host/exit_code.h"
+#include "host/history.h"
 #include "host/log_sink.h"
 #include "host/orvo_library.h"
 #include "host/state_folder.h"
@@ -28,6 +29,12 @@ int erase(const std::string& package, const Invocation& invocation) {
     OrvoLibrary library(state, log, invocation.logLevel);
     library.erase(package);
     checkErased(state, package, log);
+    LaunchEntry entry;
+    entry.launchedAtUnixMs = unixMs();
+    entry.source = "erase";
+    entry.package = package;
+    entry.outcome = kErasedOutcome;
+    History(state.history()).note(entry);
     return kDone;
 }
 

@@ -34,11 +34,13 @@ struct Invocation {
 
 // Each adds its verb to `app`. The invocation must outlive the verb.
 void addLearnVerb(CLI::App& app, Invocation& invocation);
+void addWatchVerb(CLI::App& app, Invocation& invocation);
+void addJoinVerb(CLI::App& app, Invocation& invocation);
 void addShowVerb(CLI::App& app, Invocation& invocation);
 void addEraseVerb(CLI::App& app, Invocation& invocation);
+void addExplainVerb(CLI::App& app, Invocation& invocation);
 void addPlotVerb(CLI::App& app, Invocation& invocation);
 void addReplayVerb(CLI::App& app, Invocation& invocation);
-void addExplainVerb(CLI::App& app, Invocation& invocation);
 
 /// Adds a verb with the common options and a usage line of its own.
 CLI::App* addVerb(CLI::App& app, Invocation& invocation, const std::string& name,

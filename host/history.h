@@ -1,0 +1,81 @@
+// The history of launches: one line of JSON each, in a file of the state folder.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host {
+
+/// One line of the history, and of what watch prints with --json:
+///   schema_version 1, launched_at_unix_ms, source ("learn", "watch"), package,
+///   launch_type, launch_subtype, outcome, endpoint_ms, final_endpoint_ms
+/// null stands for what was not measured. A line with the outcome "erased"
+/// makes those before it of the same package void.
+struct LaunchEntry {
+    std::int64_t launchedAtUnixMs = 0;
+    std::string source;
+    std::string package;
+    std::int32_t type = 0;
+    std::int32_t subtype = 0;
+    std::string outcome;
+    std::optional<std::int32_t> endpointMs;       ///< of a stored launch
+    std::optional<std::int32_t> finalEndpointMs;  ///< of the package, after the launch
+};
+
+/// The outcome of the line that stands for an erasure.
+constexpr const char* kErasedOutcome = "erased";
+
+/// With the newline at its end. Bytes of a name that are no UTF-8 are replaced.
+std::string toJsonLine(const LaunchEntry& entry);
+
+/// Nothing for a line that is cut off or is no entry.
+std::optional<LaunchEntry> parseHistoryLine(std::string_view line);
+
+/// What the history tells of one package.
+struct PackageHistory {
+    std::optional<std::int64_t> lastLaunchedAtUnixMs;
+    std::vector<double> endpointsMs;  ///< of the stored launches, oldest first
+};
+
+struct HistoryContents {
+    /// The history of a package, empty when there is none.
+    const PackageHistory& of(const std::string& package) const;
+
+    std::map<std::string, PackageHistory> byPackage;
+    std::size_t entries = 0;
+    std::size_t unreadableLines = 0;
+};
+
+/// Takes the text of a history into account, older text first.
+void addHistory(HistoryContents& contents, std::string_view text);
+
+/// The file. Several processes may append to it at once. At 4 MiB it is renamed
+/// to FILE.1, in place of the one before, so that it stays bounded.
+class History {
+public:
+    explicit History(std::string path) : mPath(std::move(path)) {}
+
+    /// Adds an entry that survives a kill or a power cut once this returns.
+    /// What a killed process left of a line is closed first. False, with errno,
+    /// when that fails.
+    bool append(const LaunchEntry& entry) const;
+
+    /// The same, and tells on standard error when it fails: what is learned is
+    /// in the store, so that a history that cannot be written is no failure.
+    void note(const LaunchEntry& entry) const;
+
+    /// Both files; what does not exist is empty.
+    HistoryContents read() const;
+
+private:
+    const std::string mPath;
+};
+
+/// Now, in ms since 1970.
+std::int64_t unixMs();
+
+}  // namespace host

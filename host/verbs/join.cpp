@@ -1,0 +1,55 @@
+// orvo-host join: runs a command where a watching orvo-host sees its launch.
+#include <CLI/CLI.hpp>
+
+#include "host/command.h"
+#include "host/exit_code.h"
+#include "host/joined_command.h"
+#include "host/package_name.h"
+#include "host/state_folder.h"
+#include "host/verbs/verbs.h"
+#include "host/watch_lock.h"
+
+namespace host {
+namespace {
+
+// Our own in a private root or on a device, else that of the process that
+// watches: its root is there to be entered as long as it runs.
+std::string findTaskList(const StateFolder& state) {
+    if (access(kTaskListPath, F_OK) == 0) return kTaskListPath;
+    const std::optional<pid_t> watcher = WatchLock::holder(state.watchLock());
+    if (watcher) return "/proc/" + std::to_string(*watcher) + "/root" + kTaskListPath;
+    throw HostError(kEnvironment,
+                    "nobody watches this state folder; start orvo-host watch "
+                    "in another terminal, or give its --state DIR");
+}
+
+int join(const std::string& package, const Invocation& invocation) {
+    const std::vector<std::string>& command = invocation.arguments.command;
+    if (command.empty()) {
+        throw HostError(kUsage, "COMMAND is missing: orvo-host join [PACKAGE] -- COMMAND [ARG...]");
+    }
+    if (!package.empty() && !looksLikePackage(package)) {
+        throw HostError(kUsage,
+                        "PACKAGE must read like com.example.app, or watch takes no notice of it");
+    }
+    CommandLine line{findProgram(command.front()), command};
+    if (!package.empty()) line.arguments.front() = package;
+    return runJoined(line, findTaskList(StateFolder(invocation.statePath())));
+}
+
+}  // namespace
+
+void addJoinVerb(CLI::App& app, Invocation& invocation) {
+    const auto package = std::make_shared<std::string>();
+    CLI::App* const verb =
+        addVerb(app, invocation, "join",
+                "Run COMMAND, and what it starts, in the task list of the orvo-host that\n"
+                "watches the same state folder",
+                "[PACKAGE] [OPTIONS] -- COMMAND [ARG...]");
+    verb->add_option("PACKAGE", *package, "COMMAND's argv[0]; left alone when not given");
+    verb->callback([package, &invocation] {
+        invocation.verb = [package, &invocation] { return join(*package, invocation); };
+    });
+}
+
+}  // namespace host

@@ -1,0 +1,83 @@
+// orvo-host watch: stays, and lets the library learn every launch that it sees.
+#include <CLI/CLI.hpp>
+
+#include "host/device_root.h"
+#include "host/exit_code.h"
+#include "host/interruption.h"
+#include "host/verbs/verbs.h"
+#include "host/watch_lock.h"
+#include "host/watch_session.h"
+
+namespace host {
+namespace {
+
+struct WatchArguments {
+    WatchOptions options;
+    std::string rulesFile;
+    bool dump = false;
+    bool json = false;
+    bool realCpuset = false;
+};
+
+std::string textOf(const LaunchEntry& entry) {
+    std::string text = entry.package + ": ";
+    if (entry.endpointMs) text += std::to_string(*entry.endpointMs) + " ms ";
+    text += entry.outcome;
+    if (entry.finalEndpointMs) {
+        text += "; final endpoint " + std::to_string(*entry.finalEndpointMs) + " ms";
+    }
+    return text + '\n';
+}
+
+int watchHere(WatchArguments& arguments, const Invocation& invocation, const StateFolder& state) {
+    noteInterruptions();
+    const WatchLock lock(state.watchLock());
+    state.setDumpEnabled(arguments.dump);
+    LogSink log(state.log(), invocation.logLevel, invocation.verbose);
+    arguments.options.tell = [&arguments](const LaunchEntry& entry) {
+        print(arguments.json ? toJsonLine(entry) : textOf(entry));
+    };
+    WatchSession session(arguments.options, state, log, invocation.logLevel);
+    session.run();
+    return kDone;
+}
+
+int watch(WatchArguments& arguments, const Invocation& invocation) {
+    refuseCommand(invocation);
+    if (!arguments.rulesFile.empty()) {
+        arguments.options.rules = LaunchRules::read(arguments.rulesFile);
+    }
+    const StateFolder state(invocation.statePath());
+    state.create();
+    if (!isDeviceRoot(arguments.realCpuset)) {
+        return runInDeviceRoot({state.dumps(), arguments.realCpuset}, invocation.program);
+    }
+    return watchHere(arguments, invocation, state);
+}
+
+}  // namespace
+
+void addWatchVerb(CLI::App& app, Invocation& invocation) {
+    const auto arguments = std::make_shared<WatchArguments>();
+    CLI::App* const verb = addVerb(app, invocation, "watch",
+                                   "Stay and learn every launch in the top-app task list, until "
+                                   "TERM or INT",
+                                   "[OPTIONS]");
+    verb->add_option("--rules", arguments->rulesFile,
+                     "File of lines PATTERN TYPE [SUBTYPE]: which packages are launched\n"
+                     "with which launch type (default 1) and subtype (default 0)")
+        ->type_name("FILE");
+    verb->add_option("--interval-ms", arguments->options.intervalMs,
+                     "Time between two looks at the task list (default 50)")
+        ->type_name("N")
+        ->check(CLI::Range(5, 10'000));
+    verb->add_flag("--dump", arguments->dump, "Write each launch's series to the dumps folder");
+    verb->add_flag("--json", arguments->json, "Print one JSON object a line");
+    verb->add_flag("--real-cpuset", arguments->realCpuset,
+                   "Watch the kernel's own top-app cpuset (root, cgroup version 1)");
+    verb->callback([arguments, &invocation] {
+        invocation.verb = [arguments, &invocation] { return watch(*arguments, invocation); };
+    });
+}
+
+}  // namespace host

@@ -1,4 +1,4 @@
-// What the verbs print on standard output, as text and as JSON.
+// What learn and show print on standard output.
 #pragma once
 
 #include <cstdint>
@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/history.h"
 #include "host/launch_record.h"
 #include "host/store_reader.h"
 
@@ -30,7 +31,11 @@ std::string renderResult(const LaunchResult& result);
 // Each ends with a newline.
 std::string renderText(const LearnReport& report);
 std::string renderJson(const LearnReport& report);
-std::string renderText(const std::vector<StoredPackage>& packages);
-std::string renderJson(const std::vector<StoredPackage>& packages);
+std::string renderText(const std::vector<StoredPackage>& packages,
+                       const HistoryContents& history = {});
+std::string renderJson(const std::vector<StoredPackage>& packages,
+                       const HistoryContents& history = {});
+/// A heading and one row a package; empty where nothing was measured.
+std::string renderCsv(const std::vector<StoredPackage>& packages, const HistoryContents& history);
 
 }  // namespace host

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "host/exit_code.h"
+#include "host/history.h"
 #include "host/log_sink.h"
 #include "host/report.h"
 #include "host/state_folder.h"
@@ -15,6 +16,7 @@ namespace {
 struct ShowArguments {
     std::string package;  // empty: all
     bool json = false;
+    bool csv = false;
 };
 
 std::vector<StoredPackage> readStore(const StateFolder& state, const std::string& package) {
@@ -23,6 +25,12 @@ std::vector<StoredPackage> readStore(const StateFolder& state, const std::string
     if (package.empty()) return store.packages();
     const StoredPackage one = store.package(package);
     return one.isKnown() ? std::vector<StoredPackage>{one} : std::vector<StoredPackage>{};
+}
+
+std::string render(const std::vector<StoredPackage>& packages, const HistoryContents& history,
+                   const ShowArguments& arguments) {
+    if (arguments.json) return renderJson(packages, history);
+    return arguments.csv ? renderCsv(packages, history) : renderText(packages, history);
 }
 
 int show(const ShowArguments& arguments, const Invocation& invocation) {
@@ -34,7 +42,7 @@ int show(const ShowArguments& arguments, const Invocation& invocation) {
         throw HostError(kNotLearned, "nothing is known of " + arguments.package + " in " +
                                          state.database() + "; learn it with orvo-host learn");
     }
-    print(arguments.json ? renderJson(packages) : renderText(packages));
+    print(render(packages, History(state.history()).read(), arguments));
     return kDone;
 }
 
@@ -46,7 +54,9 @@ void addShowVerb(CLI::App& app, Invocation& invocation) {
         addVerb(app, invocation, "show", "Show what is known of all packages, or of one",
                 "[PACKAGE] [OPTIONS]");
     verb->add_option("PACKAGE", arguments->package, "Only this one");
-    verb->add_flag("--json", arguments->json, "Print one JSON object");
+    CLI::Option* const json = verb->add_flag("--json", arguments->json, "Print one JSON object");
+    verb->add_flag("--csv", arguments->csv, "Print a table of comma-separated values")
+        ->excludes(json);
     verb->callback([arguments, &invocation] {
         invocation.verb = [arguments, &invocation] { return show(*arguments, invocation); };
     });

@@ -13,14 +13,16 @@ namespace fs = std::filesystem;
 class Mirror {
 public:
     Mirror(const std::string& realRoot, const std::vector<Graft>& grafts)
-        : mRealRoot(realRoot), mGrafts(grafts) {}
+        : mRealRoot(realRoot),
+          mSeenRoot(realRoot.empty() ? "/proc/self/root" : realRoot),
+          mGrafts(grafts) {}
 
     // `folder` without a slash at its end; "" is the root.
     void showEntriesOf(const std::string& folder) {
         std::set<std::string> paths;  // sorted, for arguments that do not vary
         std::error_code error;
         for (const fs::directory_entry& entry :
-             fs::directory_iterator(mRealRoot + folder + '/', error)) {
+             fs::directory_iterator(mSeenRoot + folder + '/', error)) {
             paths.insert(folder + '/' + entry.path().filename().string());
         }
         for (const std::string& path : paths)
@@ -35,8 +37,8 @@ private:
         if (leadsToGraft(path)) {
             add({"--dir", path});
             showEntriesOf(path);
-        } else if (fs::is_symlink(mRealRoot + path)) {
-            add({"--symlink", fs::read_symlink(mRealRoot + path).string(), path});
+        } else if (fs::is_symlink(mSeenRoot + path)) {
+            add({"--symlink", fs::read_symlink(mSeenRoot + path).string(), path});
         } else {
             // An entry may go while we look, such as a device's.
             add({"--dev-bind-try", mRealRoot + path, path});
@@ -59,6 +61,8 @@ private:
     }
 
     const std::string& mRealRoot;
+    // Where it is looked at: under an emulator "/" itself may be another folder.
+    std::string mSeenRoot;
     const std::vector<Graft>& mGrafts;
     std::vector<std::string> mArguments;
 };

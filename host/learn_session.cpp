@@ -60,13 +60,8 @@ LearnReport LearnSession::run() {
     return report;
 }
 
-// In these states the library takes no launch, or takes them for ever without
-// a result.
 void LearnSession::checkStore() {
-    const StoredPackage stored = mStore.package(mOptions.package);
-    const bool isDamaged = stored.learned && !stored.finalEndpointMs();
-    const bool isOverfull = stored.launchEndpointsMs.size() >= kLaunchesToLearn;
-    if (!isDamaged && !isOverfull) return;
+    if (!mStore.package(mOptions.package).isDamaged()) return;
     throw HostError(kEnvironment, "what " + mState.database() + " holds of " + mOptions.package +
                                       " is damaged; run: orvo-host erase " + mOptions.package);
 }

@@ -21,6 +21,7 @@ void describe(CLI::App& app, Invocation& invocation) {
     addJoinVerb(app, invocation);
     addShowVerb(app, invocation);
     addEraseVerb(app, invocation);
+    addDoctorVerb(app, invocation);
     addExplainVerb(app, invocation);
     addPlotVerb(app, invocation);
     addReplayVerb(app, invocation);

@@ -13,8 +13,6 @@
 namespace host {
 namespace {
 
-constexpr std::string_view kDumpProperty = "debug.vendor.zorv.enable.lm_csv_dump";
-
 [[noreturn]] void refuse(const std::filesystem::path& path, const std::string& why) {
     throw HostError(kEnvironment, "the state folder " + path.string() + " cannot be used: " + why +
                                       "; choose another with --state");

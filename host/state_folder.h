@@ -7,6 +7,9 @@
 
 namespace host {
 
+/// "true" has the library write dumps.
+constexpr const char* kDumpProperty = "debug.vendor.zorv.enable.lm_csv_dump";
+
 class StateFolder {
 public:
     /// $XDG_STATE_HOME/orvo, or ~/.local/state/orvo without that variable.
@@ -23,6 +26,7 @@ public:
     /// file's other lines stay. Throws HostError.
     void setDumpEnabled(bool enabled) const;
 
+    std::string path() const { return mPath; }
     std::string database() const { return mPath / "orvo.db"; }
     std::string properties() const { return mPath / "properties"; }
     std::string dumps() const { return mPath / "dumps"; }

@@ -64,6 +64,10 @@ bool StoredPackage::isKnown() const {
     return launchEvents != 0 || learned || !launchEndpointsMs.empty() || !finalEndpointsMs.empty();
 }
 
+bool StoredPackage::isDamaged() const {
+    return (learned && !finalEndpointMs()) || launchEndpointsMs.size() >= kLaunchesToLearn;
+}
+
 std::optional<std::int32_t> StoredPackage::finalEndpointMs() const {
     if (!learned || finalEndpointsMs.size() != 1 || finalEndpointsMs[0] < 1) return std::nullopt;
     return finalEndpointsMs[0];

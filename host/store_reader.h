@@ -11,6 +11,9 @@
 
 namespace host {
 
+/// Number of stored launch endpoints that make a final endpoint.
+constexpr int kLaunchesToLearn = 5;
+
 /// What the store holds of one package.
 struct StoredPackage {
     std::string name;
@@ -22,12 +25,13 @@ struct StoredPackage {
     /// False when the store has no row of the package.
     bool isKnown() const;
 
+    /// True in states in which the library takes no launch, or takes them for
+    /// ever without a result.
+    bool isDamaged() const;
+
     /// The final endpoint as the library would answer it.
     std::optional<std::int32_t> finalEndpointMs() const;
 };
-
-/// Number of stored launch endpoints that make a final endpoint.
-constexpr int kLaunchesToLearn = 5;
 
 /// A read-only look at one database file, for one thread. Throws HostError when
 /// the file cannot be read or is not the store's.

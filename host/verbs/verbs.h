@@ -38,6 +38,7 @@ void addWatchVerb(CLI::App& app, Invocation& invocation);
 void addJoinVerb(CLI::App& app, Invocation& invocation);
 void addShowVerb(CLI::App& app, Invocation& invocation);
 void addEraseVerb(CLI::App& app, Invocation& invocation);
+void addDoctorVerb(CLI::App& app, Invocation& invocation);
 void addExplainVerb(CLI::App& app, Invocation& invocation);
 void addPlotVerb(CLI::App& app, Invocation& invocation);
 void addReplayVerb(CLI::App& app, Invocation& invocation);

@@ -1,0 +1,82 @@
+// orvo-host doctor: checks what the runs need.
+#include <CLI/CLI.hpp>
+#include <filesystem>
+
+#include "host/checkup.h"
+#include "host/device_root.h"
+#include "host/exit_code.h"
+#include "host/log_sink.h"
+#include "host/printable.h"
+#include "host/verbs/verbs.h"
+
+namespace host {
+namespace {
+
+const char* wordFor(Verdict verdict) {
+    switch (verdict) {
+        case Verdict::kWell:
+            return "ok  ";
+        case Verdict::kNote:
+            return "note";
+        case Verdict::kAmiss:
+            break;
+    }
+    return "FAIL";
+}
+
+// Returns whether nothing is amiss.
+bool tell(const std::vector<Finding>& findings) {
+    bool isWell = true;
+    for (const Finding& finding : findings) {
+        constexpr std::size_t kSubjectWidth = 14;
+        std::string subject = finding.subject;
+        subject.resize(std::max(subject.size(), kSubjectWidth), ' ');
+        print(std::string(wordFor(finding.verdict)) + "  " + subject + printable(finding.text) +
+              '\n');
+        isWell = isWell && finding.verdict != Verdict::kAmiss;
+    }
+    return isWell;
+}
+
+int checkHere(const StateFolder& state, const std::string& rootFault,
+              const Invocation& invocation) {
+    const LogSink log("", invocation.logLevel, invocation.verbose);
+    bool isWell = rootFault.empty();
+    if (isWell) {
+        tell({{Verdict::kWell, "device paths",
+               hasArrivedInDeviceRoot() ? "in a private root" : "the machine's own"}});
+        isWell = tell(checkDevicePaths());
+    } else {
+        tell({{Verdict::kAmiss, "device paths", rootFault}});
+    }
+    isWell = tell(checkState(state)) && isWell;
+    isWell = tell(checkTools()) && isWell;
+    return isWell ? kDone : kEnvironment;
+}
+
+int doctor(const Invocation& invocation) {
+    refuseCommand(invocation);
+    const StateFolder state(invocation.statePath());
+    std::string rootFault;
+    try {
+        if (!isDeviceRoot(false)) {
+            const bool hasDumps = std::filesystem::is_directory(state.dumps());
+            return runInDeviceRoot({hasDumps ? state.dumps() : "", false}, invocation.program);
+        }
+    } catch (const HostError& error) {
+        rootFault = error.what();
+    }
+    return checkHere(state, rootFault, invocation);
+}
+
+}  // namespace
+
+void addDoctorVerb(CLI::App& app, Invocation& invocation) {
+    CLI::App* const verb = addVerb(
+        app, invocation, "doctor",
+        "Check what the runs need, one line each with the remedy; 0 when all is well", "[OPTIONS]");
+    verb->callback(
+        [&invocation] { invocation.verb = [&invocation] { return doctor(invocation); }; });
+}
+
+}  // namespace host

@@ -58,7 +58,7 @@ TEST(StatusReaderTest, AddsAnonymousAndSwappedMemoryOrNamesWhatIsMissing) {
         {"VmSwap: 25\n", -1, "Failed to read rss\n"},
         {"RssAnon: 800\nVmRSS: 1\n", -1, "Failed to read rssSwap\n"},
         {std::string(1 << 20, 'x'), -1, "Failed to read rss\n"},
-        {std::string("\0\xff\0RssAnon: 1 VmSwap: 2\n", 25), -1, "Failed to read rss\n"},
+        {std::string("\0\xff\0RssAnon: 1 VmSwap: 2\n", 24), -1, "Failed to read rss\n"},
     };
     OrvoLearner learner;
     for (const auto& c : cases) {

@@ -11,6 +11,11 @@ namespace host {
 namespace {
 
 constexpr std::size_t kLongestShownName = 512;  // a package's is shorter
+// Names mostly change right after a process comes. Later they are read at every
+// eighth look, each process at another one.
+constexpr std::uint64_t kEagerLooks = 200;
+constexpr std::uint64_t kLooksBetweenReads = 8;
+
 constexpr std::uint64_t kLooksBetweenCleanings = 256;
 constexpr std::string_view kLeaderLine = "Tgid:\t";
 
@@ -97,7 +102,11 @@ pid_t AppScan::processOf(pid_t task) {
 std::optional<AppProcess> AppScan::lookAt(pid_t process) {
     Known& known = mKnown[process];
     known.listedAtLook = mLook;
-    if (!known.nameFile.isOpen() && !identify(process, known)) return std::nullopt;
+    if (!known.nameFile.isOpen()) {
+        known.joinedAtLook = mLook;
+        if (!identify(process, known)) return std::nullopt;
+    }
+    if (!isDue(process, known)) return std::nullopt;
     std::string name = readName(known.nameFile);
     if (name.empty()) {  // ended; the number may be another's by now
         if (!identify(process, known)) return std::nullopt;
@@ -108,6 +117,11 @@ std::optional<AppProcess> AppScan::lookAt(pid_t process) {
     }
     known.isLaunched = true;
     return AppProcess{name, process, known.startTicks};
+}
+
+bool AppScan::isDue(pid_t process, const Known& known) const {
+    return mLook - known.joinedAtLook < kEagerLooks ||
+           (mLook + static_cast<std::uint64_t>(process)) % kLooksBetweenReads == 0;
 }
 
 // Opens the process's name, and starts afresh when it is not the one we knew.

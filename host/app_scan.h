@@ -43,11 +43,13 @@ private:
         bool isLaunched = false;
         std::string name;
         UniqueFd nameFile;  // open while listed
+        std::uint64_t joinedAtLook = 0;
         std::uint64_t listedAtLook = 0;
     };
 
     pid_t processOf(pid_t task);
     std::optional<AppProcess> lookAt(pid_t process);
+    bool isDue(pid_t process, const Known& known) const;
     bool identify(pid_t process, Known& known);
     static bool takesName(pid_t process, Known& known, const std::string& name);
     void letGo();

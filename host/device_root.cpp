@@ -30,7 +30,7 @@ constexpr const char* kDumpFolder = "/data/vendor/lm";
 constexpr const char* kArrivalVariable = "ORVO_DEVICE_ROOT";
 bool hasArrived = false;
 
-constexpr int kForwardedSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr int kForwardedSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1};
 
 bool exists(const char* path) {
     return access(path, F_OK) == 0;

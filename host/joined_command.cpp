@@ -51,6 +51,7 @@ void joinKernelList(const std::string& taskList) {
 
 // Runs before any other thread of ours, so that nothing is forbidden here.
 [[noreturn]] void becomeCommand(const CommandLine& command) {
+    prctl(PR_SET_PDEATHSIG, SIGHUP);  // as if its terminal were gone
     resetSignals();
     std::vector<std::string> words = command.arguments;
     std::vector<char*> pointers;

@@ -1,5 +1,6 @@
 // orvo-host watch: stays, and lets the library learn every launch that it sees.
 #include <CLI/CLI.hpp>
+#include <cstdio>
 
 #include "host/device_root.h"
 #include "host/exit_code.h"
@@ -38,6 +39,10 @@ int watchHere(WatchArguments& arguments, const Invocation& invocation, const Sta
         print(arguments.json ? toJsonLine(entry) : textOf(entry));
     };
     WatchSession session(arguments.options, state, log, invocation.logLevel);
+    if (!invocation.quiet) {
+        std::fprintf(stderr, "orvo-host: watching %s; what runs now is known already\n",
+                     kTaskListPath);
+    }
     session.run();
     return kDone;
 }

@@ -56,6 +56,10 @@ if(ORVO_SANITIZE)
     target_compile_options(orvo-flags INTERFACE
         -fsanitize=${ORVO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(orvo-flags INTERFACE -fsanitize=${ORVO_SANITIZE})
+    # Among the sanitizers' checks gcc loses track of what is initialised, in
+    # <regex> for one.
+    target_compile_options(orvo-flags INTERFACE
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 else()
     # Needs the optimiser, and its checked variants hide the calls that the
     # sanitizers intercept. Undefined first: some compilers preset it.

@@ -20,8 +20,8 @@ enum ExitCode : int {
 constexpr const char* kExitCodeHelp =
     "Exit codes:\n"
     "  0    done\n"
-    "  1    not learned, or nothing known of PACKAGE\n"
-    "  2    wrong usage\n"
+    "  1    not learned, nothing known of PACKAGE, or a replay that differs\n"
+    "  2    wrong usage, or a file that is not what it should be\n"
     "  3    the environment or the store does not work\n"
     "  126  COMMAND cannot be run\n"
     "  127  COMMAND is not found\n"

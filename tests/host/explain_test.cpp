@@ -108,13 +108,31 @@ TEST(Explanation, ComparisonsOfALongLaunchCountWhatIsStable) {
     EXPECT_THAT(explanation.setBy, ElementsAre(Metric::kVmRss));
 }
 
+TEST(Explanation, AnUnstableComparisonStartsTheCountAnew) {
+    DumpedLaunch launch;
+    for (const std::int32_t endpoint : {100, 105, 104, 200, 190}) {
+        launch.evaluations.emplace_back();
+        launch.evaluations.back().metrics[Metric::kVmRss].endpointIndex = endpoint;
+    }
+    std::vector<std::int32_t> inARow;
+    for (const EvaluationExplanation& evaluation : explain(launch).evaluations) {
+        if (!evaluation.comparisons) continue;
+        inARow.push_back((*evaluation.comparisons)[Metric::kVmRss].stableInARow);
+    }
+    EXPECT_THAT(inARow, ElementsAre(1, 2, 0, 1));
+}
+
 TEST(Spread, OneLaunchFarFromTheRestIsFlagged) {
-    const Spread spread = spreadOf({900, 930, 870, 2400, 900, 930});
-    EXPECT_DOUBLE_EQ(spread.medianMs, 915);
-    EXPECT_DOUBLE_EQ(spread.meanMs, 1155);
-    EXPECT_DOUBLE_EQ(spread.smallestMs, 870);
+    const Spread spread = spreadOf({900, 960, 870, 2400, 840, 990});
+    EXPECT_DOUBLE_EQ(spread.medianMs, 930);
+    EXPECT_DOUBLE_EQ(spread.meanMs, 1160);
+    EXPECT_DOUBLE_EQ(spread.smallestMs, 840);
     EXPECT_DOUBLE_EQ(spread.largestMs, 2400);
     EXPECT_THAT(spread.farFromRest, ElementsAre(3));
+}
+
+TEST(Spread, WhatSpreadsWidelyHasNoLaunchFarOff) {
+    EXPECT_THAT(spreadOf({1000, 1300, 700, 1600, 400, 1100}).farFromRest, IsEmpty());
 }
 
 TEST(Spread, TheSamplingsGrainIsNotFar) {

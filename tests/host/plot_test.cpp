@@ -1,12 +1,16 @@
 // Pictures: what the script draws, and what becomes of the file.
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "host/dump/dump_file.h"
+#include "host/dump/picture_file.h"
 #include "host/dump/plot_script.h"
+#include "host/exit_code.h"
 #include "tests/host/program.h"
 
 namespace host {
@@ -173,9 +177,23 @@ TEST_F(PlotVerb, AFailureLeavesTheOldPictureAlone) {
     EXPECT_THAT(mErr, HasSubstr("gnuplot-nox"));
     fs::create_directory(mFolder / "d.svg");
     EXPECT_EQ(plot({fileOf("java"), "-o", mFolder / "d.svg"}), 3);
+    mkfifo((mFolder / "fifo.svg").c_str(), 0600);
+    EXPECT_EQ(plot({fileOf("java"), "-o", mFolder / "fifo.svg"}), 3);
+    EXPECT_TRUE(fs::is_fifo(mFolder / "fifo.svg")) << "a picture took its place";
     EXPECT_EQ(plot({fileOf("java"), "-o", mFolder / "none/a.svg"}), 3);
     EXPECT_EQ(plot({fileOf("java"), "-o", mFolder / "a.pdf"}), 2);
-    EXPECT_EQ(files(), 3U);
+    EXPECT_EQ(files(), 4U);
+}
+
+TEST_F(PlotVerb, AFullDiskLeavesNothing) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit old{};
+    getrlimit(RLIMIT_FSIZE, &old);
+    const rlimit tight{1000, old.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &tight);
+    EXPECT_THROW(writePicture(mFolder / "a.svg", std::string(5000, 'x')), HostError);
+    setrlimit(RLIMIT_FSIZE, &old);
+    EXPECT_EQ(files(), 0U);
 }
 
 TEST_F(PlotVerb, WritesThroughALinkAndOverAnOldPicture) {

@@ -15,6 +15,12 @@ public:
     std::string make_usage(const CLI::App*, std::string) const override {
         return "Usage: " + mUsage + '\n';
     }
+    // As man pages have it: "-v, --verbose".
+    std::string make_option_name(const CLI::Option* option, bool isPositional) const override {
+        std::string name = CLI::Formatter::make_option_name(option, isPositional);
+        const std::size_t comma = name.find(',');
+        return comma == std::string::npos ? name : name.insert(comma + 1, 1, ' ');
+    }
 
 private:
     const std::string mUsage;

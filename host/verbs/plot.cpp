@@ -44,7 +44,7 @@ Launches chooseLaunches(const Dump& dump, const PlotArguments& arguments) {
 }
 
 std::vector<Metric> chooseMetrics(const Launches& launches, const std::string& id) {
-    const std::vector<Metric> present = metricsWithSamples(launches);
+    std::vector<Metric> present = metricsWithSamples(launches);
     if (id.empty()) return present;
     for (const Metric metric : present) {
         if (traitsOf(metric).id == id) return {metric};

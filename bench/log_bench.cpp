@@ -14,7 +14,7 @@ std::int64_t gArgumentsMade = 0;
 /// An argument that allocates, and tells that it was made.
 std::string expensiveArgument() {
     ++gArgumentsMade;
-    return std::string(100, 'x');
+    return {std::string(100, 'x')};
 }
 
 /// Lines that reached the platform's log.

@@ -56,7 +56,7 @@ int measure(const std::vector<std::string>& wanted, const Effort& effort) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     CLI::App app("Measures the library; scripts/bench runs it where the fixed paths exist.");
     Effort effort;
     std::vector<std::string> wanted;
@@ -73,4 +73,7 @@ int main(int argc, char** argv) {
     const int code = measure(wanted, effort);
     std::fflush(nullptr);
     _exit(code);  // the learning thread's handle stays joinable
+} catch (const std::exception& e) {
+    std::fprintf(stderr, "%s: %s\n", argv[0], e.what());
+    return 3;
 }

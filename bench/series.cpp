@@ -83,10 +83,11 @@ std::vector<double> memoryKb(LaunchKind kind, const Plan& plan, Random& random) 
                         kind == LaunchKind::kCollectorDrops || kind == LaunchKind::kNever;
     const double noise = kind == LaunchKind::kNoisyRamp ? 0.02 : isRamp ? 0.002 : 0.0;
     const Steps steps(plan, random);
-    std::vector<double> level;
-    for (double sample = 0; sample < plan.samples; ++sample) {
+    std::vector<double> level(static_cast<std::size_t>(plan.samples));
+    for (std::size_t i = 0; i < level.size(); ++i) {
+        const auto sample = static_cast<double>(i);
         const double value = isRamp ? rampAt(plan, sample) : steps.at(sample);
-        level.push_back(value * (1.0 + noise * random.normal()));
+        level[i] = value * (1.0 + noise * random.normal());
     }
     if (kind == LaunchKind::kCollectorDrops) {
         const std::vector<double> freed = collectedKb(plan, random);

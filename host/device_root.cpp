@@ -38,40 +38,49 @@ bool exists(const char* path) {
 
 // --- Around the root: the process that stays outside and passes signals on.
 
-volatile std::sig_atomic_t insidePid = 0;
-volatile std::sig_atomic_t pendingSignal = 0;
-
-void forwardSignal(int signal, siginfo_t* info, void*) {
-    // A terminal's signal reaches the whole process group, the inside included.
-    if (info->si_code == SI_KERNEL) return;
-    if (insidePid > 0) {
-        kill(insidePid, signal);
-    } else {
-        pendingSignal = signal;
-    }
+bool isIgnored(int signal) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    return action.sa_handler == SIG_IGN;
 }
 
-// Returns the mask of the signals that were ignored already (nohup), which stay so.
-unsigned forwardSignals() {
-    unsigned ignored = 0;
-    for (const int signal : kForwardedSignals) {
-        struct sigaction action {};
-        sigaction(signal, nullptr, &action);
-        if (action.sa_handler == SIG_IGN) {
-            ignored |= 1U << signal;
-            continue;
+/// The signals that this process takes, blocked, by waiting for them. Those that
+/// were ignored at its start (nohup) stay so.
+struct AwaitedSignals {
+    AwaitedSignals() {
+        std::signal(SIGCHLD, SIG_DFL);
+        sigemptyset(&set);
+        sigaddset(&set, SIGCHLD);
+        for (const int signal : kForwardedSignals) {
+            if (isIgnored(signal)) {
+                ignored |= 1U << signal;
+            } else {
+                sigaddset(&set, signal);
+            }
         }
-        action = {};
-        action.sa_sigaction = forwardSignal;
-        action.sa_flags = SA_SIGINFO | SA_RESTART;
-        sigaction(signal, &action, nullptr);
+        sigprocmask(SIG_BLOCK, &set, &before);
     }
-    return ignored;
+
+    sigset_t set{};
+    sigset_t before{};
+    unsigned ignored = 0;
+};
+
+int exitCodeOf(int status) {
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-void forwardTo(pid_t inside) {
-    insidePid = inside;
-    if (pendingSignal != 0) kill(inside, pendingSignal);
+/// Passes signals on to `inside` until `child` has ended; returns its exit code.
+int passSignalsOn(const AwaitedSignals& signals, pid_t inside, pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, WNOHANG) == 0) {
+        siginfo_t info{};
+        const int signal = sigwaitinfo(&signals.set, &info);
+        // A terminal's signal reaches the whole process group, the inside included.
+        const bool isForInside = signal > 0 && signal != SIGCHLD && info.si_code != SI_KERNEL;
+        if (isForInside) kill(inside, signal);
+    }
+    return exitCodeOf(status);
 }
 
 // --- The root's parts.
@@ -154,13 +163,6 @@ std::string readLastLine(int fd) {
     return text.substr(text.rfind('\n') + 1);
 }
 
-int waitFor(pid_t child) {
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-}
-
 // --- Starting bubblewrap.
 
 // Bubblewrap itself must outlive the signals: when it ends, what is inside dies.
@@ -175,16 +177,17 @@ void keepOpenOnExec(int fd) {
 
 [[noreturn]] void becomeBubblewrap(const std::string& file,
                                    const std::vector<std::string>& arguments, int readyEnd,
-                                   int errorsEnd, unsigned ignored) {
+                                   int errorsEnd, const AwaitedSignals& signals) {
     // Bubblewrap's complaints go into the pipe; the program inside gets its
     // standard error back.
     const int standardError = dup(STDERR_FILENO);
     dup2(errorsEnd, STDERR_FILENO);
     keepOpenOnExec(readyEnd);
     const std::string arrival = std::to_string(readyEnd) + ' ' + std::to_string(standardError) +
-                                ' ' + std::to_string(ignored);
+                                ' ' + std::to_string(signals.ignored);
     setenv(kArrivalVariable, arrival.c_str(), 1);
     ignoreSignals();
+    sigprocmask(SIG_SETMASK, &signals.before, nullptr);
     std::vector<char*> pointers;
     for (const std::string& argument : arguments) {
         pointers.push_back(const_cast<char*>(argument.c_str()));
@@ -195,11 +198,11 @@ void keepOpenOnExec(int fd) {
     _exit(kEnvironment);
 }
 
-pid_t startBubblewrap(const std::vector<std::string>& arguments, int readyEnd, int errorsEnd) {
+pid_t startBubblewrap(const std::vector<std::string>& arguments, int readyEnd, int errorsEnd,
+                      const AwaitedSignals& signals) {
     const std::string file = findProgram("bwrap");
-    const unsigned ignored = forwardSignals();
     const pid_t child = fork();
-    if (child == 0) becomeBubblewrap(file, arguments, readyEnd, errorsEnd, ignored);
+    if (child == 0) becomeBubblewrap(file, arguments, readyEnd, errorsEnd, signals);
     if (child < 0) {
         throw HostError(kEnvironment, std::string("cannot start bubblewrap: ") +
                                           std::strerror(errno) + "; raise ulimit -u");
@@ -256,16 +259,16 @@ int runInDeviceRoot(const DeviceRootOptions& options, const std::vector<std::str
 
     Pipe ready;
     Pipe errors;
+    const AwaitedSignals signals;
     const pid_t bubblewrap = startBubblewrap(bubblewrapArguments(mounts.get(), program),
-                                             ready.writeEnd.get(), errors.writeEnd.get());
+                                             ready.writeEnd.get(), errors.writeEnd.get(), signals);
     ready.writeEnd.reset();
     errors.writeEnd.reset();
     pid_t inside = 0;
     if (read(ready.readEnd.get(), &inside, sizeof inside) == sizeof inside) {
-        forwardTo(inside);
-        return waitFor(bubblewrap);
+        return passSignalsOn(signals, inside, bubblewrap);
     }
-    waitFor(bubblewrap);
+    waitpid(bubblewrap, nullptr, 0);
     throw HostError(kEnvironment, "the private root cannot be made (" +
                                       readLastLine(errors.readEnd.get()) + "); " + remedy());
 }

@@ -6,7 +6,8 @@
 namespace host {
 namespace {
 
-constexpr double kRoomAbove = 0.25;
+constexpr double kRoomAbove = 0.25;  // for the words of two lines
+constexpr double kRoomForNumbers = 0.15;
 
 std::string msText(std::int64_t timeMs) {
     return std::to_string(timeMs) + " ms";
@@ -47,7 +48,8 @@ private:
             values.push_back(lastResult().settledValue - halfBand());
             values.push_back(lastResult().settledValue + halfBand());
         }
-        mOut << rangeCommands(values, kRoomAbove);
+        const bool hasNumbers = mLaunch.evaluations.size() > 1;
+        mOut << rangeCommands(values, kRoomAbove + (hasNumbers ? kRoomForNumbers : 0));
     }
 
     std::string settledTitle() const {
@@ -120,8 +122,8 @@ private:
                          (mIsText ? std::string("points pointtype 'o'")
                                   : "linespoints pointtype 6 linewidth 1.5 dashtype 4 linecolor '" +
                                         std::string(kVermilion) + "'") +
-                         " title 'evaluations: endpoint to now'");
-        mPlots.push_back("$numbers with labels right offset char -1,-0.8 textcolor '" +
+                         " title 'evaluations: endpoint to end'");
+        mPlots.push_back("$numbers with labels right offset char -0.5,0.8 textcolor '" +
                          std::string(kVermilion) + "' notitle");
     }
 

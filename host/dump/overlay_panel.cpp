@@ -42,6 +42,7 @@ public:
         for (std::size_t i = 0; i < mLaunches.size(); ++i) {
             if (!mLaunches[i]->series[mMetric].empty()) addLaunch(i);
         }
+        if (mHasKey) addEndpointKey();
         mOut << plotCommand(mPlots);
         return mOut.str();
     }
@@ -112,6 +113,12 @@ private:
                                   : "pointtype " + std::to_string(look.mark + 1) +
                                         " pointsize 1.4 linecolor '" + look.colour + "'") +
                          " notitle");
+    }
+
+    void addEndpointKey() {
+        const std::string look = mIsText ? "pointtype '#'" : "pointtype 7 pointsize 1.4";
+        mPlots.push_back("NaN with points " + look + " linecolor '" + kBlack + "' title " +
+                         quoted(mIsText ? "endpoint" : "large mark: endpoint"));
     }
 
     const std::vector<const DumpedLaunch*>& mLaunches;

@@ -16,7 +16,7 @@ constexpr int kWidthPx = 1000;
 constexpr int kPanelPx = 330;
 constexpr int kTitlePx = 40;
 constexpr int kPanelRows = 18;
-constexpr std::size_t kLongestName = 60;
+constexpr std::size_t kLongestName = 44;  // leaves room for the launch's outcome
 constexpr const char* kTimeTitle = "ms since sampling began";
 
 bool isOverlay(const Picture& picture) {

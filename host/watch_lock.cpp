@@ -37,6 +37,10 @@ WatchLock::WatchLock(const std::string& path)
     }
 }
 
+WatchLock::~WatchLock() {
+    [[maybe_unused]] const int emptied = ftruncate(mFile.get(), 0);
+}
+
 std::optional<pid_t> WatchLock::holder(const std::string& path) {
     const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file.isOpen() || flock(file.get(), LOCK_SH | LOCK_NB) == 0) return std::nullopt;

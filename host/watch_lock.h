@@ -15,6 +15,11 @@ public:
     /// Throws HostError when another process holds it.
     explicit WatchLock(const std::string& path);
 
+    /// Empties the file, or the number would be taken for a watching process's.
+    ~WatchLock();
+    WatchLock(const WatchLock&) = delete;
+    WatchLock& operator=(const WatchLock&) = delete;
+
     /// The process that holds it now.
     static std::optional<pid_t> holder(const std::string& path);
 

@@ -77,6 +77,8 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
     EXPECT_THAT(watch.err(), HasSubstr(" % of a core over "));
     EXPECT_EQ(watch.out(), contentOf(mState + "/history.jsonl"));
 
+    EXPECT_EQ(contentOf(mState + "/watch.pid"), "");  // another process's by and by
+
     std::istringstream lines(watch.out());
     std::map<std::string, json> results;
     for (std::string line; std::getline(lines, line);) {

@@ -18,6 +18,7 @@
 #include "host/kernel_cpuset.h"
 #include "host/task_list.h"
 #include "host/unique_fd.h"
+#include "host/whole_file.h"
 
 namespace host {
 namespace {
@@ -153,11 +154,7 @@ std::string remedy() {
 
 std::string readLastLine(int fd) {
     std::string text;
-    char buffer[512];
-    ssize_t length = 0;
-    while ((length = read(fd, buffer, sizeof buffer)) > 0) {
-        text.append(buffer, static_cast<std::size_t>(length));
-    }
+    if (!readWhole(fd, text)) return std::strerror(errno);
     while (!text.empty() && text.back() == '\n')
         text.pop_back();
     return text.substr(text.rfind('\n') + 1);

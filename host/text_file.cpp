@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "host/unique_fd.h"
+#include "host/whole_file.h"
 
 namespace host {
 namespace {
@@ -17,23 +18,12 @@ bool isForeign(char c) {
     return (byte < 0x20 && c != '\t' && c != '\r' && c != '\n') || byte == 0x7f;
 }
 
-std::string readUpTo(int fd, std::size_t limit) {
-    std::string text;
-    char buffer[4096];
-    ssize_t length = 0;
-    while (text.size() <= limit && (length = read(fd, buffer, sizeof buffer)) > 0) {
-        text.append(buffer, static_cast<std::size_t>(length));
-    }
-    return text;
-}
-
 }  // namespace
 
 std::string readTextFile(const std::string& path, ExitCode code) {
     const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    errno = file.isOpen() ? 0 : errno;
-    std::string text = file.isOpen() ? readUpTo(file.get(), kLargestSize) : std::string();
-    if (errno != 0) {
+    std::string text;
+    if (!file.isOpen() || !readWhole(file.get(), text, kLargestSize)) {
         throw HostError(code, "cannot read " + path + ": " + std::strerror(errno));
     }
     const auto foreign = std::find_if(text.begin(), text.end(), isForeign);

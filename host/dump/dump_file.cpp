@@ -11,6 +11,7 @@
 #include "host/exit_code.h"
 #include "host/printable.h"
 #include "host/unique_fd.h"
+#include "host/whole_file.h"
 
 namespace host {
 namespace {
@@ -23,7 +24,6 @@ constexpr std::size_t kLongestPathOnDevice = 127;  // the library cuts the path 
 // A thousand long launches, or ten thousand short ones. What is parsed takes
 // about as much memory as the text.
 constexpr std::size_t kLargestFile = std::size_t{64} << 20U;
-constexpr std::size_t kChunk = std::size_t{1} << 16U;
 
 bool endsWith(std::string_view text, std::string_view end) {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
@@ -55,18 +55,12 @@ std::string packageOf(const std::string& file) {
                     "cannot read " + printable(source.file) + ": " + std::strerror(error));
 }
 
-std::string readWhole(const DumpSource& source) {
+std::string readText(const DumpSource& source) {
     const UniqueFd file(open(source.file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file.isOpen()) failToRead(source);
     std::string text;
-    while (text.size() <= kLargestFile) {
-        const std::size_t size = text.size();
-        text.resize(size + kChunk);
-        const ssize_t length = read(file.get(), &text[size], kChunk);
-        if (length < 0) failToRead(source);
-        text.resize(size + static_cast<std::size_t>(length));
-        if (length == 0) return text;
-    }
+    if (!readWhole(file.get(), text, kLargestFile)) failToRead(source);
+    if (text.size() <= kLargestFile) return text;
     throw HostError(kUsage, printable(source.file) + ": larger than " +
                                 std::to_string(kLargestFile >> 20U) +
                                 " MiB; keep its last blocks alone");
@@ -90,7 +84,7 @@ const DumpedLaunch& Dump::launch(int number) const {
 }
 
 Dump readDump(const DumpSource& source) {
-    const std::string text = readWhole(source);
+    const std::string text = readText(source);
     Dump dump{source, groupLaunches(parseDumpBlocks(text, printable(source.file)))};
     if (dump.launches.empty()) {
         throw HostError(kUsage, printable(source.file) + ":1: the file holds no launch");

@@ -11,6 +11,7 @@
 #include "host/exit_code.h"
 #include "host/printable.h"
 #include "host/unique_fd.h"
+#include "host/whole_file.h"
 
 namespace host {
 namespace {
@@ -29,22 +30,10 @@ UniqueFd memoryFile() {
     return file;
 }
 
-void writeWhole(int fd, const std::string& text) {
-    for (std::size_t done = 0; done < text.size();) {
-        const ssize_t length = write(fd, text.data() + done, text.size() - done);
-        if (length < 0) fail("write to a file in memory");
-        done += static_cast<std::size_t>(length);
-    }
-    lseek(fd, 0, SEEK_SET);
-}
-
-std::string readWhole(int fd) {
-    lseek(fd, 0, SEEK_SET);
+std::string contentOf(const UniqueFd& file) {
     std::string text;
-    char buffer[1 << 14];
-    ssize_t length = 0;
-    while ((length = read(fd, buffer, sizeof buffer)) > 0)
-        text.append(buffer, static_cast<std::size_t>(length));
+    lseek(file.get(), 0, SEEK_SET);
+    if (!readWhole(file.get(), text)) fail("read a file in memory");
     return text;
 }
 
@@ -77,15 +66,16 @@ std::string runGnuplot(const std::string& script) {
     const UniqueFd input = memoryFile();
     const UniqueFd output = memoryFile();
     const UniqueFd errors = memoryFile();
-    writeWhole(input.get(), script);
+    if (!writeWhole(input.get(), script)) fail("write to a file in memory");
+    lseek(input.get(), 0, SEEK_SET);
     const pid_t child = fork();
     if (child < 0) fail("start gnuplot");
     if (child == 0) becomeGnuplot(file.c_str(), input.get(), output.get(), errors.get());
     const int status = waitFor(child);
-    std::string picture = readWhole(output.get());
+    std::string picture = contentOf(output);
     if (status != 0 || picture.empty()) {
         throw HostError(kEnvironment,
-                        "gnuplot failed: " + printable(readWhole(errors.get()), kQuotedBytes));
+                        "gnuplot failed: " + printable(contentOf(errors), kQuotedBytes));
     }
     if (picture.front() == '\f') picture.erase(0, 1);  // before a text
     return picture;

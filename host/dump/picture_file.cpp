@@ -11,6 +11,7 @@
 #include "host/exit_code.h"
 #include "host/printable.h"
 #include "host/unique_fd.h"
+#include "host/whole_file.h"
 
 namespace host {
 namespace {
@@ -37,15 +38,6 @@ mode_t newFileMode() {
     const mode_t mask = umask(0);
     umask(mask);
     return kNewFileMode & ~mask;
-}
-
-bool writeWhole(int fd, const std::string& text) {
-    for (std::size_t done = 0; done < text.size();) {
-        const ssize_t length = write(fd, text.data() + done, text.size() - done);
-        if (length < 0) return false;
-        done += static_cast<std::size_t>(length);
-    }
-    return true;
 }
 
 }  // namespace

@@ -36,11 +36,6 @@ std::string readName(const UniqueFd& file) {
     return std::string(shown.substr(0, shown.find('\0')));
 }
 
-std::string nameOf(pid_t process) {
-    const UniqueFd file = openName(process);
-    return file.isOpen() ? readName(file) : std::string();
-}
-
 // The process that the task belongs to; 0 when it is gone.
 pid_t readProcessOf(pid_t task) {
     std::ifstream status(procPath(task, "status"));
@@ -62,7 +57,7 @@ bool AppProcess::isAlive() const {
 
 AppScan::AppScan() {
     for (const pid_t process : numbersIn("/proc")) {
-        const std::string name = nameOf(process);
+        const std::string name = shownName(process);
         if (!looksLikePackage(name)) continue;
         const std::optional<ProcessStat> stat = readProcessStat(process);
         if (!stat) continue;
@@ -144,7 +139,7 @@ bool AppScan::takesName(pid_t process, Known& known, const std::string& name) {
     known.name = name;
     if (!looksLikePackage(name)) return false;
     const std::optional<ProcessStat> stat = readProcessStat(process);
-    return stat && nameOf(stat->parent) != name;
+    return stat && shownName(stat->parent) != name;
 }
 
 // Processes that left the list are remembered while they live, for an

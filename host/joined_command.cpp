@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <fstream>
 #include <optional>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -76,9 +75,7 @@ std::optional<int> reap(pid_t command) {
 
 // A script shows its interpreter's name, and a wrapper that of what it starts.
 void noteName(pid_t command, const std::string& expected) {
-    std::ifstream file("/proc/" + std::to_string(command) + "/cmdline");
-    std::string name;
-    std::getline(file, name, '\0');
+    const std::string name = shownName(command);
     if (name.empty() || name == expected || !looksLikePackage(expected)) return;
     std::fprintf(stderr,
                  "orvo-host: the process shows the name '%s', not '%s', and is not taken for a "

@@ -5,7 +5,6 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
-#include <fstream>
 #include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -273,13 +272,6 @@ void LaunchedCommand::endProcesses() {
         signalAll(SIGKILL);
         awaitEnd(kLookPeriodMs);
     }
-}
-
-std::string LaunchedCommand::shownName() const {
-    std::ifstream file("/proc/" + std::to_string(mPid) + "/cmdline");
-    std::string name;
-    std::getline(file, name, '\0');
-    return name;
 }
 
 }  // namespace host

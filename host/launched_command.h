@@ -49,10 +49,6 @@ public:
 
     pid_t pid() const { return mPid; }
 
-    /// The program's command-line name as the library compares it; empty when
-    /// the process is gone.
-    std::string shownName() const;
-
 private:
     void forkChild(const CommandLine& commandLine, const std::string& outputFile);
     void expectReport();

@@ -7,6 +7,7 @@
 #include "host/fd_counts.h"
 #include "host/history.h"
 #include "host/interruption.h"
+#include "host/printable.h"
 #include "host/steady_clock.h"
 
 namespace host {
@@ -24,8 +25,11 @@ constexpr double kNameNoteAfterMs = 3000;
 constexpr double kLaunchLimitMs = 300'000;
 constexpr double kStopLimitMs = 15'000;
 
-bool isFatal(LaunchOutcome outcome) {
-    return outcome == LaunchOutcome::kStoreFailed || outcome == LaunchOutcome::kInterrupted;
+// A command that shows another name now will do so the next time, and each hunt
+// for it takes a minute.
+bool endsSession(LaunchOutcome outcome) {
+    return outcome == LaunchOutcome::kStoreFailed || outcome == LaunchOutcome::kInterrupted ||
+           outcome == LaunchOutcome::kNotFound;
 }
 
 }  // namespace
@@ -50,7 +54,7 @@ LearnReport LearnSession::run() {
         report.launches.push_back(learnOnce());
         note(report.launches.back(), launchedAtUnixMs);
         mProgress.endLaunch(renderResult(report.launches.back()));
-        if (isFatal(report.launches.back().outcome)) break;
+        if (endsSession(report.launches.back().outcome)) break;
     }
     const std::int32_t finalMs = mLibrary.finalEndpointMs(mOptions.package);
     if (finalMs > 0) report.finalEndpointMs = finalMs;
@@ -132,10 +136,11 @@ bool LearnSession::mustStop(const LaunchRecord& record, const LaunchedCommand& c
 // shows, such as that of a script, which its interpreter replaces.
 void LearnSession::noteName(const LaunchRecord& record, const LaunchedCommand& command) {
     if (!mOtherName.empty() || record.phase() != LaunchPhase::kHunting) return;
-    const std::string name = command.shownName();
+    const std::string name = shownName(command.pid());
     if (name.empty() || name == mOptions.package) return;
     mOtherName = name;
-    mProgress.note("not found yet: its name is '" + name + "', not '" + mOptions.package + "'");
+    mProgress.note("not found yet: its name is '" + printable(name) + "', not '" +
+                   mOptions.package + "'; " + kNameRemedy);
 }
 
 LaunchResult LearnSession::judge(const LaunchRecord& record, bool commandEnded,

@@ -25,6 +25,10 @@ struct LearnOptions {
     CommandLine command;
 };
 
+/// What to do about a command that shows another name than PACKAGE.
+constexpr const char* kNameRemedy =
+    "give the program of that name as COMMAND, or that name as PACKAGE with --keep-name";
+
 /// One per process, on one thread.
 class LearnSession {
 public:
@@ -33,8 +37,8 @@ public:
                  std::uint32_t logLevel, Progress& progress);
 
     /// Learns until the package is learned, the launches are done, the store
-    /// fails, or a person interrupts. Throws HostError when a launch cannot be
-    /// made.
+    /// fails, the command is not found, or a person interrupts. Throws HostError
+    /// when a launch cannot be made.
     LearnReport run();
 
 private:

@@ -32,6 +32,13 @@ std::optional<ProcessStat> readProcessStat(pid_t process) {
     return parseProcessStat(text);
 }
 
+std::string shownName(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/cmdline");
+    std::string name;
+    std::getline(file, name, '\0');
+    return name;
+}
+
 namespace {
 
 // From the parent, the 4th, to the moment of the start, the 22nd.

@@ -23,6 +23,10 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text);
 /// Nothing when the process is gone.
 std::optional<ProcessStat> readProcessStat(pid_t process);
 
+/// The first word of a process's command line, which the library compares with
+/// package names; empty when the process is gone.
+std::string shownName(pid_t process);
+
 /// The entries of `folder` that are numbers: processes in /proc, threads in
 /// /proc/PID/task.
 std::set<pid_t> numbersIn(const std::string& folder);

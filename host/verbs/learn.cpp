@@ -10,6 +10,7 @@
 #include "host/interruption.h"
 #include "host/learn_session.h"
 #include "host/package_name.h"
+#include "host/printable.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -64,11 +65,9 @@ void explainFailures(const LearnReport& report, const StateFolder& state, LogSin
                      "orvo-host: undecided launches settled before the first look, 200 ms "
                      "after the start, or not at all; --dump shows which\n");
     }
-    if (holds(report, LaunchOutcome::kNotFound)) {
-        std::fprintf(stderr,
-                     "orvo-host: COMMAND showed the name '%s'; run its interpreter as COMMAND, "
-                     "or give its name as PACKAGE with --keep-name\n",
-                     report.otherName.c_str());
+    if (holds(report, LaunchOutcome::kNotFound) && !report.otherName.empty()) {
+        std::fprintf(stderr, "orvo-host: COMMAND showed the name '%s'; %s\n",
+                     printable(report.otherName).c_str(), kNameRemedy);
     }
     if (holds(report, LaunchOutcome::kStoreFailed)) {
         throw HostError(kEnvironment,

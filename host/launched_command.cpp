@@ -185,6 +185,7 @@ void LaunchedCommand::forkChild(const CommandLine& commandLine, const std::strin
                                           std::strerror(errno) +
                                           "; raise the limit of processes (ulimit -u)");
     }
+    mGuard.guard(mPid);
     mGate = std::move(gate.writeEnd);
     mReports = std::move(reports.readEnd);
 }

@@ -7,6 +7,7 @@
 #include <sys/types.h>
 #include <vector>
 
+#include "host/group_guard.h"
 #include "host/process_tree.h"
 #include "host/task_list.h"
 #include "host/unique_fd.h"
@@ -58,7 +59,8 @@ private:
     void signalAll(int signal);
     bool awaitEnd(int limitMs);
 
-    ProcessTree mTree;                        // first: what runs before the fork is none of ours
+    GroupGuard mGuard;                        // before the tree, for it is none of the launch's
+    ProcessTree mTree;                        // what runs before the fork is none of ours
     std::optional<TaskListKeeper> mTaskList;  // none where the kernel keeps it
     UniqueFd mGate;
     UniqueFd mReports;

@@ -134,6 +134,13 @@ TEST_F(HostTest, InterruptedRunEndsChildrenAndKeepsWhatWasStored) {
     EXPECT_EQ(stored.launchEndpointsMs.size(), 1U);
 }
 
+TEST_F(HostTest, KilledHostLeavesNoProcess) {
+    Program program(hostWords(learnSample(mPackage, {}, {"--truth", mTruth, "--children", "2"})));
+    ASSERT_TRUE(eventually([&] { return !contentOf(mTruth).empty(); }));
+    program.signal(SIGKILL);
+    EXPECT_TRUE(eventually([&] { return processesNamed(mPackage) == 0; }));
+}
+
 TEST_F(HostTest, CommandsThatCannotRunHaveTheShellsCodesAndLeaveNoLaunch) {
     const std::string script = mFolder / "script";
     std::ofstream(script) << "#!/nonexistent/interpreter\n";

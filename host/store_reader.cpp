@@ -77,12 +77,24 @@ StoreReader::StoreReader(const std::string& databaseFile) : mFile(databaseFile) 
     if (!mConnection.open(mFile, tavodb::Connection::Access::kReadOnly)) fail();
 }
 
+// A file whose making was cut short lacks tables, and so what they would hold.
+bool StoreReader::hasTable(const std::string& name) {
+    std::string literal = tavodb::sqlTableName(name);
+    literal.front() = literal.back() = '\'';
+    Statement search;
+    if (!search.prepare(mConnection, "SELECT 1 FROM sqlite_master WHERE name = " + literal)) fail();
+    bool isThere = false;
+    if (!forEachRow(search, [&] { isThere = true; })) fail();
+    return isThere;
+}
+
 // The three tables are read in one snapshot, or a package learned meanwhile
 // would show with neither its launches nor its final endpoint.
 std::vector<StoredPackage> StoreReader::packages() {
     std::map<std::string, StoredPackage> byName;
     if (!mConnection.execute("BEGIN")) fail();
     for (const TableReader& table : kTables) {
+        if (!hasTable(table.name)) continue;
         Statement rows;
         if (!rows.prepare(mConnection, tavodb::selectAllSql(table.name))) fail();
         const bool complete = forEachRow(rows, [&] {
@@ -107,6 +119,7 @@ StoredPackage StoreReader::package(const std::string& name) {
     result.name = name;
     if (!mConnection.execute("BEGIN")) fail();
     for (const TableReader& table : kTables) {
+        if (!hasTable(table.name)) continue;
         Statement rows;
         if (!rows.prepare(mConnection, tavodb::selectSql(table.name))) fail();
         if (!rows.bind(1, name)) fail();

@@ -34,7 +34,7 @@ struct StoredPackage {
 };
 
 /// A read-only look at one database file, for one thread. Throws HostError when
-/// the file cannot be read or is not the store's.
+/// the file cannot be read or is no database.
 class StoreReader {
 public:
     explicit StoreReader(const std::string& databaseFile);
@@ -46,6 +46,7 @@ public:
     StoredPackage package(const std::string& name);
 
 private:
+    bool hasTable(const std::string& name);
     [[noreturn]] void fail() const;
 
     const std::string mFile;

@@ -183,6 +183,13 @@ TEST_F(HostTest, StoreThatIsNoDatabaseIsRefusedAndLeftAsItWas) {
     EXPECT_EQ(nowhere.wait(), 3);
 }
 
+TEST_F(HostTest, StoreWhoseMakingWasCutShortHoldsNothing) {
+    ASSERT_EQ(mkdir(mState.c_str(), 0700), 0);
+    std::ofstream(mState + "/orvo.db").flush();
+    EXPECT_EQ(host({"show", "p"}), 1) << mErr;
+    EXPECT_EQ(host({"show"}), 0) << mErr;
+}
+
 TEST_F(HostTest, DeviceRootHasTheTwoPathsPassesCodesOnAndLeavesTheMachineAlone) {
     const bool hadTasks = std::filesystem::exists("/dev/cpuset/top-app/tasks");
     const bool hadDumps = std::filesystem::exists("/data/vendor/lm");

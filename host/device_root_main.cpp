@@ -9,6 +9,7 @@
 #include "host/command.h"
 #include "host/device_root.h"
 #include "host/exit_code.h"
+#include "host/printable.h"
 #include "host/state_folder.h"
 #include "host/version.h"
 
@@ -78,10 +79,10 @@ int main(int argc, char** argv) {
     try {
         return host::run({argv, argv + argc});
     } catch (const host::HostError& error) {
-        std::fprintf(stderr, "orvo-device-root: %s\n", error.what());
+        std::fprintf(stderr, "orvo-device-root: %s\n", host::printable(error.what()).c_str());
         return error.code();
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "orvo-device-root: %s\n", error.what());
+        std::fprintf(stderr, "orvo-device-root: %s\n", host::printable(error.what()).c_str());
         return host::kEnvironment;
     }
 }

@@ -5,6 +5,7 @@
 
 #include "host/device_root.h"
 #include "host/exit_code.h"
+#include "host/printable.h"
 #include "host/verbs/verbs.h"
 #include "host/version.h"
 
@@ -38,15 +39,19 @@ int run(const std::vector<std::string>& program) {
     return invocation.verb();
 }
 
+// One line, whatever the names in it hold.
+int complain(const char* what, ExitCode code) {
+    std::fprintf(stderr, "orvo-host: %s\n", printable(what).c_str());
+    return code;
+}
+
 int runGuarded(int argc, char** argv) {
     try {
         return run({argv, argv + argc});
     } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: %s\n", error.what());
-        return error.code();
+        return complain(error.what(), error.code());
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "orvo-host: %s\n", error.what());
-        return kEnvironment;
+        return complain(error.what(), kEnvironment);
     }
 }
 

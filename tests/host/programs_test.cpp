@@ -160,7 +160,7 @@ TEST_F(HostTest, WrongUsageIsOneLineAndCodeTwo) {
           Words{"learn", "p", "--launches", "0", "--", "true"},
           Words{"learn", "p", "--type", "9999999999", "--", "true"},
           Words{"learn", "p", "--nonsense", "--", "true"}, Words{"erase"},
-          Words{"show", "p", "--", "true"}, Words{"nonsense"}}) {
+          Words{"show", "p", "--", "true"}, Words{"non\nsense"}}) {
         EXPECT_EQ(host(words), 2) << words.back();
         EXPECT_EQ(std::count(mErr.begin(), mErr.end(), '\n'), 1) << mErr;
     }

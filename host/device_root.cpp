@@ -15,6 +15,7 @@
 #include "host/command.h"
 #include "host/device_root_mounts.h"
 #include "host/exit_code.h"
+#include "host/fork.h"
 #include "host/kernel_cpuset.h"
 #include "host/task_list.h"
 #include "host/unique_fd.h"
@@ -198,12 +199,8 @@ void keepOpenOnExec(int fd) {
 pid_t startBubblewrap(const std::vector<std::string>& arguments, int readyEnd, int errorsEnd,
                       const AwaitedSignals& signals) {
     const std::string file = findProgram("bwrap");
-    const pid_t child = fork();
+    const pid_t child = forkProcess();
     if (child == 0) becomeBubblewrap(file, arguments, readyEnd, errorsEnd, signals);
-    if (child < 0) {
-        throw HostError(kEnvironment, std::string("cannot start bubblewrap: ") +
-                                          std::strerror(errno) + "; raise ulimit -u");
-    }
     return child;
 }
 

@@ -3,10 +3,9 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <sys/wait.h>
 
-#include "host/exit_code.h"
+#include "host/fork.h"
 
 namespace host {
 namespace {
@@ -28,17 +27,12 @@ namespace {
 
 GroupGuard::GroupGuard() {
     Pipe pipe;
-    mPid = fork();
+    mPid = forkProcess();
     if (mPid == 0) {
         // Its own copy of the host's end would keep the pipe open for ever.
         pipe.writeEnd.reset();
         setpgid(0, 0);  // out of reach of what ends the host's own group
         standGuard(pipe.readEnd.get());
-    }
-    if (mPid < 0) {
-        throw HostError(kEnvironment, std::string("cannot start a process: ") +
-                                          std::strerror(errno) +
-                                          "; raise the limit of processes (ulimit -u)");
     }
     mHostEnd = std::move(pipe.writeEnd);
 }

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "host/exit_code.h"
+#include "host/fork.h"
 #include "host/package_name.h"
 #include "host/printable.h"
 
@@ -108,11 +109,7 @@ int runJoined(const CommandLine& command, const std::string& taskList) {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     ProcessTree tree;
     setSignals();
-    const pid_t child = fork();
-    if (child < 0) {
-        throw HostError(kEnvironment, std::string("cannot start a process: ") +
-                                          std::strerror(errno) + "; raise ulimit -u");
-    }
+    const pid_t child = forkProcess();
     if (child == 0) becomeCommand(command);
     commandPid = child;
     return tendUntilEnd(child, command.arguments.front(), tree, keeper);

@@ -11,6 +11,7 @@
 
 #include "host/command.h"
 #include "host/exit_code.h"
+#include "host/fork.h"
 
 namespace host {
 namespace {
@@ -178,13 +179,8 @@ void LaunchedCommand::forkChild(const CommandLine& commandLine, const std::strin
                          gate.readEnd.get(),
                          reports.writeEnd.get(),
                          getpid()};
-    mPid = fork();
+    mPid = forkProcess();
     if (mPid == 0) becomeCommand(plan);
-    if (mPid < 0) {
-        throw HostError(kEnvironment, std::string("cannot start a process: ") +
-                                          std::strerror(errno) +
-                                          "; raise the limit of processes (ulimit -u)");
-    }
     mGuard.guard(mPid);
     mGate = std::move(gate.writeEnd);
     mReports = std::move(reports.readEnd);

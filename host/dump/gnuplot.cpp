@@ -9,6 +9,7 @@
 
 #include "host/command.h"
 #include "host/exit_code.h"
+#include "host/fork.h"
 #include "host/printable.h"
 #include "host/unique_fd.h"
 #include "host/whole_file.h"
@@ -68,8 +69,7 @@ std::string runGnuplot(const std::string& script) {
     const UniqueFd errors = memoryFile();
     if (!writeWhole(input.get(), script)) fail("write to a file in memory");
     lseek(input.get(), 0, SEEK_SET);
-    const pid_t child = fork();
-    if (child < 0) fail("start gnuplot");
+    const pid_t child = forkProcess();
     if (child == 0) becomeGnuplot(file.c_str(), input.get(), output.get(), errors.get());
     const int status = waitFor(child);
     std::string picture = contentOf(output);

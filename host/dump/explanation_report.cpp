@@ -24,9 +24,9 @@ std::string ms(std::int64_t timeMs) {
     return std::to_string(timeMs) + " ms";
 }
 
-std::string rounded(double value) {
+std::string rounded(double value, int decimals = 0) {
     std::ostringstream out;
-    out << std::fixed << std::setprecision(0) << value;
+    out << std::fixed << std::setprecision(decimals) << value;
     return out.str();
 }
 
@@ -113,7 +113,7 @@ std::string comparedText(const EvaluationExplanation& evaluation, Metric metric)
     if (!evaluation.comparisons) return text;
     const Comparison& comparison = (*evaluation.comparisons)[metric];
     if (comparison.isStable) return text + ", stable x" + std::to_string(comparison.stableInARow);
-    return text + ", " + rounded(static_cast<double>(comparison.differencePercent)) + " % off";
+    return text + ", " + rounded(static_cast<double>(comparison.differencePercent), 1) + " % off";
 }
 
 void writeEvaluations(std::ostream& out, const std::vector<EvaluationExplanation>& evaluations) {
@@ -150,7 +150,8 @@ std::string stabilityRule() {
     };
     return "A long launch is decided by " + times(0) + " of one metric with subtype 0, " +
            times(1) + " of two with a\n  subtype above 0, " + times(-1) +
-           " of two with one below 0, or " + std::to_string(kStableForOneMetric) + " of any one.";
+           " of two with one below 0, or " + std::to_string(kStableForOneMetric) +
+           " of any one,\n  once a stable endpoint is above 0.";
 }
 
 std::string decisionText(const DumpedLaunch& launch, const LaunchExplanation& explanation) {

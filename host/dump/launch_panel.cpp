@@ -103,15 +103,16 @@ private:
                          quoted(mTraits.name));
     }
 
-    // Each as a line from the endpoint that it found up to its own time, at the
-    // value that it took for settled, with its number at the end.
+    // Each as a line from the endpoint that it found, if it did, up to its own
+    // time, at the value that it took for settled, with its number at the end.
     void addEvaluations() {
         std::ostringstream numbers;
         mOut << "$evaluations << EOD\n";
         for (const Evaluation& evaluation : mLaunch.evaluations) {
             const MetricResult& result = evaluation.metrics[mMetric];
-            const std::int64_t fromMs = timeMs(result.endpointIndex);
             const std::int64_t toMs = timeMs(static_cast<std::int64_t>(evaluation.samples()) - 1);
+            const std::int64_t fromMs =
+                result.endpointIndex > 0 ? timeMs(result.endpointIndex) : toMs;
             mOut << fromMs << ' ' << result.settledValue << '\n'
                  << toMs << ' ' << result.settledValue << "\n\n";
             numbers << toMs << ' ' << result.settledValue << ' '

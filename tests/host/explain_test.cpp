@@ -183,7 +183,7 @@ TEST(ExplanationReport, TextNamesTheMetricTheRuleAndTheReason) {
     EXPECT_THAT(text, HasSubstr("descriptors: no samples"));
     const Dump game = golden("python3-game");
     EXPECT_THAT(renderText({game, game.launch(1), 7500}),
-                testing::AllOf(HasSubstr("7470 ms, 34 % off"),
+                testing::AllOf(HasSubstr("7470 ms, 33.7 % off"),
                                HasSubstr("memory 2, OOM score 3, descriptors 2"),
                                HasSubstr("is that of memory"), HasSubstr("as stored: 7500 ms")));
     const Dump python = golden("python3");

@@ -69,6 +69,7 @@ std::string readText(const DumpSource& source) {
 }  // namespace
 
 DumpSource dumpSourceOf(const std::string& argument, const StateFolder& state) {
+    if (argument.empty()) throw HostError(kUsage, "PACKAGE is empty");
     const bool isFile = endsWith(argument, kFileSuffix) || argument.find('/') != std::string::npos;
     if (isFile) return {argument, packageOf(argument), false};
     return {state.dumps() + '/' + fileNameOf(argument), argument, true};

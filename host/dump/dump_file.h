@@ -19,6 +19,7 @@ struct DumpSource {
 
 /// `argument` is a file when it ends in ".csv" or holds a '/', which no package
 /// with a dump does; otherwise it is a package, whose dump is in `state`.
+/// Throws HostError, kUsage, when it is empty.
 DumpSource dumpSourceOf(const std::string& argument, const StateFolder& state);
 
 struct Dump {

@@ -154,6 +154,15 @@ std::string stabilityRule() {
            " of any one,\n  once a stable endpoint is above 0.";
 }
 
+std::string disagreementText(DumpOutcome outcome) {
+    const std::string agreed = " before enough evaluations agreed.";
+    if (outcome == DumpOutcome::kAborted) {
+        return "Nothing was decided: it was stopped, or its process ended," + agreed;
+    }
+    if (outcome == DumpOutcome::kUnfinished) return "Nothing was decided: the host ended" + agreed;
+    return "Nothing was decided: the evaluations do not agree enough.";
+}
+
 std::string decisionText(const DumpedLaunch& launch, const LaunchExplanation& explanation) {
     switch (explanation.missing) {
         case Missing::kEvaluation:
@@ -165,7 +174,7 @@ std::string decisionText(const DumpedLaunch& launch, const LaunchExplanation& ex
         case Missing::kEndpoint:
             return "Nothing was decided: no metric has an endpoint above 0.";
         case Missing::kStableEvaluations:
-            return "Nothing was decided: the evaluations do not agree enough.";
+            return disagreementText(launch.outcome);
         case Missing::kNothing:
             break;
     }

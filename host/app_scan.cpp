@@ -52,7 +52,7 @@ pid_t readProcessOf(pid_t task) {
 
 bool AppProcess::isAlive() const {
     const std::optional<ProcessStat> stat = readProcessStat(pid);
-    return stat && stat->startTicks == startTicks && stat->state != 'Z' && stat->state != 'X';
+    return stat && stat->startTicks == startTicks && !stat->hasExited();
 }
 
 AppScan::AppScan() {

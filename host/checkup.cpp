@@ -8,8 +8,10 @@
 
 #include "framework/tavodb/sqlite.h"
 #include "host/command.h"
+#include "host/device_root.h"
 #include "host/exit_code.h"
 #include "host/history.h"
+#include "host/orvo_library.h"
 #include "host/store_reader.h"
 #include "host/task_list.h"
 #include "host/text_file.h"
@@ -19,8 +21,6 @@
 namespace host {
 namespace {
 
-constexpr const char* kDumpFolder = "/data/vendor/lm";
-constexpr std::uint32_t kFollowingLevel = 4;
 constexpr std::uint32_t kLevelBits = 0xff;
 
 // What a check tells that throws when something is amiss.
@@ -121,7 +121,6 @@ std::string describeProperties(const StateFolder& state) {
     return std::string(kDumpProperty) + (isOn ? "=true, dumps are on" : " is not true, no dumps");
 }
 
-// Launches are followed by log lines, some of which are details.
 std::string describeLogLevel() {
     const std::uint32_t before = getTavoLogLevel();
     setTavoLogLevel(kFollowingLevel);

@@ -66,6 +66,14 @@ bool isInstalled(const std::string& name) {
     }
 }
 
+std::vector<char*> pointersTo(std::vector<std::string>& words) {
+    std::vector<char*> pointers;
+    for (std::string& word : words)
+        pointers.push_back(word.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 std::vector<std::string> launchEnvironment() {
     std::vector<std::string> entries;
     for (char** entry = environ; *entry != nullptr; ++entry) {

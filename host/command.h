@@ -13,6 +13,9 @@ std::string findProgram(const std::string& name);
 /// Whether a program of that name is installed.
 bool isInstalled(const std::string& name);
 
+/// `words` as exec takes them; good for as long as these are left alone.
+std::vector<char*> pointersTo(std::vector<std::string>& words);
+
 /// The environment for a launched program: ours without what the host added,
 /// plus a last entry with room for the launch's moment.
 std::vector<std::string> launchEnvironment();

@@ -25,7 +25,6 @@ namespace host {
 namespace {
 
 constexpr const char* kCpusetFolder = "/dev/cpuset";
-constexpr const char* kDumpFolder = "/data/vendor/lm";
 
 // Set for the program inside: "READY ERRORS IGNORED", two descriptors and a
 // mask of signals.
@@ -173,9 +172,8 @@ void keepOpenOnExec(int fd) {
     fcntl(fd, F_SETFD, 0);
 }
 
-[[noreturn]] void becomeBubblewrap(const std::string& file,
-                                   const std::vector<std::string>& arguments, int readyEnd,
-                                   int errorsEnd, const AwaitedSignals& signals) {
+[[noreturn]] void becomeBubblewrap(const std::string& file, std::vector<std::string> arguments,
+                                   int readyEnd, int errorsEnd, const AwaitedSignals& signals) {
     // Bubblewrap's complaints go into the pipe; the program inside gets its
     // standard error back.
     const int standardError = dup(STDERR_FILENO);
@@ -186,12 +184,7 @@ void keepOpenOnExec(int fd) {
     setenv(kArrivalVariable, arrival.c_str(), 1);
     ignoreSignals();
     sigprocmask(SIG_SETMASK, &signals.before, nullptr);
-    std::vector<char*> pointers;
-    for (const std::string& argument : arguments) {
-        pointers.push_back(const_cast<char*>(argument.c_str()));
-    }
-    pointers.push_back(nullptr);
-    execv(file.c_str(), pointers.data());
+    execv(file.c_str(), pointersTo(arguments).data());
     std::perror("bwrap");
     _exit(kEnvironment);
 }

@@ -12,6 +12,8 @@
 
 namespace host {
 
+constexpr const char* kDumpFolder = "/data/vendor/lm";
+
 struct DeviceRootOptions {
     std::string dumpFolder;   ///< shown as /data/vendor/lm; empty: a folder that vanishes
     bool realCpuset = false;  ///< the kernel's own cpusets at /dev/cpuset

@@ -23,11 +23,7 @@ struct Options {
 
 [[noreturn]] void becomeCommand(std::vector<std::string> command) {
     const std::string file = findProgram(command.front());
-    std::vector<char*> pointers;
-    for (std::string& word : command)
-        pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    execv(file.c_str(), pointers.data());
+    execv(file.c_str(), pointersTo(command).data());
     throw HostError(kCannotRun, "cannot run " + file + ": " + std::strerror(errno));
 }
 

@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "host/command.h"
 #include "host/exit_code.h"
 #include "host/fork.h"
 #include "host/package_name.h"
@@ -54,11 +55,7 @@ void joinKernelList(const std::string& taskList) {
     prctl(PR_SET_PDEATHSIG, SIGHUP);  // as if its terminal were gone
     resetSignals();
     std::vector<std::string> words = command.arguments;
-    std::vector<char*> pointers;
-    for (std::string& word : words)
-        pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    execv(command.file.c_str(), pointers.data());
+    execv(command.file.c_str(), pointersTo(words).data());
     std::fprintf(stderr, "orvo-host: cannot run %s: %s\n", command.file.c_str(),
                  std::strerror(errno));
     _exit(kCannotRun);

@@ -12,6 +12,7 @@
 #include "host/command.h"
 #include "host/exit_code.h"
 #include "host/fork.h"
+#include "host/steady_clock.h"
 
 namespace host {
 namespace {
@@ -42,14 +43,6 @@ struct ChildPlan {
     int reports;
     pid_t parent;
 };
-
-std::vector<char*> pointersTo(std::vector<std::string>& strings) {
-    std::vector<char*> pointers;
-    for (std::string& text : strings)
-        pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
-}
 
 void report(const ChildPlan& plan, Step step, int error) {
     const Report message{step, error};
@@ -146,11 +139,6 @@ std::string failureText(const Report& report, const std::string& program) {
             break;
     }
     return why;
-}
-
-void sleepMs(int ms) {
-    const timespec duration{ms / 1000, (ms % 1000) * 1'000'000L};
-    nanosleep(&duration, nullptr);
 }
 
 }  // namespace

@@ -13,17 +13,12 @@
 namespace host {
 namespace {
 
-// The line that ends a launch is one of the library's details.
-constexpr std::uint32_t kFollowingLevel = 4;
-
 constexpr std::chrono::milliseconds kLookPeriod{30};
-constexpr int kStopRepeatMs = 250;
 constexpr double kNameNoteAfterMs = 3000;
 
 // Beyond the longest hunt (about 62 s) and the longest launch (2000 samples,
 // about 62 s) with their share of a loaded machine.
 constexpr double kLaunchLimitMs = 300'000;
-constexpr double kStopLimitMs = 15'000;
 
 // A command that shows another name now will do so the next time, and each hunt
 // for it takes a minute.

@@ -10,6 +10,15 @@
 
 namespace host {
 
+/// The level of the library's log from which a launch can be followed: some of
+/// the lines that tell of its way are details.
+constexpr std::uint32_t kFollowingLevel = 4;
+
+/// How often stop() is repeated, and how long for; a stop is seen within about a
+/// second.
+constexpr int kStopRepeatMs = 250;
+constexpr double kStopLimitMs = 15'000;
+
 /// The initialised library; at most one per process. Once it was made, the
 /// process leaves with _exit (feature/orvo.h tells why).
 class OrvoLibrary {

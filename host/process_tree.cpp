@@ -56,10 +56,6 @@ std::uint64_t startTicksFrom(const char* parent, const char* end) {
     return ticks;
 }
 
-bool hasExited(const std::optional<ProcessStat>& stat) {
-    return !stat || stat->state == 'Z' || stat->state == 'X';
-}
-
 void keepOnly(std::set<pid_t>& processes, const std::set<pid_t>& present) {
     for (auto it = processes.begin(); it != processes.end();) {
         it = present.count(*it) > 0 ? std::next(it) : processes.erase(it);
@@ -101,7 +97,8 @@ void ProcessTree::update() {
     while (adopt(fresh)) {
     }
     for (auto it = mOwn.begin(); it != mOwn.end();) {
-        it = hasExited(readProcessStat(*it)) ? mOwn.erase(it) : std::next(it);
+        const std::optional<ProcessStat> stat = readProcessStat(*it);
+        it = !stat || stat->hasExited() ? mOwn.erase(it) : std::next(it);
     }
 }
 

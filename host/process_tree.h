@@ -15,6 +15,8 @@ struct ProcessStat {
     char state = '?';
     pid_t parent = 0;
     std::uint64_t startTicks = 0;  ///< clock ticks from boot to start; 0 when cut off
+
+    bool hasExited() const { return state == 'Z' || state == 'X'; }
 };
 
 /// Takes the text of a /proc/PID/stat file apart; nothing when it is cut off.

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <sys/resource.h>
 
 #include "host/exit_code.h"
@@ -14,11 +13,6 @@
 namespace host {
 namespace {
 
-// The lines that tell of a launch's way are details of the library's log.
-constexpr std::uint32_t kFollowingLevel = 4;
-
-constexpr int kStopRepeatMs = 250;
-constexpr double kStopLimitMs = 15'000;  // a stop is seen within about one second
 constexpr int kFinishPeriodMs = 30;
 constexpr std::uint64_t kPollsBetweenCleanings = 20;
 
@@ -43,12 +37,6 @@ void allowManyDescriptors() {
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-// Ends early at a signal.
-void sleepMs(int ms) {
-    const timespec duration{ms / 1000, (ms % 1000) * 1'000'000L};
-    nanosleep(&duration, nullptr);
 }
 
 }  // namespace

@@ -79,6 +79,7 @@ public:
     std::vector<EpTriple>& history = mLearner.mEpHistory;
     std::atomic<bool>& decided = mLearner.mEpDecided;
     std::int32_t& epIdx = mLearner.mEpIdx;
+    std::int32_t& maxSamples = mLearner.mMaxSamples;
     bool& dumpEnabled = mLearner.mCsvDumpEnabled;
     std::atomic<std::int32_t>& launchEndpoint = mLearner.mLaunchEndpoint;
     std::int32_t& settlingDuration = mLearner.mSettlingDuration;

@@ -1,5 +1,6 @@
 // The learning store on a scripted database: every call, every failure.
 #include <climits>
+#include <functional>
 #include <gmock/gmock.h>
 
 #include "tests/library/peers.h"
@@ -9,9 +10,7 @@
 namespace {
 
 using testing::ElementsAre;
-using Rows = std::vector<ScriptedFramework::Words>;
-
-constexpr char kRead[] = "query OrvoStatus a 8";
+using testing::EndsWith;
 
 class StoreTest : public testing::Test {
 protected:
@@ -22,6 +21,7 @@ protected:
     }
     ~StoreTest() override { mStore.DeInit(); }
 
+    /// From here on these calls, and no others, fail.
     static void failing(const std::vector<const char*>& calls, std::int32_t result = -1) {
         framework().faults.clear();
         for (const char* call : calls)
@@ -54,20 +54,15 @@ TEST_F(StoreTest, FailedOpenClosesWhatWasOpenedAndNamesTheTableThatReadersKnow) 
         EXPECT_THAT(OrvoDBlayerPeer::handles(store), ElementsAre(0, 0, 0)) << c.open;
         EXPECT_EQ(mLog.take(), std::string("Could not open DB:") + c.reported);
     }
-    // The status table's failure leaves the other handles alone.
-    const std::vector<std::uint32_t> before = OrvoDBlayerPeer::handles(mStore);
-    failing({"open OrvoStatus"});
-    EXPECT_EQ(mStore.Init(), -1);
-    EXPECT_THAT(OrvoDBlayerPeer::handles(mStore), ElementsAre(0, before[1], before[2]));
 }
 
 TEST_F(StoreTest, CloseGoesInReverseEmptiesTheCacheAndMayBeRepeated) {
     mStore.writeFinalEP(mApp, 412);
     framework().takeCalls();
     mStore.DeInit();
-    EXPECT_EQ(framework().takeCalls(), "close OrvoEP; close OrvoLearning; close OrvoStatus");
     mStore.DeInit();
-    EXPECT_EQ(framework().takeCalls(), "close ?; close ?; close ?");
+    EXPECT_EQ(framework().takeCalls(),
+              "close OrvoEP; close OrvoLearning; close OrvoStatus; close ?; close ?; close ?");
     EXPECT_THAT(OrvoDBlayerPeer::handles(mStore), ElementsAre(0, 0, 0));
     EXPECT_EQ(mStore.getFinalEP(mApp), -1);  // neither cached nor readable
     EXPECT_EQ(mStore.Init(), 0);
@@ -92,84 +87,49 @@ TEST_F(StoreTest, EmptyNameTouchesNothing) {
 
 TEST_F(StoreTest, LaunchesAreCountedUpToTheRelearnLimit) {
     struct {
-        Rows stored;
+        std::vector<std::int32_t> stored;
+        const char* fault;
         bool isCounted;
-        bool learned, relearn;
-        std::string write;  // the call that follows the read
-        const char* log;
+        std::vector<std::int32_t> outcome;  // result, learned, relearn
+        std::string calls;                  // those after the read
     } const cases[] = {
-        {{}, false, false, false, "", ""},
-        {{{1, 7}}, false, true, false, "", ""},
-        {{{1, 499}}, false, true, false, "", ""},
-        {{}, true, false, false, "insert OrvoStatus a 8 0 1", "(not learned) to 1"},
-        {{{1, 1}}, true, true, false, "update OrvoStatus a 8 1 2", "(learned) to 2"},
-        {{{0, 498}}, true, false, false, "update OrvoStatus a 8 0 499", "(not learned) to 499"},
-        {{{1, 499}}, true, false, true, "", ""},
-        {{{0, 500}}, true, false, false, "update OrvoStatus a 8 0 501", "(not learned) to 501"},
-        {{{0, INT_MAX}},
-         true,
-         false,
-         false,
-         "update OrvoStatus a 8 0 -2147483648",
-         "(not learned) to -2147483648"},
+        {{}, "", false, {0, 0, 0}, ""},
+        {{1, 499}, "", false, {0, 1, 0}, ""},
+        {{1, 499}, "query OrvoStatus", false, {0, 0, 0}, ""},  // taken as no row
+        {{}, "", true, {0, 0, 0}, "; insert OrvoStatus a 8 0 1"},
+        {{1, 1}, "", true, {0, 1, 0}, "; update OrvoStatus a 8 1 2"},
+        {{0, 498}, "", true, {0, 0, 0}, "; update OrvoStatus a 8 0 499"},
+        {{1, 499}, "", true, {0, 0, 1}, ""},
+        {{1, 499}, "query OrvoStatus", true, {0, 0, 0}, "; insert OrvoStatus a 8 0 1"},
+        {{0, 500}, "", true, {0, 0, 0}, "; update OrvoStatus a 8 0 501"},
+        {{0, INT_MAX}, "", true, {0, 0, 0}, "; update OrvoStatus a 8 0 -2147483648"},
+        {{0, 3}, "update OrvoStatus", true, {-1, 0, 0}, "; update OrvoStatus a 8 0 4"},
     };
     for (const auto& c : cases) {
         framework().tables.clear();
-        for (const auto& words : c.stored)
-            framework().tables["OrvoStatus"].emplace_back(mApp, words);
+        if (!c.stored.empty()) framework().tables["OrvoStatus"] = {{mApp, c.stored}};
+        failing({c.fault});
         bool learned = false;
         bool relearn = false;
-        SCOPED_TRACE(testing::PrintToString(c.stored) + c.write);
-        EXPECT_EQ(mStore.checkStatus(mApp, c.isCounted, learned, relearn), 0);
-        EXPECT_EQ(learned, c.learned);
-        EXPECT_EQ(relearn, c.relearn);
-        EXPECT_EQ(framework().takeCalls(), c.write.empty() ? kRead : kRead + ("; " + c.write));
-        EXPECT_EQ(mLog.take(), *c.log ? std::string("Setting launchCount for a ") + c.log : "");
+        SCOPED_TRACE(testing::PrintToString(c.stored) + c.fault);
+        const std::int32_t result = mStore.checkStatus(mApp, c.isCounted, learned, relearn);
+        EXPECT_THAT(c.outcome, ElementsAre(result, learned, relearn));
+        EXPECT_EQ(framework().takeCalls(), "query OrvoStatus a 8" + c.calls);
     }
-}
-
-TEST_F(StoreTest, FailedStatusCallsAreReportedOrTakenAsNoRow) {
-    framework().tables["OrvoStatus"] = {{mApp, {1, 499}}};
+    EXPECT_EQ(mLog.count("Failed"), 1);
+    EXPECT_THAT(mLog.take(), EndsWith("Setting launchCount for a (not learned) to 4; "
+                                      "Failed to update status for app a"));
     bool learned = true;
-    bool relearn = false;
-    failing({"query OrvoStatus"});  // any result but 0 means no row
-    EXPECT_EQ(mStore.checkStatus(mApp, false, learned, relearn), 0);
-    EXPECT_TRUE(learned);  // left as it was
-    EXPECT_EQ(mStore.checkStatus(mApp, true, learned, relearn), 0);
-    EXPECT_FALSE(learned || relearn);
-    failing({"update OrvoStatus"});
-    framework().tables["OrvoStatus"] = {{mApp, {0, 3}}};
-    mLog.take();
-    EXPECT_EQ(mStore.checkStatus(mApp, true, learned, relearn), -1);
-    EXPECT_EQ(mLog.take(),
-              "Setting launchCount for a (not learned) to 4; Failed to update status for app a");
+    bool relearn = true;
+    failing({"query OrvoStatus"});
+    mStore.checkStatus(mApp, false, learned, relearn);
+    EXPECT_TRUE(learned && relearn);  // what it does not set it leaves as it was
 }
 
-TEST_F(StoreTest, SamplesAreAddedReadInOrderAndDeleted) {
-    std::vector<std::int32_t> samples = {1, 2, 3};
-    mStore.writeAppSample(mApp, 30);
-    mStore.writeAppSample(mApp, 20);
-    EXPECT_EQ(mStore.getAppSamples(mApp, samples), 5U);
-    EXPECT_THAT(samples, ElementsAre(1, 2, 3, 30, 20));
-    mStore.deleteAppSamples(mApp);
-    samples.clear();
-    EXPECT_EQ(mStore.getAppSamples(mApp, samples), 0U);
-    EXPECT_EQ(framework().takeCalls(),
-              "insert OrvoLearning a 4 30; insert OrvoLearning a 4 20; queryAll OrvoLearning a 4; "
-              "delete OrvoLearning a 0; queryAll OrvoLearning a 4");
-    EXPECT_EQ(mLog.take(),
-              "written app a sample endpoint 30; written app a sample endpoint 20; "
-              "deleted app a samples successfully; Failed to fetch samples for app a");
-    failing({"insert OrvoLearning", "delete OrvoLearning", "queryAll OrvoLearning"});
-    mStore.writeAppSample(mApp, 10);
-    mStore.deleteAppSamples(mApp);
-    EXPECT_EQ(mStore.getAppSamples(mApp, samples), 0U);
-    EXPECT_EQ(mLog.take(),
-              "Failed to write sample for app a; Failed to delete samples for app a; "
-              "Failed to fetch samples for app a");
-}
-
-TEST_F(StoreTest, FinalEndpointIsCachedOnceItsRowIsWrittenAndMarkedLearnedAfterThat) {
+TEST_F(StoreTest, EachCallThatFailsIsReportedAndKeepsWhatComesAfterItFromBeingDone) {
+    const auto write = [&] { mStore.writeAppSample(mApp, 30); };
+    const auto erase = [&] { mStore.deleteAppSamples(mApp); };
+    const auto finish = [&] { mStore.writeFinalEP(mApp, 412); };
     const std::string insert = "insert OrvoEP a 4 412";
     const std::string query = insert + "; query OrvoStatus a 8";
     const std::string wrote = "Wrote endpoint for a as 412";
@@ -178,15 +138,22 @@ TEST_F(StoreTest, FinalEndpointIsCachedOnceItsRowIsWrittenAndMarkedLearnedAfterT
     struct {
         const char* fault;
         std::int32_t result;
-        std::int32_t endpointAfter;
+        std::function<void()> operation;
         std::string calls, log;
+        std::int32_t cachedEndpoint;
     } const cases[] = {
-        {"", 0, 412, query + "; update OrvoStatus a 8 1 9", marked + "9"},
-        {"insert OrvoEP", -1, -1, insert, "Failed to write endpoint for app a"},
-        {"query OrvoStatus", -1, 412, query, wrote + notMarked},
-        {"query OrvoStatus", 1, 412, query + "; update OrvoStatus a 8 1 0", marked + "0"},
-        {"update OrvoStatus", -1, 412, query + "; update OrvoStatus a 8 1 9",
-         marked + "9" + notMarked},
+        {"", 0, write, "insert OrvoLearning a 4 30", "written app a sample endpoint 30", -1},
+        {"insert OrvoLearning", -1, write, "insert OrvoLearning a 4 30",
+         "Failed to write sample for app a", -1},
+        {"", 0, erase, "delete OrvoLearning a 0", "deleted app a samples successfully", -1},
+        {"delete OrvoLearning", -1, erase, "delete OrvoLearning a 0",
+         "Failed to delete samples for app a", -1},
+        {"", 0, finish, query + "; update OrvoStatus a 8 1 9", marked + "9", 412},
+        {"insert OrvoEP", -1, finish, insert, "Failed to write endpoint for app a", -1},
+        {"query OrvoStatus", -1, finish, query, wrote + notMarked, 412},
+        {"query OrvoStatus", 1, finish, query + "; update OrvoStatus a 8 1 0", marked + "0", 412},
+        {"update OrvoStatus", -1, finish, query + "; update OrvoStatus a 8 1 9",
+         marked + "9" + notMarked, 412},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.fault) + " " + std::to_string(c.result));
@@ -194,22 +161,32 @@ TEST_F(StoreTest, FinalEndpointIsCachedOnceItsRowIsWrittenAndMarkedLearnedAfterT
         framework().tables["OrvoStatus"] = {{mApp, {0, 9}}};
         framework().takeCalls();
         failing({c.fault}, c.result);
-        mStore.writeFinalEP(mApp, 412);
+        c.operation();
         EXPECT_EQ(framework().takeCalls(), c.calls);
         EXPECT_EQ(mLog.take(), c.log);
         failing({"queryAll OrvoEP"});
-        EXPECT_EQ(mStore.getFinalEP(mApp), c.endpointAfter);  // from the cache, or not at all
+        EXPECT_EQ(mStore.getFinalEP(mApp), c.cachedEndpoint);
     }
 }
 
+TEST_F(StoreTest, SamplesAreReadInOrderBehindWhatIsThere) {
+    std::vector<std::int32_t> samples = {1};
+    framework().tables["OrvoLearning"] = {{mApp, {30}}, {mApp, {20}}};
+    EXPECT_EQ(mStore.getAppSamples(mApp, samples), 3U);
+    EXPECT_THAT(samples, ElementsAre(1, 30, 20));
+    EXPECT_EQ(framework().takeCalls() + mLog.take(), "queryAll OrvoLearning a 4");
+    framework().tables.clear();
+    EXPECT_EQ(mStore.getAppSamples(mApp, samples), 3U);  // no rows are a failure too
+    EXPECT_EQ(mLog.take(), "Failed to fetch samples for app a");
+}
+
 TEST_F(StoreTest, FinalEndpointIsReadFromTheTableWhenThereIsExactlyOneRow) {
-    for (const auto& [rows, endpoint] :
-         {std::pair<Rows, int>{{}, -1}, {{{77}}, 77}, {{}, -1}, {{{77}, {78}}, -1}}) {
-        framework().tables.clear();  // what was read before is not cached
-        for (const auto& words : rows)
-            framework().tables["OrvoEP"].emplace_back(mApp, words);
-        EXPECT_EQ(mStore.getFinalEP(mApp), endpoint);
-    }
+    auto& rows = framework().tables["OrvoEP"];
+    EXPECT_EQ(mStore.getFinalEP(mApp), -1);
+    rows = {{mApp, {77}}};
+    EXPECT_EQ(mStore.getFinalEP(mApp), 77);
+    rows.push_back({mApp, {78}});
+    EXPECT_EQ(mStore.getFinalEP(mApp), -1);  // what was read before is not cached
     EXPECT_EQ(mLog.take(), "");
 }
 

@@ -35,10 +35,11 @@ std::pair<pid_t, int> forkWithSocket(pid_t wanted = 0) {
     int sockets[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) std::abort();
     const pid_t pid = wanted == 0 ? fork() : forkAs(wanted);
-    if (pid < 0 && wanted == 0) throw std::runtime_error("fork failed");
     if (pid == 0) prctl(PR_SET_PDEATHSIG, SIGKILL);
     close(sockets[pid == 0 ? 0 : 1]);
-    return {pid, sockets[pid == 0 ? 1 : 0]};
+    if (pid >= 0) return {pid, sockets[pid == 0 ? 1 : 0]};
+    close(sockets[0]);
+    throw std::runtime_error("fork failed");
 }
 
 [[noreturn]] void growOnCommand(int socket) {
@@ -74,19 +75,8 @@ std::string nameOf(pid_t task) {
     return commandLine.substr(0, commandLine.find('\0'));
 }
 
-Child Child::named(const std::string& name) {
-    return afterFork(forkWithSocket(), name);
-}
-
-std::optional<Child> Child::withPid(pid_t wanted, const std::string& name) {
+Child Child::named(const std::string& name, pid_t wanted) {
     const auto [pid, socket] = forkWithSocket(wanted);
-    if (pid >= 0) return afterFork({pid, socket}, name);
-    close(socket);
-    return std::nullopt;
-}
-
-Child Child::afterFork(std::pair<pid_t, int> pidAndSocket, const std::string& name) {
-    const auto [pid, socket] = pidAndSocket;
     if (pid == 0) {
         dup2(socket, STDIN_FILENO);
         dup2(socket, STDOUT_FILENO);

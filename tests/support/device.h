@@ -2,7 +2,6 @@
 // dump folder of the private root that the tests run in.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <sys/types.h>
 
@@ -19,10 +18,9 @@ std::string nameOf(pid_t task);
 /// A child process, killed and reaped on destruction.
 class Child {
 public:
-    /// A process that shows `name` and never changes.
-    static Child named(const std::string& name);
-    /// The same with that pid, which is free; nothing where it takes root.
-    static std::optional<Child> withPid(pid_t pid, const std::string& name);
+    /// A process that shows `name` and never changes. With a pid, which is free
+    /// and takes root to choose, it gets that or this throws.
+    static Child named(const std::string& name, pid_t pid = 0);
     /// A copy of this process that waits for grow().
     static Child growing();
 
@@ -35,7 +33,6 @@ public:
     void die(bool reap = true);  ///< Not reaped, it stays behind as a zombie.
 
 private:
-    static Child afterFork(std::pair<pid_t, int> pidAndSocket, const std::string& name);
     Child(pid_t pid, int socket) : mPid(pid), mSocket(socket) {}
 
     pid_t mPid;

@@ -34,6 +34,7 @@ void takeLine(const __android_logger_data* data, const char* message) {
     const Lock lock(mutex);
     if (capture == nullptr) return;
     captured.push_back(parsed(data->priority, data->tag, message));
+    if (LogCapture::mOnAnyLine) LogCapture::mOnAnyLine(captured.back());
     if (capture->onLine) capture->onLine(captured.back());
 }
 

@@ -29,4 +29,7 @@ public:
 
     /// Called with each line, on the thread that logs it.
     std::function<void(const LogLine&)> onLine;
+
+    /// The same for every line of the process, first.
+    inline static std::function<void(const LogLine&)> mOnAnyLine;
 };

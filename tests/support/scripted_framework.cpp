@@ -47,14 +47,6 @@ void ScriptedFramework::reset() {
     onMultiply = nullptr;
 }
 
-std::vector<Words> ScriptedFramework::rowsOf(const std::string& table, const std::string& key) {
-    const Lock lock(mutex);
-    std::vector<Words> rows;
-    for (const auto& [rowKey, words] : tables[table])
-        if (rowKey == key) rows.push_back(words);
-    return rows;
-}
-
 std::string ScriptedFramework::takeCalls() {
     const Lock lock(mutex);
     return joined(std::exchange(calls, {}));

@@ -28,7 +28,6 @@ struct ScriptedFramework {
     std::function<void()> onMultiply;         // called by each SecFloat::Multiply
 
     void reset();
-    std::vector<Words> rowsOf(const std::string& table, const std::string& key);
 
     /// The database calls since the last time, joined by "; ": verb, table ("?"
     /// without an open handle of that object) and, but for open and close, key,

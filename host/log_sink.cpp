@@ -2,9 +2,9 @@
 #include "host/log_sink.h"
 
 #include <android/log.h>
-#include <atomic>
 #include <cstring>
 #include <ctime>
+#include <mutex>
 #include <sys/time.h>
 
 #include "host/exit_code.h"
@@ -14,8 +14,10 @@ namespace {
 
 constexpr std::string_view kDatabaseTag = "TAVO-DB";
 
-// liblog takes a plain function, so the sink it feeds has to be found.
-std::atomic<LogSink*> theSink{nullptr};
+// liblog takes a plain function, so the sink it feeds has to be found. The
+// library's thread outlives it: what is logged then is lost.
+std::mutex theSinkMutex;
+LogSink* theSink = nullptr;  // guarded by it, and so is the sink
 
 char priorityLetter(int priority) {
     constexpr const char* kLetters = "??VDIWEFS";
@@ -50,29 +52,29 @@ LogSink::LogSink(const std::string& file, std::uint32_t level, bool echo)
         throw HostError(kEnvironment, "cannot write the log " + file + ": " + std::strerror(errno) +
                                           "; choose a folder with --state");
     }
+    const std::lock_guard<std::mutex> lock(theSinkMutex);
     theSink = this;
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
     __android_log_set_logger(&LogSink::onLine);
 }
 
 LogSink::~LogSink() {
-    __android_log_set_logger(&__android_log_stderr_logger);
+    const std::lock_guard<std::mutex> lock(theSinkMutex);
     theSink = nullptr;
 }
 
 void LogSink::setListener(Listener listener) {
-    const std::lock_guard<std::mutex> lock(mMutex);
+    const std::lock_guard<std::mutex> lock(theSinkMutex);
     mListener = std::move(listener);
 }
 
 void LogSink::onLine(const __android_logger_data* data, const char* text) {
-    LogSink* sink = theSink;
-    if (sink == nullptr) return;
-    sink->take(parseLogLine(data->priority, data->tag == nullptr ? "" : data->tag, text), text);
+    const std::lock_guard<std::mutex> lock(theSinkMutex);
+    if (theSink == nullptr) return;
+    theSink->take(parseLogLine(data->priority, data->tag == nullptr ? "" : data->tag, text), text);
 }
 
 void LogSink::take(const LogLine& line, const char* text) {
-    const std::lock_guard<std::mutex> lock(mMutex);
     if (isWantedAt(mLevel, line)) keep(line, text);
     if (line.tag == kDatabaseTag && line.priority >= ANDROID_LOG_ERROR) {
         mLastDatabaseError = line.message;
@@ -81,7 +83,7 @@ void LogSink::take(const LogLine& line, const char* text) {
 }
 
 std::string LogSink::lastDatabaseError() {
-    const std::lock_guard<std::mutex> lock(mMutex);
+    const std::lock_guard<std::mutex> lock(theSinkMutex);
     return mLastDatabaseError;
 }
 

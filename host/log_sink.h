@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
 
 #include "host/log_line.h"
@@ -42,10 +41,8 @@ private:
     const std::uint32_t mLevel;
     const bool mEcho;
     UniqueFd mFile;
-
-    std::mutex mMutex;
-    Listener mListener;              // guarded by mMutex
-    std::string mLastDatabaseError;  // guarded by mMutex
+    Listener mListener;
+    std::string mLastDatabaseError;
 };
 
 }  // namespace host

@@ -1,11 +1,11 @@
 // The analysis: known answers, and launches recorded from real programs.
+#include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <fstream>
 #include <functional>
 #include <gmock/gmock.h>
-#include <map>
 #include <sstream>
+#include <stdexcept>
 
 #include "tests/library/peers.h"
 #include "tests/support/log_capture.h"
@@ -45,9 +45,6 @@ TEST_F(AnalysisTest, AgeGrowsByTwelfthsAndTheRemainderIsNewest) {
 
 TEST_F(AnalysisTest, RankingCutsAtThreeQuartersRepeatsEqualCountsAndLogsWhatItWalked) {
     const std::string cut = "not accumulating further freq now = ";
-    Freq twenty;
-    for (std::int32_t value = 1; value <= 20; ++value)
-        twenty[value] = 100 + value;
     struct {
         Freq freq;
         std::int32_t launchType;
@@ -63,10 +60,6 @@ TEST_F(AnalysisTest, RankingCutsAtThreeQuartersRepeatsEqualCountsAndLogsWhatItWa
          0,
          {4, 3, 2, 1, 4, 3, 2, 1, 4, 3, 2, 1},
          "debugTopVals = 1 1 1 "},
-        {twenty,
-         1,
-         {20, 19, 18, 17, 16, 15, 14, 13, 12, 11, 10, 9},
-         "debugTopVals = 120 119 118 117 116 115 114 113 112 111 110 109 "},
     };
     LogCapture log(3);
     Ints top = {99};  // replaced
@@ -83,33 +76,28 @@ TEST_F(AnalysisTest, YoungestIsTheMiddleOfCloseValuesElseTheMostRecentOne) {
     recent200.resize(100, 200);
     Ints tie(22, 1);
     tie.insert(tie.end(), {500, 100});
-    struct {
-        Ints top, data;
-        std::int32_t youngest;
-        const char* log;  // the last line that is not about an age
-    } const cases[] = {
-        {{}, {}, 0, "diffList "},
-        {{900, 950, 980}, {}, 940, "setMinAsFreq True min  900\n"},
-        {{0, 500}, {}, 250, "setMinAsFreq True min  0\n"},
-        {{100, 110}, {}, 105, "setMinAsFreq True min  100\n"},
-        {{-7, -8}, {}, -7, "setMinAsFreq True min  -8\n"},  // divided by -7: a negative difference
-        {{2147483647, 2147483647}, {}, -1, "setMinAsFreq True min  2147483647\n"},  // wraps
-        {{100, 111}, Ints(11, 111), 0, "diffList 0 111-  100 = 11.000000 "},        // all ages 0
-        {{100, 200}, recent200, 200, "diffList 0 200-  100 = 100.000000 "},
-        {{100, 500}, tie, 100, "diffList 0 500-  100 = 400.000000 "},
-        {{500, 100}, tie, 500, "diffList 0 100-  500 = 80.000000 "},
-    };
     LogCapture log(3);
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.top));
+    // Logged last, but for the lines about an age.
+    const auto youngest = [&](const Ints& top, const Ints& data, const std::string& logged = "") {
         std::vector<float> ages;
-        mLearner.accessDataPtAge(c.data, ages);
+        mLearner.accessDataPtAge(data, ages);
         log.take();
-        EXPECT_EQ(mLearner.getYoungest(c.top, ages, c.data), c.youngest);
+        const std::int32_t result = mLearner.getYoungest(top, ages, data);
         const std::string texts = log.take();
         EXPECT_THAT(texts.substr(0, texts.find("; setMinAsFreq True min  maxAge")),
-                    EndsWith(c.log));
-    }
+                    EndsWith(logged));
+        return result;
+    };
+    EXPECT_EQ(youngest({}, {}, "diffList "), 0);
+    EXPECT_EQ(youngest({900, 950, 980}, {}, "setMinAsFreq True min  900\n"), 940);
+    EXPECT_EQ(youngest({0, 500}, {}), 250);
+    EXPECT_EQ(youngest({100, 110}, {}), 105);
+    EXPECT_EQ(youngest({-7, -8}, {}), -7);                  // in percent of -7: negative
+    EXPECT_EQ(youngest({2147483647, 2147483647}, {}), -1);  // wraps
+    EXPECT_EQ(youngest({100, 111}, Ints(11, 111)), 0);      // all ages 0
+    EXPECT_EQ(youngest({100, 200}, recent200), 200);
+    EXPECT_EQ(youngest({100, 500}, tie, "diffList 0 500-  100 = 400.000000 "), 100);
+    EXPECT_EQ(youngest({500, 100}, tie, "diffList 0 100-  500 = 80.000000 "), 500);
     EXPECT_EQ(mLearner.getYoungest({5}, std::vector<float>(3), Ints(2, 5)), 0);
     mLearner.getYoungest({100, 200}, std::vector<float>(3, 1.0F), {100, 100, 200});
     EXPECT_EQ(log.take(),
@@ -120,32 +108,26 @@ TEST_F(AnalysisTest, YoungestIsTheMiddleOfCloseValuesElseTheMostRecentOne) {
 
 TEST_F(AnalysisTest, EndpointIsTheStartOfTheFirstLongRunElseOfTheLastRun) {
     const Ints peaked = {10, 80, 60, 50, 51, 50, 49, 50, 50};
-    struct {
-        std::int32_t target;
-        Ints data;
-        std::int32_t tolerance, streak, endpoint;
-    } const cases[] = {
-        {50, peaked, 5, 5, 3},
-        {50, peaked, 5, 10, 3},  // never complete: the last run's start
-        {50, {}, 5, 5, 0},
-        {50, {50, 50, 10, 50, 10}, 5, 2, 0},  // the first run is just long enough
-        {50, {10, 50, 51, 10, 50}, 5, 0, 1},  // a streak below 1 ends at once
-        {50, {50, 50, 10, 50, 50, 50}, 5, 3, 3},
-        {100, {95, 96, 100}, 5, 1, 1},        // 5 % is not below the tolerance
-        {50, {50, 80, 50, 50}, 5, 2, 2},      // the target comes before the peak
-        {80, {1, 80, 1, 80, 80}, 5, 2, 3},    // the peak is the target
-        {79, {1, 80, 1, 79, 79}, 5, 1, 3},    // the peak, though close, is skipped
-        {79, {1, 80, 2, 80, 80}, 5, 1, 3},    // no 79: halving stops at 3, past the peak
-        {81, {1, 80, 1}, 5, 1, 0},            // no 81: halving ends past the end
-        {70, {71, 60, 60, 60, 70}, 5, 1, 4},  // the peak at index 0 is skipped as well
+    const auto endpoint = [&](std::int32_t target, const Ints& data, std::int32_t streak) {
+        return mLearner.calculateEndp(target, data, 5, streak);
     };
     LogCapture log(3);
-    for (const auto& c : cases) {
-        EXPECT_EQ(mLearner.calculateEndp(c.target, c.data, c.tolerance, c.streak), c.endpoint)
-            << c.target << " in " << testing::PrintToString(c.data) << " streak " << c.streak;
-    }
-    EXPECT_EQ(log.texts()[0], "naturalResidency = 50, data_sz = 9, evalCritera = 5, streak = 5\n");
-    EXPECT_EQ(log.texts()[1], "naturalResidency 50 EndPoint IDX 3\n");
+    EXPECT_EQ(endpoint(50, peaked, 5), 3);
+    EXPECT_EQ(log.take(),
+              "naturalResidency = 50, data_sz = 9, evalCritera = 5, streak = 5\n; "
+              "naturalResidency 50 EndPoint IDX 3\n");
+    EXPECT_EQ(endpoint(50, peaked, 10), 3);  // never complete: the last run's start
+    EXPECT_EQ(endpoint(50, {}, 5), 0);
+    EXPECT_EQ(endpoint(50, {50, 50, 10, 50, 10}, 2), 0);  // the first run is just long enough
+    EXPECT_EQ(endpoint(50, {10, 50, 51, 10, 50}, 0), 1);  // a streak below 1 ends at once
+    EXPECT_EQ(endpoint(50, {50, 50, 10, 50, 50, 50}, 3), 3);
+    EXPECT_EQ(endpoint(100, {95, 96, 100}, 1), 1);        // 5 % is not below the tolerance
+    EXPECT_EQ(endpoint(50, {50, 80, 50, 50}, 2), 2);      // the target comes before the peak
+    EXPECT_EQ(endpoint(80, {1, 80, 1, 80, 80}, 2), 3);    // the peak is the target
+    EXPECT_EQ(endpoint(79, {1, 80, 1, 79, 79}, 1), 3);    // the peak, though close, is skipped
+    EXPECT_EQ(endpoint(79, {1, 80, 2, 80, 80}, 1), 3);    // no 79: halving stops past the peak
+    EXPECT_EQ(endpoint(81, {1, 80, 1}, 1), 0);            // no 81: halving ends past the end
+    EXPECT_EQ(endpoint(70, {71, 60, 60, 60, 70}, 1), 4);  // the peak at index 0 is skipped as well
 }
 
 TEST_F(AnalysisTest, ConclusionNeedsTheStreakOfItsLaunchTypeOrOneMetricAlone) {
@@ -157,49 +139,44 @@ TEST_F(AnalysisTest, ConclusionNeedsTheStreakOfItsLaunchTypeOrOneMetricAlone) {
                             {80, 10, 7}, {99, 3, 7},  {33, 1, 7}};
     const History fdLast = {{0, 0, 0}, {9, 0, 50}, {1, 9, 50}};
     const History fdShort(fdOnly.begin(), fdOnly.begin() + 5);
-    struct {
-        std::int32_t type, subType;
-        History history;  // grows entry by entry, concluded after each
-        std::int32_t decidedIdx;
-        const char* lastLine;
-    } const cases[] = {
-        {1, 0, {{12, 30, 7}}, 30, ""},
-        {1, 0, {{0, 0, 0}}, 0, ""},
-        {2, 0, {{12, 30, 7}}, 0, ""},
-        {2, 0, {{9, 9, 9}, {9, 9, 9}, {9, 9, 9}}, 0, "avg - ForGame(1) {2,2,2}  = p ="},
-        {2, 0, steady, 101, "{3,3,3}"},
-        {2, 1, {{100, 9, 9}, {101, 9, 9}, {9, 9, 9}, {9, 9, 9}, {9, 9, 9}}, 101, "{2,4,4}"},
-        {2, -1, {{50, 9, 1}, {50, 9, 4}}, 50, "{1,1,0}"},
-        {2, 0, {{9, 1, 1}, {9, 5, 5}, {9, 1, 1}, {9, 5, 5}}, 9, "{3,0,0}"},
-        {2, 1, fdOnly, 7, "{0,0,5}"},
-        {2, 1, fdShort, 0, "{0,0,4}"},
-        {2, 0, {{110, 110, 110}, {100, 100, 100}}, 0, "{0,0,0}"},  // 10 % of the later
-        {2, -1, {{109, 1, 1}, {100, 1, 1}}, 100, "{1,1,1}"},
-        // One metric stable at the end, the others without data: decided by that.
-        {1, 1, fdLast, 50, "Final Ep by dataUnavailable 50\n"},
-        {1, 1, {{0, 0, 0}, {9, 0, 50}, {1, 9, 90}}, 0, "{0,0,0}"},
-        {1, 0, fdLast, 50, "{0,0,1}"},                // had a candidate
-        {2, 1, fdLast, 0, "{0,0,1}"},                 // more evaluations to come
-        {2, 0, outlived, 40, "{3,0,0}"},              // the maximum outlives its streak
-        {2, 0, History(6, {0, 0, 0}), 0, "{5,5,5}"},  // a candidate below 1 decides nothing
-    };
-    for (const auto& c : cases) {
+    // The history grows entry by entry and is concluded after each.
+    const auto concludes = [](std::int32_t type, std::int32_t subType, const History& history,
+                              std::int32_t decidedIdx, const std::string& lastLine) {
         OrvoLearner learner;
         OrvoLearnerPeer peer(learner);
-        peer.setLaunchType(c.type, c.subType);
+        peer.setLaunchType(type, subType);
         peer.appName = "p";
         LogCapture log(3);
-        for (const EpTriple& entry : c.history) {
+        for (const EpTriple& entry : history) {
             EXPECT_FALSE(peer.decided);
             peer.history.push_back(entry);
             learner.concludeEp(0);
         }
-        const std::string lastLine = log.texts().empty() ? "" : log.texts().back();
-        SCOPED_TRACE(lastLine + " " + std::to_string(c.type) + "." + std::to_string(c.subType));
-        EXPECT_EQ(peer.decided, c.decidedIdx > 0);
-        EXPECT_EQ(peer.epIdx, c.decidedIdx);
-        EXPECT_THAT(lastLine, HasSubstr(c.lastLine));
-    }
+        const std::string last = log.texts().empty() ? "" : log.texts().back();
+        SCOPED_TRACE(last + " " + std::to_string(type) + "." + std::to_string(subType));
+        EXPECT_EQ(peer.decided, decidedIdx > 0);
+        EXPECT_EQ(peer.epIdx, decidedIdx);
+        EXPECT_THAT(last, HasSubstr(lastLine));
+    };
+    concludes(1, 0, {{12, 30, 7}}, 30, "");
+    concludes(1, 0, {{0, 0, 0}}, 0, "");
+    concludes(2, 0, {{12, 30, 7}}, 0, "");
+    concludes(2, 0, {{9, 9, 9}, {9, 9, 9}, {9, 9, 9}}, 0, "avg - ForGame(1) {2,2,2}  = p =");
+    concludes(2, 0, steady, 101, "{3,3,3}");
+    concludes(2, 1, {{100, 9, 9}, {101, 9, 9}, {9, 9, 9}, {9, 9, 9}, {9, 9, 9}}, 101, "{2,4,4}");
+    concludes(2, -1, {{50, 9, 1}, {50, 9, 4}}, 50, "{1,1,0}");
+    concludes(2, 0, {{9, 1, 1}, {9, 5, 5}, {9, 1, 1}, {9, 5, 5}}, 9, "{3,0,0}");
+    concludes(2, 1, fdOnly, 7, "{0,0,5}");
+    concludes(2, 1, fdShort, 0, "{0,0,4}");
+    concludes(2, 0, {{110, 110, 110}, {100, 100, 100}}, 0, "{0,0,0}");  // 10 % of the later
+    concludes(2, -1, {{109, 1, 1}, {100, 1, 1}}, 100, "{1,1,1}");
+    // One metric stable at the end, the others without data: decided by that.
+    concludes(1, 1, fdLast, 50, "Final Ep by dataUnavailable 50\n");
+    concludes(1, 1, {{0, 0, 0}, {9, 0, 50}, {1, 9, 90}}, 0, "{0,0,0}");
+    concludes(1, 0, fdLast, 50, "{0,0,1}");                // had a candidate
+    concludes(2, 1, fdLast, 0, "{0,0,1}");                 // more evaluations to come
+    concludes(2, 0, outlived, 40, "{3,0,0}");              // the maximum outlives its streak
+    concludes(2, 0, History(6, {0, 0, 0}), 0, "{5,5,5}");  // a candidate below 1 decides nothing
 }
 
 TEST_F(AnalysisTest, DecidedLaunchIsNotEvaluatedAgainAndIntermediatesAreClearedAlone) {

@@ -5,7 +5,6 @@
 #include <thread>
 #include <unistd.h>
 
-#include "platform/tavo_log.h"
 #include "tests/library/peers.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/device.h"

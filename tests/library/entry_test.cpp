@@ -1,4 +1,5 @@
 // The exported functions: operations, messages, threads and ways to leave.
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstring>
@@ -11,7 +12,6 @@
 
 #include "feature/orvo.h"
 #include "feature/orvo_feature.h"
-#include "platform/tavo_log.h"
 #include "tests/library/peers.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/device.h"
@@ -23,6 +23,7 @@ namespace {
 
 using testing::ExitedWithCode;
 using testing::KilledBySignal;
+using Ints = std::vector<std::int32_t>;
 
 /// Waits in real time.
 template <typename Condition>
@@ -64,95 +65,82 @@ protected:
 };
 
 TEST_F(EntryTest, OperationsDoAndSayWhatTheirTableHas) {
-    FdMessage none{0};
-    struct {
-        int op;
-        void* msg;
-        const char* calls;
-        const char* log;  // after the line that every operation writes
-    } const cases[] = {
-        {1, nullptr, "", "msg is NULL"},
-        {2, nullptr, "", "Stopping learning"},
-        {3, nullptr, "delete OrvoStatus a 0; delete OrvoLearning a 0; delete OrvoEP a 0",
-         "Erased Learning for a"},
-        {6, nullptr, "", ""},
-        {6, &none, "", "UPDATE_FD_INFO: FDs Size:0; UPDATE_FD_INFO: FDs Size:0; setData appName:a"},
-        {5, nullptr, "", "Unsupported op:5"},
-        {-1, nullptr, "", "Unsupported op:-1"},
-    };
     LogCapture log(4);
-    for (const auto& c : cases) {
+    log.onLine = [](const LogLine& line) { framework().calls.push_back(line.text); };
+    const auto trace = [&](int op, void* msg = nullptr) {
         mPeer.stopRequested = false;
-        EXPECT_EQ(set(c.op, c.msg), 0);
-        const std::string first = "App:a op:" + std::to_string(c.op);
-        EXPECT_EQ(log.take(), *c.log == '\0' ? first : first + "; " + c.log);
-        EXPECT_EQ(framework().takeCalls(), c.calls);
-        EXPECT_EQ(mPeer.stopRequested, c.op == 2);
+        EXPECT_EQ(set(op, msg), 0);
+        EXPECT_EQ(mPeer.stopRequested, op == 2);
         EXPECT_FALSE(mPeer.launchPending);
-    }
+        return framework().takeCalls();
+    };
+    FdMessage none{0};
+    EXPECT_EQ(trace(1), "App:a op:1; msg is NULL");
+    EXPECT_EQ(trace(2), "App:a op:2; Stopping learning");
+    EXPECT_EQ(trace(3),
+              "App:a op:3; Erased Learning for a; "
+              "delete OrvoStatus a 0; delete OrvoLearning a 0; delete OrvoEP a 0");
+    EXPECT_EQ(trace(6), "App:a op:6");
+    EXPECT_EQ(trace(6, &none),
+              "App:a op:6; UPDATE_FD_INFO: FDs Size:0; UPDATE_FD_INFO: FDs Size:0; "
+              "setData appName:a");
+    EXPECT_EQ(trace(5), "App:a op:5; Unsupported op:5");
     EXPECT_EQ(get(0) + get(6), 0);
-    EXPECT_EQ(log.take(), "App:a op:0; Unsupported op!; App:a op:6; Unsupported op!");
+    EXPECT_EQ(framework().takeCalls(), "App:a op:0; Unsupported op!; App:a op:6; Unsupported op!");
     mApp.clear();
-    EXPECT_EQ(set(1, mLaunch), 0);
+    EXPECT_EQ(trace(1, mLaunch), "Empty appName!");
     EXPECT_EQ(OrvoFeature::getInstance().setData(2, mApp, nullptr), -1);
     EXPECT_EQ(get(7), -1);
-    EXPECT_EQ(log.take(), "Empty appName!; Empty appName!; Empty appName");
+    EXPECT_EQ(framework().takeCalls(), "Empty appName!; Empty appName");
 }
 
 TEST_F(EntryTest, LaunchWakesTheLearnerUnlessLearnedOrToBeRelearned) {
-    struct {
-        std::vector<std::int32_t> status;
-        const char* fault;
-        bool wakes;
-        const char* lastLine;
-    } const cases[] = {
-        {{0, 7}, "", true, "waking up learning thread for appName:a"},
-        {{1, 499}, "", false, "Erased learning for a"},
-        {{1, 7}, "", false, "Setting launchCount for a (learned) to 8"},
-        {{1, 7}, "update OrvoStatus", true, "waking up learning thread for appName:a"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.status) + c.fault);
-        framework().reset();
-        framework().tables["OrvoStatus"] = {{mApp, c.status}};
-        framework().faults[c.fault] = [] { return -1; };
+    const std::string woken = "waking up learning thread for appName:a";
+    const auto lastLineOf = [&](const Ints& status, const char* fault = "") {
+        framework().tables["OrvoStatus"] = {{mApp, status}};
+        framework().faults = {{fault, [] { return -1; }}};
+        mPeer.launch("", 0, 0);
         mPeer.launchPending = false;
-        mPeer.pendingAppName.clear();
-        mPeer.pendingType = mPeer.pendingSubType = 0;
         char unaligned[9];
         std::memcpy(unaligned + 1, mLaunch, sizeof(mLaunch));
         LogCapture log(4);
         EXPECT_EQ(set(1, unaligned + 1), 0);
-        EXPECT_EQ(log.texts().back(), c.lastLine);
-        EXPECT_EQ(framework().tables["OrvoStatus"].empty(), c.status[1] == 499);
-        EXPECT_EQ(mPeer.launchPending, c.wakes);
-        EXPECT_EQ(mPeer.pendingAppName, c.wakes ? mApp : "");
-        EXPECT_EQ(mPeer.pendingType, c.wakes ? 2 : 0);
-        EXPECT_EQ(mPeer.pendingSubType, c.wakes ? -3 : 0);
-    }
+        const std::string last = log.texts().back();
+        EXPECT_EQ(mPeer.launchPending, last == woken);
+        EXPECT_EQ(mPeer.pendingAppName, last == woken ? mApp : "");
+        EXPECT_EQ(mPeer.pendingType, last == woken ? 2 : 0);
+        EXPECT_EQ(mPeer.pendingSubType, last == woken ? -3 : 0);
+        return last;
+    };
+    EXPECT_EQ(lastLineOf({0, 7}), woken);
+    EXPECT_EQ(lastLineOf({1, 7}), "Setting launchCount for a (learned) to 8");
+    EXPECT_EQ(lastLineOf({1, 7}, "update OrvoStatus"), woken);
+    EXPECT_EQ(lastLineOf({1, 499}), "Erased learning for a");
+    EXPECT_TRUE(framework().tables["OrvoStatus"].empty());
 }
 
 TEST_F(EntryTest, QueriesAnswerFromStoreAndPidMap) {
-    const std::pair<std::vector<std::int32_t>, std::int32_t> averages[] = {
-        {{}, 0}, {{1, 2}, 1}, {{-5}, 0}, {{2147483647, 2147483647}, 2147483647}};
     LogCapture log(4);
-    for (const auto& [samples, average] : averages) {
+    const auto average = [&](const Ints& samples) {
         framework().tables.clear();
         for (const std::int32_t sample : samples)
             framework().tables["OrvoLearning"].push_back({mApp, {sample}});
-        EXPECT_EQ(get(5), average) << testing::PrintToString(samples);
-    }
-    struct {
-        std::vector<std::int32_t> status, endpoint;
-        std::int32_t result;
-    } const finals[] = {
-        {{1, 499}, {412}, 412}, {{0, 9}, {412}, 0}, {{1, 9}, {-3}, 0}, {{1, 9}, {}, 0}};
-    for (const auto& c : finals) {
-        framework().tables["OrvoStatus"] = {{mApp, c.status}};
-        framework().tables["OrvoEP"] = {{c.endpoint.empty() ? "other" : mApp, c.endpoint}};
-        EXPECT_EQ(get(4), c.result) << testing::PrintToString(c.endpoint);
-        EXPECT_EQ(framework().tables["OrvoStatus"][0].second, c.status);  // not counted
-    }
+        return get(5);
+    };
+    EXPECT_EQ(average({}), 0);
+    EXPECT_EQ(average({1, 2}), 1);
+    EXPECT_EQ(average({-5}), 0);
+    EXPECT_EQ(average({2147483647, 2147483647}), 2147483647);
+    const auto endpoint = [&](const Ints& status, std::int32_t stored) {
+        framework().tables["OrvoStatus"] = {{mApp, status}};
+        framework().tables["OrvoEP"] = {{mApp, {stored}}};
+        const std::int32_t result = get(4);
+        EXPECT_EQ(framework().tables["OrvoStatus"][0].second, status);  // not counted
+        return result;
+    };
+    EXPECT_EQ(endpoint({1, 499}, 412), 412);
+    EXPECT_EQ(endpoint({0, 9}, 412), 0);
+    EXPECT_EQ(endpoint({1, 9}, -3), 0);
     mApp = "never seen";
     EXPECT_EQ(get(7), 1);
     for (const std::int32_t pid : {-1, 0, 2, 4711}) {

@@ -1,9 +1,10 @@
 // Whole launches through the learning loop: real processes, virtual time.
-#include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <gmock/gmock.h>
 #include <new>
 #include <optional>
+#include <stdexcept>
 #include <thread>
 #include <unistd.h>
 
@@ -225,52 +226,48 @@ void takePid(Child& child, std::optional<Child>& other) {
 
 TEST_F(LoopTest, StopDeathAndPidReuseAbortTheLaunchWhichLeavesAMarkerAndNothingInTheStore) {
     std::optional<Child> other;
-    struct {
-        const char* what;
-        std::function<void(Child&)> abort;
-        std::size_t memorySamples;
-    } const cases[] = {
-        {"stop", [&](Child&) { mPeer.requestStop(); }, 11},
-        {"exit", [](Child& child) { child.die(); }, 10},
-        {"zombie", [](Child& child) { child.die(false); }, 10},
-        {"pid taken", [&](Child& child) { takePid(child, other); }, 10},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    const auto abortsBy = [&](const char* what, const std::function<void(Child&)>& abort,
+                              std::size_t samples) {
+        SCOPED_TRACE(what);
         Child child = shownApp();
         mOnSample = [&](int sample) {
-            if (sample == 10) c.abort(child);
+            if (sample == 10) abort(child);
         };
         LogCapture log(4);
         learn(1, 0);
         EXPECT_EQ(log.count("Abort Detected for " + mApp + "!"), 1);
-        EXPECT_EQ(log.count("Failed to read rss\n"), c.memorySamples == 10 ? 1 : 0);
-        EXPECT_THAT(mPeer.vmRss, SizeIs(c.memorySamples));
+        EXPECT_EQ(log.count("Failed to read rss\n"), samples == 10 ? 1 : 0);
+        EXPECT_THAT(mPeer.vmRss, SizeIs(samples));
         EXPECT_EQ(log.count("OmmScore"), 11);  // the score is read once more
         EXPECT_EQ(device::contentOf(device::dumpPath(mApp)), "\nAborted Before analysis 0\n");
         EXPECT_EQ(framework().takeCalls(), "");
         unlink(device::dumpPath(mApp).c_str());
-    }
+    };
+    abortsBy(
+        "stop", [&](Child&) { mPeer.requestStop(); }, 11);
+    abortsBy(
+        "exit", [](Child& child) { child.die(); }, 10);
+    abortsBy(
+        "zombie", [](Child& child) { child.die(false); }, 10);
+    abortsBy(
+        "pid taken", [&](Child& child) { takePid(child, other); }, 10);
 }
 
 TEST_F(LoopTest, ProcessThatDiesBetweenTheScanAndTheFirstSampleLeavesNothing) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"tgid is", "Launch Endpoint could not determined"},
-        {"VmRSS filePath", "Launch Endpoint could not determined"},  // comes before the opening
-        {"oom_score filePath", "Abort Detected"},
-    };
-    for (const auto& [lastLine, outcome] : cases) {
-        SCOPED_TRACE(lastLine);
+    const auto diesAt = [&](const char* line, const char* outcome) {
         Child child = shownApp();
         LogCapture log(3);
-        log.onLine = [&, mark = lastLine](const LogLine& line) {
-            if (line.text.find(mark) == 0) child.die();
+        log.onLine = [&](const LogLine& l) {
+            if (l.text.find(line) == 0) child.die();
         };
         learn(1, 0);
-        EXPECT_EQ(log.count(outcome), 1);
-        EXPECT_THAT(mPeer.vmRss, SizeIs(0));
+        EXPECT_EQ(log.count(outcome), 1) << line;
+        EXPECT_THAT(mPeer.vmRss, SizeIs(0)) << line;
         EXPECT_EQ(framework().takeCalls().find("insert"), std::string::npos);
-    }
+    };
+    diesAt("tgid is", "Launch Endpoint could not determined");
+    diesAt("VmRSS filePath", "Launch Endpoint could not determined");  // comes before the opening
+    diesAt("oom_score filePath", "Abort Detected");
 }
 
 TEST_F(LoopTest, LogLevelTakesEffectAtOnceAndThePropertyAtTheNextInitialise) {

@@ -92,7 +92,7 @@ TEST_F(AnalysisTest, YoungestIsTheMiddleOfCloseValuesElseTheMostRecentOne) {
     EXPECT_EQ(youngest({900, 950, 980}, {}, "setMinAsFreq True min  900\n"), 940);
     EXPECT_EQ(youngest({0, 500}, {}), 250);
     EXPECT_EQ(youngest({100, 110}, {}), 105);
-    EXPECT_EQ(youngest({-7, -8}, {}), -7);                  // in percent of -7: negative
+    EXPECT_EQ(youngest({-7, -8}, {}, "min  -8\n"), -7);     // in percent of -7: negative
     EXPECT_EQ(youngest({2147483647, 2147483647}, {}), -1);  // wraps
     EXPECT_EQ(youngest({100, 111}, Ints(11, 111)), 0);      // all ages 0
     EXPECT_EQ(youngest({100, 200}, recent200), 200);
@@ -192,7 +192,9 @@ TEST_F(AnalysisTest, DecidedLaunchIsNotEvaluatedAgainAndIntermediatesAreClearedA
     mLearner.clearIntermediates();
     EXPECT_TRUE(mPeer.isWithoutIntermediates());
     EXPECT_EQ(mPeer.history.size(), 1U);
+    mPeer.vmRssAge = {1.0F};
     mLearner.clearAll();
+    EXPECT_TRUE(mPeer.isWithoutIntermediates());
     EXPECT_TRUE(mPeer.history.empty() && mPeer.vmRss.empty() && mPeer.oomScore.empty());
     EXPECT_EQ(mPeer.fdCounts(), 0U);
     EXPECT_FALSE(mPeer.decided);

@@ -3,28 +3,13 @@
 
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <iterator>
 #include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
-namespace fs = std::filesystem;
+#include "host/process_tree.h"
 
-TempFolder::TempFolder() : mPath(testing::TempDir() + "orvo-XXXXXX") {
-    if (mkdtemp(mPath.data()) == nullptr) std::abort();
-}
-
-TempFolder::~TempFolder() {
-    std::error_code ignored;
-    fs::remove_all(mPath, ignored);
-}
-
-Program::Program(const std::vector<std::string>& words, const std::vector<std::string>& settings) {
+Program::Program(const Words& words, const Words& settings) {
     std::vector<char*> arguments;
     for (const std::string& word : words)
         arguments.push_back(const_cast<char*>(word.c_str()));
@@ -56,28 +41,6 @@ int Program::wait() {
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-std::string Program::out() const {
-    return contentOf(mFolder / "out");
-}
-
-std::string Program::err() const {
-    return contentOf(mFolder / "err");
-}
-
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-int processesNamed(const std::string& name) {
-    int count = 0;
-    for (const fs::directory_entry& entry : fs::directory_iterator("/proc")) {
-        const std::string commandLine = contentOf(entry.path() / "cmdline");
-        count += commandLine.compare(0, name.size() + 1, name + '\0') == 0 ? 1 : 0;
-    }
-    return count;
-}
-
 bool eventually(const std::function<bool()>& isTrue) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!isTrue()) {
@@ -85,4 +48,25 @@ bool eventually(const std::function<bool()>& isTrue) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     return true;
+}
+
+Words HostTest::hostWords(Words words) const {
+    words.insert(words.begin(), ORVO_HOST);
+    words.insert(words.begin() + 2, {"--state", mState});
+    return words;
+}
+
+int HostTest::host(const Words& words, const Words& settings) {
+    Program program(hostWords(words), settings);
+    const int code = program.wait();
+    mOut = program.out();
+    mErr = program.err();
+    return code;
+}
+
+int processesNamed(const std::string& name) {
+    int count = 0;
+    for (const pid_t process : host::numbersIn("/proc"))
+        count += host::shownName(process) == name ? 1 : 0;
+    return count;
 }

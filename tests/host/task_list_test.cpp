@@ -1,11 +1,11 @@
 // The task list that the host keeps in place of the kernel.
 #include "host/task_list.h"
 
-#include <fcntl.h>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
+
+#include "tests/framework/temp_folder.h"
 
 namespace host {
 namespace {
@@ -24,22 +24,16 @@ TEST(TaskListTest, EndedTasksGoOthersKeepTheirPlaceAndNewOnesComeLast) {
     EXPECT_THAT(mergeTasks({4, 3, 2, 4}, {2, 7, 8}, isEven), ElementsAre(4, 2, 7, 8));
 }
 
-// A reader may hold the file open: it must see the new list, and no piece of a
-// number of the old one.
-TEST(TaskListTest, HeldFileShowsTheNewListWithoutPiecesOfTheOld) {
-    std::string path = testing::TempDir() + "tasks-XXXXXX";
-    const UniqueFd held(mkstemp(path.data()));
-    ASSERT_TRUE(held.isOpen());
+// A reader may hold the file open and read in between: no piece of a number of
+// the old list may show.
+TEST(TaskListTest, FileShowsTheNewListWithoutPiecesOfTheOld) {
+    const TempFolder folder;
     const std::string gone = "4194304\n";  // above every pid that Linux gives
-    std::ofstream(path) << gone << getpid() << '\n' << gone;
-
-    TaskListKeeper keeper(path);
+    const std::string own = std::to_string(getpid()) + '\n';
+    std::ofstream(folder / "tasks") << gone << own << gone;
+    TaskListKeeper keeper(folder / "tasks");
     ASSERT_TRUE(keeper.keep({1}));
-    char text[64] = {};
-    const ssize_t length = pread(held.get(), text, sizeof text, 0);
-    unlink(path.c_str());
-    EXPECT_EQ(std::string(text, static_cast<std::size_t>(std::max<ssize_t>(length, 0))),
-              std::to_string(getpid()) + "\n1\n");
+    EXPECT_EQ(contentOf(folder / "tasks"), own + "1\n");
     EXPECT_EQ(formatTaskList({12}, 8), "12\n\n\n\n\n\n");
 }
 

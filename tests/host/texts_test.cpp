@@ -1,18 +1,29 @@
-// What the host prints and the texts it keeps.
-#include <cstdlib>
+// What the host prints, the texts it keeps, and the names it takes.
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "host/device_root_mounts.h"
 #include "host/package_name.h"
+#include "host/printable.h"
 #include "host/process_tree.h"
 #include "host/progress.h"
 #include "host/report.h"
 #include "host/state_folder.h"
+#include "tests/framework/temp_folder.h"
 
 namespace host {
 namespace {
+
+TEST(PrintableTest, HostileTextBecomesOneValidLine) {
+    EXPECT_EQ(printable("a\nb\x1b[1m\x7f"), "a?b?[1m?");
+    EXPECT_EQ(printable("\xc3\xbc \xf0\x9f\x9a\x80"), "\xc3\xbc \xf0\x9f\x9a\x80");
+    const std::string three(3, '?');
+    EXPECT_EQ(printable("\xff(\xe2\x80\xae|\xed\xa0\x80)\xc0\xaf\xc3"),
+              "?(" + three + "|" + three + ")" + three);
+    EXPECT_EQ(printable("abcdef", 3), "abc...");
+    EXPECT_EQ(printable("ab\xc3\xbc", 3), "ab...") << "no character is cut in two";
+}
 
 TEST(ReportTest, LearnedAndUnlearnedPackagesReadAsDocumented) {
     LearnReport report;
@@ -29,25 +40,6 @@ TEST(ReportTest, LearnedAndUnlearnedPackagesReadAsDocumented) {
         R"({"endpoint_ms":1200,"outcome":"stored"},{"endpoint_ms":null,"outcome":"undecided"}],)"
         R"("learned":true,"final_endpoint_ms":1234})"
         "\n");
-    report.launches.clear();
-    EXPECT_EQ(renderText(report), "com.a: final endpoint 1234 ms (already learned)\n");
-}
-
-TEST(ReportTest, NotMeasuredIsNullAndHostileNamesStayOneLine) {
-    StoredPackage package;
-    package.name = "a\n\xff\"";
-    package.launchEvents = 2;
-    package.launchEndpointsMs = {30};
-    EXPECT_THAT(renderJson(std::vector<StoredPackage>{package}),
-                testing::AllOf(testing::HasSubstr(R"("final_endpoint_ms":null)"),
-                               testing::HasSubstr(R"("samples_needed":4)")));
-    package.learned = true;
-    package.finalEndpointsMs = {450, 460};
-    const std::string text = renderText(std::vector<StoredPackage>{package});
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2) << text;
-    EXPECT_THAT(text, testing::HasSubstr("damaged"));
-    package.finalEndpointsMs = {450};
-    EXPECT_EQ(package.finalEndpointMs(), 450);
 }
 
 TEST(ProgressTest, BarStaysInItsBoundsWhenALaunchTakesLonger) {
@@ -58,27 +50,36 @@ TEST(ProgressTest, BarStaysInItsBoundsWhenALaunchTakesLonger) {
 }
 
 TEST(StateFolderTest, OnePropertyChangesAndTheOthersStay) {
-    struct Case {
+    const struct {
         const char* before;
         const char* value;
         const char* after;
+    } cases[] = {
+        {"", "true", "a.b=true\n"},
+        {"# c\nx=1", "true", "# c\nx=1\na.b=true\n"},
+        {" a.b = false\nx=1\na.b=true", "true", "x=1\na.b=true\n"},
+        {"a.b=true\na.bc=1\n", "", "a.bc=1\n"},
+        {"a.b\n\n", "", "a.b\n\n"},
     };
-    for (const Case& c :
-         {Case{"", "true", "a.b=true\n"}, Case{"# c\nx=1", "true", "# c\nx=1\na.b=true\n"},
-          Case{" a.b = false\nx=1\na.b=true", "true", "x=1\na.b=true\n"},
-          Case{"a.b=true\na.bc=1\n", "", "a.bc=1\n"}, Case{"a.b\n\n", "", "a.b\n\n"}}) {
-        EXPECT_EQ(withProperty(c.before, "a.b", c.value), c.after) << c.before;
-    }
+    for (const auto& [before, value, after] : cases)
+        EXPECT_EQ(withProperty(before, "a.b", value), after) << before;
 }
 
 TEST(PackageNameTest, NamesThatTheLogOrTheOutputCannotCarryAreRefused) {
-    for (const std::string good : {"com.example.app", "/usr/bin/x", "a b'\"`%", "\xc3\xa4"}) {
+    const std::string longest(255, 'a');
+    for (const std::string& good : {std::string("/usr/b in/'\"`%\xc3\xa4"), longest})
         EXPECT_EQ(packageNameFault(good), "") << good;
-    }
-    EXPECT_EQ(packageNameFault(std::string(255, 'a')), "");
-    for (const std::string& bad : {std::string(), std::string("a\nb"), std::string(256, 'a')}) {
+    for (const std::string& bad : {std::string(), std::string("a\nb"), longest + 'a'})
         EXPECT_NE(packageNameFault(bad), "") << bad;
-    }
+}
+
+TEST(PackageNameTest, PathsProgramsAndSecondaryProcessesAreNoPackages) {
+    for (const char* good : {"com.example.app", "a.b", "com.Example_2.a1"})
+        EXPECT_TRUE(looksLikePackage(good)) << good;
+    const std::string tooLong = "a." + std::string(300, 'b');
+    for (const char* bad : {"", "bash", "python3.11", "/a.b", "com.a:s", "com.a ", ".com", "com.",
+                            "a..b", "<pre.initialized>", tooLong.c_str()})
+        EXPECT_FALSE(looksLikePackage(bad)) << bad;
 }
 
 TEST(ProcessStatTest, ParentIsFoundBehindAHostileName) {
@@ -86,22 +87,17 @@ TEST(ProcessStatTest, ParentIsFoundBehindAHostileName) {
     ASSERT_TRUE(stat);
     EXPECT_EQ(stat->state, 'S');
     EXPECT_EQ(stat->parent, 34);
-    for (const char* bad : {"", "12 (a", "12 (a) ", "12 (a) S ", "12 (a) S x"}) {
+    for (const char* bad : {"", "12 (a", "12 (a) ", "12 (a) S ", "12 (a) S x"})
         EXPECT_FALSE(parseProcessStat(bad)) << bad;
-    }
 }
 
 TEST(MirrorTest, FoldersOnTheWayToAGraftAreMadeAnewAndAllElseIsBound) {
-    namespace fs = std::filesystem;
-    std::string root = testing::TempDir() + "mirror-XXXXXX";
-    ASSERT_NE(mkdtemp(root.data()), nullptr);
-    fs::create_directories(root + "/dev/cpuset/other");
-    fs::create_directories(root + "/devices");
-    fs::create_symlink("devices", root + "/link");
-    const std::vector<std::string> arguments =
-        mirrorArguments(root, {{"/dev/cpuset/top-app/tasks", {"GRAFT"}}});
-    fs::remove_all(root);
-    EXPECT_THAT(arguments,
+    const TempFolder folder;
+    const std::string root = folder / "root";
+    std::filesystem::create_directories(root + "/dev/cpuset/other");
+    std::filesystem::create_directories(root + "/devices");
+    std::filesystem::create_symlink("devices", root + "/link");
+    EXPECT_THAT(mirrorArguments(root, {{"/dev/cpuset/top-app/tasks", {"GRAFT"}}}),
                 testing::ElementsAre("--dir", "/dev", "--dir", "/dev/cpuset", "--dev-bind-try",
                                      root + "/dev/cpuset/other", "/dev/cpuset/other",
                                      "--dev-bind-try", root + "/devices", "/devices", "--symlink",

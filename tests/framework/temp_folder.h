@@ -1,0 +1,33 @@
+// A folder of the test's own, and what is in its files.
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <string>
+
+/// Removed with all that is in it.
+class TempFolder {
+public:
+    explicit TempFolder(const std::string& parent = testing::TempDir())
+        : mPath(parent + "/orvo-XXXXXX") {
+        if (mkdtemp(mPath.data()) == nullptr) std::abort();
+    }
+    ~TempFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(mPath, ignored);
+    }
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+    std::string operator/(const std::string& name) const { return mPath + '/' + name; }
+
+private:
+    std::string mPath;
+};
+
+inline std::string contentOf(const std::string& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}

@@ -1,27 +1,29 @@
-// A database of the test's own, in a folder that goes with it, and its log lines.
+// A database of the test's own, what is in it, and its log lines.
 #pragma once
 
 #include <android/log.h>
 #include <cstdlib>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "framework/tavodb/schema.h"
+#include "framework/tavodb/sqlite.h"
 #include "store/tavo_db.h"
+#include "tests/framework/temp_folder.h"
 
 class TempStore : public testing::Test {
 protected:
-    TempStore() {
-        mFolder = testing::TempDir() + "tavodb.XXXXXX";
-        if (!mkdtemp(mFolder.data())) std::abort();
-        use(mFolder + "/state/orvo.db");
+    using Rows = std::vector<std::pair<std::string, std::string>>;  // key, value
+
+    explicit TempStore(const std::string& parent = testing::TempDir()) : mFolder(parent) {
+        use(mFolder / "state/orvo.db");
         mLogged.clear();
         __android_log_set_logger([](const __android_logger_data*, const char* message) {
             mLogged.emplace_back(message);
         });
     }
-    ~TempStore() override { std::filesystem::remove_all(mFolder); }
 
     /// Makes `path` the database that is opened from now on.
     void use(const std::string& path) {
@@ -53,7 +55,30 @@ protected:
         return all;
     }
 
-    std::string mFolder;
+    /// Every row of the table, as other programs read it; fails the test when they cannot.
+    Rows rowsOf(const std::string& table) const { return rows(tavodb::selectAllSql(table)); }
+
+    void expectIntact() const { EXPECT_EQ(rows("PRAGMA integrity_check"), (Rows{{"ok", ""}})); }
+
+    const TempFolder mFolder;
     std::string mPath;
     static inline std::vector<std::string> mLogged;
+
+private:
+    Rows rows(const std::string& sql) const {
+        tavodb::Connection connection;
+        tavodb::Statement statement;
+        EXPECT_TRUE(connection.open(mPath, tavodb::Connection::Access::kReadOnly));
+        EXPECT_TRUE(statement.prepare(connection, sql));
+        Rows result;
+        tavodb::Outcome outcome = statement.step();
+        for (; outcome == tavodb::Outcome::kRow; outcome = statement.step())
+            result.emplace_back(textOf(statement.column(0)), textOf(statement.column(1)));
+        EXPECT_EQ(outcome, tavodb::Outcome::kDone);
+        return result;
+    }
+
+    static std::string textOf(tavodb::Bytes bytes) {
+        return {static_cast<const char*>(bytes.data), bytes.size};
+    }
 };

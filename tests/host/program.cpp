@@ -16,6 +16,7 @@ Program::Program(const Words& words, const Words& settings) {
     arguments.push_back(nullptr);
     mPid = fork();
     if (mPid != 0) return;
+    std::signal(SIGINT, SIG_DFL);  // which is ignored in the background
     for (const std::string& setting : settings)
         putenv(const_cast<char*>(setting.c_str()));
     dup2(open((mFolder / "out").c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);

@@ -45,6 +45,10 @@ protected:
     static std::int32_t erase(std::string app) {
         return setData(ORVO_SET_ERASE, app, nullptr);
     }
+    static std::int32_t stop() {
+        std::string any = "-";
+        return setData(ORVO_SET_STOP, any, nullptr);
+    }
     static std::int32_t ask(OrvoGetOp op, std::string app) {
         return getData(op, app);
     }

@@ -122,6 +122,7 @@ TEST(DumpReader, TheErrorNamesTheLine) {
         {std::string("\0\1\xff", 3), "x.csv:1: "},
         {replaced(good, "0, 7, 104, ", "0, 7, 1O4, "), "x.csv:5: "},
         {replaced(good, "0, 7, 104, ", "0, 7, "), "x.csv:5: "},
+        {replaced(good, "0, 0, 0, \n", "0, 0, 0, 1\n"), "x.csv:4: "},
         {replaced(good, "104, ", "0, "), "x.csv:5: "},
         {replaced(good, "104, ", "2147483648, "), "x.csv:5: "},
         {replaced(good, "104, 0.000488", "104, 488"), "x.csv:5: "},

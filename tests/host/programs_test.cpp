@@ -49,6 +49,7 @@ TEST_F(LearnTest, WholeRunLearnsTheTrueSettlingTimeAndLeavesNoProcess) {
     const json learned = json::parse(mOut);  // and so no log line among it
     EXPECT_THAT(mErr, HasSubstr("Learned Launch Endpoint for " + mPackage));
     EXPECT_EQ(learned["launches"].size(), 5U);
+    EXPECT_EQ(learned["learned"], true);
     EXPECT_EQ(learned["launches"][4]["outcome"], "stored");
     const double finalMs = learned["final_endpoint_ms"];
     const std::vector<double> truth = truthMs();

@@ -1,4 +1,4 @@
-// What the host prints, the texts it keeps, and the names it takes.
+// What the host prints, the texts and the task list it keeps, the names it takes.
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,16 +10,19 @@
 #include "host/progress.h"
 #include "host/report.h"
 #include "host/state_folder.h"
+#include "host/task_list.h"
 #include "tests/framework/temp_folder.h"
 
 namespace host {
 namespace {
 
+using testing::ElementsAre;
+
 TEST(PrintableTest, HostileTextBecomesOneValidLine) {
     EXPECT_EQ(printable("a\nb\x1b[1m\x7f"), "a?b?[1m?");
     EXPECT_EQ(printable("\xc3\xbc \xf0\x9f\x9a\x80"), "\xc3\xbc \xf0\x9f\x9a\x80");
     const std::string three(3, '?');
-    EXPECT_EQ(printable("\xff(\xe2\x80\xae|\xed\xa0\x80)\xc0\xaf\xc3"),
+    EXPECT_EQ(printable("\xc3(\xe2\x80\xae|\xed\xa0\x80)\xff\xc0\xaf"),
               "?(" + three + "|" + three + ")" + three);
     EXPECT_EQ(printable("abcdef", 3), "abc...");
     EXPECT_EQ(printable("ab\xc3\xbc", 3), "ab...") << "no character is cut in two";
@@ -32,14 +35,14 @@ TEST(ReportTest, LearnedAndUnlearnedPackagesReadAsDocumented) {
     report.samplesStored = 1;
     EXPECT_EQ(renderText(report),
               "com.a: not learned, 1 of 5 launches stored (launches: 1200 (undecided))\n");
-    report.finalEndpointMs = 1234;
-    EXPECT_EQ(renderText(report), "com.a: final endpoint 1234 ms (launches: 1200 (undecided))\n");
     EXPECT_EQ(
         renderJson(report),
         R"({"schema_version":1,"package":"com.a","launches":[)"
         R"({"endpoint_ms":1200,"outcome":"stored"},{"endpoint_ms":null,"outcome":"undecided"}],)"
-        R"("learned":true,"final_endpoint_ms":1234})"
+        R"("learned":false,"final_endpoint_ms":null})"
         "\n");
+    report.finalEndpointMs = 1234;
+    EXPECT_EQ(renderText(report), "com.a: final endpoint 1234 ms (launches: 1200 (undecided))\n");
 }
 
 TEST(ProgressTest, BarStaysInItsBoundsWhenALaunchTakesLonger) {
@@ -95,13 +98,37 @@ TEST(MirrorTest, FoldersOnTheWayToAGraftAreMadeAnewAndAllElseIsBound) {
     const TempFolder folder;
     const std::string root = folder / "root";
     std::filesystem::create_directories(root + "/dev/cpuset/other");
-    std::filesystem::create_directories(root + "/devices");
-    std::filesystem::create_symlink("devices", root + "/link");
+    std::filesystem::create_directories(root + "/de");
+    std::filesystem::create_symlink("de", root + "/link");
     EXPECT_THAT(mirrorArguments(root, {{"/dev/cpuset/top-app/tasks", {"GRAFT"}}}),
-                testing::ElementsAre("--dir", "/dev", "--dir", "/dev/cpuset", "--dev-bind-try",
-                                     root + "/dev/cpuset/other", "/dev/cpuset/other",
-                                     "--dev-bind-try", root + "/devices", "/devices", "--symlink",
-                                     "devices", "/link", "GRAFT"));
+                ElementsAre("--dev-bind-try", root + "/de", "/de", "--dir", "/dev", "--dir",
+                            "/dev/cpuset", "--dev-bind-try", root + "/dev/cpuset/other",
+                            "/dev/cpuset/other", "--symlink", "de", "/link", "GRAFT"));
+}
+
+TEST(TaskListTest, ListIsReadUpToTheFirstThingThatIsNoNumber) {
+    EXPECT_THAT(parseTaskList("12\n7 \n\n3"), ElementsAre(12, 7, 3));
+    EXPECT_THAT(parseTaskList("12\nx\n7\n"), ElementsAre(12));
+    EXPECT_THAT(parseTaskList("12\n99999999999999999999\n7"), ElementsAre(12));
+    EXPECT_THAT(parseTaskList(" \n"), ElementsAre());
+}
+
+TEST(TaskListTest, EndedTasksGoOthersKeepTheirPlaceAndNewOnesComeLast) {
+    const auto isEven = [](pid_t task) { return task % 2 == 0; };
+    EXPECT_THAT(mergeTasks({4, 3, 2, 4}, {2, 7, 8}, isEven), ElementsAre(4, 2, 7, 8));
+}
+
+// A reader may hold the file open and read in between: no piece of a number of
+// the old list may show.
+TEST(TaskListTest, FileShowsTheNewListWithoutPiecesOfTheOld) {
+    const TempFolder folder;
+    const std::string gone = "4194304\n";  // above every pid that Linux gives
+    const std::string own = std::to_string(getpid()) + '\n';
+    std::ofstream(folder / "tasks") << gone << own << gone;
+    TaskListKeeper keeper(folder / "tasks");
+    ASSERT_TRUE(keeper.keep({1}));
+    EXPECT_EQ(contentOf(folder / "tasks"), own + "1\n");
+    EXPECT_EQ(formatTaskList({12}, 8), "12\n\n\n\n\n\n");
 }
 
 }  // namespace

@@ -69,6 +69,7 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
     EXPECT_TRUE(results[mPackage + ".last"]["endpoint_ms"].is_null());
 
     ASSERT_EQ(host({"erase", mPackage}), 0) << mErr;
+    EXPECT_THAT(contentOf(mState + "/history.jsonl"), HasSubstr("\"erased\""));
     EXPECT_EQ(host({"show", "--csv"}), 0);
     EXPECT_THAT(
         mOut, AllOf(HasSubstr(mPackage + ".last,1,0,5,,false,,1"), Not(HasSubstr(mPackage + ","))));

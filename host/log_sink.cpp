@@ -52,8 +52,11 @@ LogSink::LogSink(const std::string& file, std::uint32_t level, bool echo)
         throw HostError(kEnvironment, "cannot write the log " + file + ": " + std::strerror(errno) +
                                           "; choose a folder with --state");
     }
-    const std::lock_guard<std::mutex> lock(theSinkMutex);
-    theSink = this;
+    {
+        const std::lock_guard<std::mutex> lock(theSinkMutex);
+        theSink = this;
+    }
+    // Not under the lock: liblog calls the sink while it holds one of its own.
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
     __android_log_set_logger(&LogSink::onLine);
 }

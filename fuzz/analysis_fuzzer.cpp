@@ -1,10 +1,7 @@
 // The whole analysis of a launch, from three series to the decision.
-//
-// Input: launch type, subtype, number of evaluations, and per metric a share of
-// the rest as its series, one byte or four to a value.
 #include <algorithm>
 #include <array>
-#include <cstring>
+#include <fuzzer/FuzzedDataProvider.h>
 
 #include "fuzz/support.h"
 #include "tests/library/peers.h"
@@ -12,44 +9,28 @@
 namespace {
 
 using Series = std::vector<std::int32_t>;
+constexpr std::size_t kSeriesMax = 2000;
 
 struct Launch {
     std::int32_t type;
     std::int32_t subType;
     std::size_t evaluations;
     std::array<Series, 3> metrics;
-
-    std::size_t longest() const {
-        return std::max({metrics[0].size(), metrics[1].size(), metrics[2].size()});
-    }
 };
 
-Series seriesOf(const std::uint8_t* data, std::size_t size, bool isWide) {
-    if (!isWide) return {data, data + std::min<std::size_t>(size, 2000)};
-    Series series(std::min<std::size_t>(size / sizeof(std::int32_t), 2000));
-    if (!series.empty()) std::memcpy(series.data(), data, series.size() * sizeof(series[0]));
-    return series;
-}
-
-Launch launchOf(const std::uint8_t* data, std::size_t size) {
-    constexpr std::size_t kHeaderSize = 6;
-    Launch launch{data[0] % 4, data[1] % 5 - 1, 1 + data[2] % 12U, {}};
-    const std::size_t shares = 1U + data[3] + data[4];
-    const std::uint8_t* rest = data + kHeaderSize;
-    const std::size_t total = size - kHeaderSize;
-    const std::size_t first = total * data[3] / shares;
-    const std::size_t second = total * data[4] / shares;
-    const std::size_t lengths[] = {first, second, total - first - second};
-    for (std::size_t i = 0; i < 3; ++i) {
-        launch.metrics[i] = seriesOf(rest, lengths[i], (data[5] >> i & 1) != 0);
-        rest += lengths[i];
+Launch launchOf(FuzzedDataProvider& input) {
+    Launch launch{input.ConsumeIntegralInRange(0, 3),
+                  input.ConsumeIntegralInRange(-1, 3),
+                  input.ConsumeIntegralInRange<std::size_t>(1, 12),
+                  {}};
+    for (Series& series : launch.metrics) {
+        const auto size = input.ConsumeIntegralInRange<std::size_t>(0, kSeriesMax);
+        const bool isWide = input.ConsumeBool();
+        while (series.size() < size && input.remaining_bytes() > 0)
+            series.push_back(isWide ? input.ConsumeIntegral<std::int32_t>()
+                                    : input.ConsumeIntegral<std::uint8_t>());
     }
     return launch;
-}
-
-Series firstPart(const Series& series, std::size_t part, std::size_t parts) {
-    const auto length = static_cast<std::ptrdiff_t>(series.size() * part / parts);
-    return {series.begin(), series.begin() + length};
 }
 
 /// The decided index, 0 for none.
@@ -58,25 +39,30 @@ std::int32_t analyse(const Launch& launch) {
     OrvoLearnerPeer peer(learner);
     peer.setLaunchType(launch.type, launch.subType);
     for (std::size_t part = 1; part <= launch.evaluations && !peer.decided; ++part) {
-        const auto grown = [&](std::size_t metric) {
-            return firstPart(launch.metrics[metric], part, launch.evaluations);
+        const auto grown = [&](const Series& series) -> Series {
+            const std::size_t size = series.size() * part / launch.evaluations;
+            return {series.begin(), series.begin() + static_cast<std::ptrdiff_t>(size)};
         };
-        peer.setSeries(grown(0), grown(1), grown(2));
+        peer.setSeries(grown(launch.metrics[0]), grown(launch.metrics[1]),
+                       grown(launch.metrics[2]));
         learner.churnForStablizingPoints(0, launch.type == 2 ? 10 : 5);
         fuzz::require(peer.vmRssTop.size() <= 12 && peer.oomScoreTop.size() <= 12);
         learner.clearIntermediates();
     }
-    const auto decidedIdx = static_cast<std::size_t>(peer.epIdx);
+    const auto isBeyond = [&](const Series& series) {
+        return static_cast<std::size_t>(peer.epIdx) >= series.size();
+    };
     fuzz::require(peer.decided == (peer.epIdx >= 1));
-    fuzz::require(!peer.decided || decidedIdx < launch.longest());
+    fuzz::require(!peer.decided ||
+                  !std::all_of(launch.metrics.begin(), launch.metrics.end(), isBeyond));
     return peer.decided ? peer.epIdx : 0;
 }
 
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size < 6) return 0;
-    const Launch launch = launchOf(data, size);
+    FuzzedDataProvider input(data, size);
+    const Launch launch = launchOf(input);
     const std::int32_t first = analyse(launch);
     fuzz::require(analyse(launch) == first);
     return 0;

@@ -113,10 +113,7 @@ TEST(DumpReader, EvaluationsOfALongLaunchAreOneLaunch) {
 
 TEST(DumpReader, TheErrorNamesTheLine) {
     const std::string good = blockOf(12, "3");
-    const struct {
-        std::string text;
-        std::string where;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"hello\n", "x.csv:1: "},
         {good + "\nhello\n", "x.csv:24: "},
         {std::string("\0\1\xff", 3), "x.csv:1: "},

@@ -53,11 +53,7 @@ TEST(ProgressTest, BarStaysInItsBoundsWhenALaunchTakesLonger) {
 }
 
 TEST(StateFolderTest, OnePropertyChangesAndTheOthersStay) {
-    const struct {
-        const char* before;
-        const char* value;
-        const char* after;
-    } cases[] = {
+    const char* const cases[][3] = {
         {"", "true", "a.b=true\n"},
         {"# c\nx=1", "true", "# c\nx=1\na.b=true\n"},
         {" a.b = false\nx=1\na.b=true", "true", "x=1\na.b=true\n"},

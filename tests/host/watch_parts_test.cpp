@@ -4,7 +4,6 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <thread>
 
@@ -26,8 +25,6 @@ using testing::IsEmpty;
 
 class AppScanTest : public testing::Test {
 protected:
-    AppScanTest() { mkfifo(mTurn.c_str(), 0600); }
-
     std::vector<std::string> look(const std::vector<pid_t>& tasks) {
         std::vector<std::string> packages;
         mLaunches = mScan.look(tasks);
@@ -36,23 +33,24 @@ protected:
         return packages;
     }
 
-    // Lets the process that reads from the pipe go on, to the name that it takes.
+    // For a shell, $0 being the folder: waits for awaitName(), and takes the name.
+    static std::string take(const std::string& name, const std::string& program) {
+        return "until [ -e $0/" + name + " ]; do sleep .01; done; exec -a " + name + ' ' + program;
+    }
     void awaitName(pid_t process, const std::string& name) const {
-        std::ofstream(mTurn) << '\n';
+        std::ofstream(mFolder / name).flush();
         ASSERT_TRUE(eventually([&] { return shownName(process) == name; }));
     }
 
     const TempFolder mFolder;
-    const std::string mTurn = mFolder / "turn";
     AppScan mScan;
     std::vector<AppProcess> mLaunches;
 };
 
 TEST_F(AppScanTest, ProcessIsOneLaunchWhenItFirstShowsItsNameAndNotWhenItComesBack) {
+    const std::string last = take("com.a", "sleep 60");
     Program app(
-        {"/bin/bash", "-c",
-         "read -r <$0; exec -a com.a:service bash -c 'read -r <$0; exec -a com.a cat $0' $0",
-         mTurn});
+        {"/bin/bash", "-c", take("com.a:service", "bash -c '" + last + "' $0"), mFolder / "."});
     EXPECT_THAT(look({app.pid()}), IsEmpty()) << "still under its runtime's name";
     awaitName(app.pid(), "com.a:service");
     EXPECT_THAT(look({app.pid()}), IsEmpty());
@@ -68,9 +66,8 @@ TEST_F(AppScanTest, ProcessIsOneLaunchWhenItFirstShowsItsNameAndNotWhenItComesBa
 }
 
 TEST_F(AppScanTest, ForkUnderItsParentsNameIsALaunchOnlyOnceItShowsItsOwn) {
-    Program app({"/bin/bash", "-c",
-                 "exec -a com.a bash -c '(read -r <$0; exec -a com.b cat $0) & echo $!; wait' $0",
-                 mTurn});
+    const std::string fork = "(" + take("com.b", "sleep 60") + ") & echo $!; wait";
+    Program app({"/bin/bash", "-c", "exec -a com.a bash -c '" + fork + "' $0", mFolder / "."});
     ASSERT_TRUE(eventually([&] { return app.out().find('\n') != std::string::npos; }));
     const pid_t child = std::stoi(app.out());
     EXPECT_THAT(look({app.pid(), child}), ElementsAre("com.a"));
@@ -86,6 +83,7 @@ TEST_F(AppScanTest, WhatRanBeforeIsNoLaunchAndAThreadStandsForItsProcess) {
     EXPECT_THAT(later.look({old.pid()}), IsEmpty());
 
     // Where the kernel looks; shorter than any path of this program.
+    const std::string before = program_invocation_name;
     std::memcpy(program_invocation_name, "com.self", sizeof "com.self");
     if (shownName(getpid()) != "com.self") GTEST_SKIP() << "an emulator's name is seen instead";
     std::thread([&] {
@@ -93,6 +91,7 @@ TEST_F(AppScanTest, WhatRanBeforeIsNoLaunchAndAThreadStandsForItsProcess) {
         EXPECT_THAT(look({1 << 22, task, getpid(), task}), ElementsAre("com.self"));
         EXPECT_EQ(mLaunches.at(0).pid, getpid());
     }).join();
+    std::memcpy(program_invocation_name, before.c_str(), sizeof "com.self");
 }
 
 TEST_F(AppScanTest, ReusedNumberIsANewLaunch) {

@@ -146,6 +146,7 @@ std::string failureText(const Report& report, const std::string& program) {
 LaunchedCommand::LaunchedCommand(const CommandLine& commandLine, const std::string& outputFile)
     : mProgram(commandLine.file) {
     if (!isKernelTaskList(kTaskListPath)) mTaskList.emplace(kTaskListPath);
+    // Refused by emulators alone: there an orphan that left its group escapes.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     forkChild(commandLine, outputFile);
     expectReport();

@@ -20,7 +20,8 @@ using testing::Not;
 class WatchTest : public HostTest {
 protected:
     static bool isWatching(const Program& watch) {
-        return eventually([&] { return watch.err().find("watching") != std::string::npos; });
+        eventually([&] { return watch.err().find('\n') != std::string::npos; });
+        return watch.err().find("watching") != std::string::npos;
     }
     static bool hasTold(const Program& watch) {
         return eventually([&] { return watch.out().find('\n') != std::string::npos; });

@@ -62,16 +62,6 @@ TEST_F(TavoDbTest, UpdatesReturnTheRowsTheyChanged) {
     EXPECT_LT(mDatabase.DBupdate(mTable, "a", nullptr, 1, DB_OP_INSERT), 0);
 }
 
-TEST_F(TavoDbTest, KeysAndValuesMayBeAnyBytes) {
-    const std::string kKeys[] = {"", "\0"s, "\0a"s, "a", "A", "a\0"s, "a'", "a\"b", "%", "\xff"};
-    for (const auto& key : kKeys)
-        insert(mDatabase, mTable, key, '<' + key);
-    for (const auto& key : kKeys)
-        EXPECT_EQ(valuesOf(mDatabase, mTable, key, key.size() + 1), '<' + key + '|') << key;
-    EXPECT_EQ(mDatabase.DBupdate(mTable, "empty", nullptr, 0, DB_OP_INSERT), 1);
-    EXPECT_EQ(valuesOf(mDatabase, mTable, "empty", 0), "|");
-}
-
 TEST_F(TavoDbTest, TablesOfAllNamesStayApart) {
     const std::string kNames[] = {
         "",      "OrvoEP", "orvoep", "^orvo",         "%4f",
@@ -193,17 +183,6 @@ TEST_F(TavoDbFileTest, NamesSpecialToTheEngineAreFileNames) {
         EXPECT_TRUE(fs::exists(mFolder / name)) << name;
     }
     fs::current_path("/");
-}
-
-TEST_F(TavoDbFileTest, ProgramsReadTheRowsThroughTheSharedLayerAndChangeNone) {
-    TavoDB database;
-    const auto table = openTable(database, "OrvoStatus");
-    for (const char* row : {"b1", "a2", "b3", "a4"})
-        insert(database, table, {row[0]}, row);
-    EXPECT_EQ(rowsOf("OrvoStatus"), (Rows{{"a", "a2"}, {"a", "a4"}, {"b", "b1"}, {"b", "b3"}}));
-    tavodb::Connection connection;
-    ASSERT_TRUE(connection.open(mPath, tavodb::Connection::Access::kReadOnly));
-    EXPECT_FALSE(connection.execute("DELETE FROM " + tavodb::sqlTableName("OrvoStatus")));
 }
 
 }  // namespace

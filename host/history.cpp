@@ -5,13 +5,13 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include "host/exit_code.h"
 #include "host/json_text.h"
 #include "host/unique_fd.h"
+#include "host/whole_file.h"
 
 namespace host {
 namespace {
@@ -52,7 +52,8 @@ bool endsInsideLine(int fd, off_t size) {
     return size > 0 && pread(fd, &last, 1, size - 1) == 1 && last != '\n';
 }
 
-bool writeWhole(int fd, const std::string& text, off_t oldSize) {
+// By one call, which other processes' lines cannot come between.
+bool appendWhole(int fd, const std::string& text, off_t oldSize) {
     const ssize_t written = write(fd, text.data(), text.size());
     if (written == static_cast<ssize_t>(text.size())) return fdatasync(fd) == 0;
     if (written >= 0) errno = ENOSPC;
@@ -62,9 +63,15 @@ bool writeWhole(int fd, const std::string& text, off_t oldSize) {
     return false;
 }
 
+// Empty where there is no file.
 std::string contentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::string text;
+    if (!file.isOpen() && errno == ENOENT) return text;
+    if (!file.isOpen() || !readWhole(file.get(), text)) {
+        throw HostError(kEnvironment, "cannot read " + path + ": " + std::strerror(errno));
+    }
+    return text;
 }
 
 void addEntry(HistoryContents& contents, const LaunchEntry& entry) {
@@ -141,7 +148,7 @@ bool History::append(const LaunchEntry& entry) const {
         size = lseek(file.get(), 0, SEEK_END);
     }
     const char* const closing = endsInsideLine(file.get(), size) ? "\n" : "";
-    return writeWhole(file.get(), closing + toJsonLine(entry), size);
+    return appendWhole(file.get(), closing + toJsonLine(entry), size);
 }
 
 void History::note(const LaunchEntry& entry) const {

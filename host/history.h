@@ -68,7 +68,8 @@ public:
     /// in the store, so that a history that cannot be written is no failure.
     void note(const LaunchEntry& entry) const;
 
-    /// Both files; what does not exist is empty.
+    /// Both files; what does not exist is empty. Throws HostError for what cannot
+    /// be read.
     HistoryContents read() const;
 
 private:

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/exit_code.h"
 #include "host/report.h"
 #include "tests/framework/temp_folder.h"
 
@@ -49,6 +50,11 @@ TEST_F(HistoryTest, ForeignLinesAreCountedAndNothingElse) {
         EXPECT_EQ(contents.entries, 2U) << bad;
         EXPECT_EQ(contents.unreadableLines, 2U) << bad;
     }
+}
+
+TEST_F(HistoryTest, FileThatCannotBeReadIsNotTakenForAnEmptyOne) {
+    std::filesystem::create_directory(mFile);
+    EXPECT_THROW(mHistory.read(), HostError);
 }
 
 TEST_F(HistoryTest, ErasureVoidsWhatCameBeforeAndOnlyOfThatPackage) {

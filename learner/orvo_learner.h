@@ -28,7 +28,8 @@ struct EpTriple {
 /// The learning thread runs statsCollector; host threads hand it launches and
 /// stop requests through OrvoFeature, push descriptor counts and ask for pids.
 /// The operations of a launch catch what goes wrong in them and log it, except
-/// where they say so. No operation holds two of the mutexes at once.
+/// where they say so. No operation holds two of the mutexes at once. Names that
+/// are misspelled stay so: readers of logs and dumps match on them.
 class OrvoLearner {
 public:
     OrvoLearner();
@@ -130,7 +131,8 @@ public:
     void churnForStablizingPoints(std::int32_t vmRssBias,
                                   std::int32_t streak) ORVO_NO_THREAD_SAFETY_ANALYSIS;
 
-    /// Decides from the history of evaluations. The argument is not used.
+    /// Decides from the history of evaluations. The argument is not used, and
+    /// kept for the callers' sake.
     void concludeEp(std::int32_t);
 
     // The dump: diagnostics/csv_dump.cpp.

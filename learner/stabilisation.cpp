@@ -8,6 +8,7 @@
 
 namespace {
 
+// By design: memory is large and fine-grained, the other two are neither.
 constexpr std::int32_t kVmRssTolerancePercent = 1;
 constexpr std::int32_t kOomScoreTolerancePercent = 5;
 constexpr std::int32_t kFdCountTolerancePercent = 5;

@@ -1,4 +1,5 @@
 // Properties from the file that TAVO_PROPERTIES names, in lines of `name=value`.
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <istream>
@@ -7,11 +8,21 @@
 
 namespace {
 
-std::string trimmed(const std::string& text) {
-    constexpr char kBlanks[] = " \t\r";
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    if (first == std::string::npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+constexpr char kBlanks[] = " \t";
+
+std::string withoutLeadingBlanks(const std::string& text) {
+    return text.substr(std::min(text.find_first_not_of(kBlanks), text.size()));
+}
+
+std::string nameOf(const std::string& text) {
+    return withoutLeadingBlanks(text.substr(0, text.find_last_not_of(kBlanks) + 1));
+}
+
+// Blanks at its end are the value's, as on the device, where "true " is not
+// "true"; a carriage return is the line's.
+std::string valueOf(std::string text) {
+    if (!text.empty() && text.back() == '\r') text.pop_back();
+    return withoutLeadingBlanks(text);
 }
 
 // The last line of the name counts. Comments are lines whose "name" starts with
@@ -21,8 +32,8 @@ std::optional<std::string> findProperty(std::istream& lines, const std::string& 
     std::optional<std::string> value;
     for (std::string line; std::getline(lines, line);) {
         const std::size_t equals = line.find('=');
-        if (equals == std::string::npos || trimmed(line.substr(0, equals)) != name) continue;
-        value = trimmed(line.substr(equals + 1));
+        if (equals == std::string::npos || nameOf(line.substr(0, equals)) != name) continue;
+        value = valueOf(line.substr(equals + 1));
     }
     return value;
 }

@@ -24,7 +24,8 @@ TEST(Properties, LinesAreReadAsDocumented) {
     EXPECT_EQ(property(), "-");
     const std::pair<const char*, const char*> kCases[] = {
         {"a.b=true", "true"},
-        {"# a.b=false\n\n \t a.b \t=\t true \r\n", "true"},
+        {"# a.b=false\n\n \t a.b \t=\t true\r\n", "true"},
+        {"a.b=true \n", "true "},
         {"a.b=1\na.b=2\n", "2"},
         {"a.b=x=y # z\n", "x=y # z"},
         {"a.b=123456789012345678\n", "123456789012345"},

@@ -28,8 +28,8 @@ struct EpTriple {
 /// The learning thread runs statsCollector; host threads hand it launches and
 /// stop requests through OrvoFeature, push descriptor counts and ask for pids.
 /// The operations of a launch catch what goes wrong in them and log it, except
-/// where they say so. No operation holds two of the mutexes at once. Names that
-/// are misspelled stay so: readers of logs and dumps match on them.
+/// where they say so. No operation holds two of the mutexes at once. Names and
+/// log texts that are misspelled stay so: readers of logs and dumps match on them.
 class OrvoLearner {
 public:
     OrvoLearner();
@@ -63,7 +63,8 @@ public:
     /// `appName`; returns its thread-group id, or -1.
     std::int32_t getPidExpensive(std::string& appName);
 
-    /// Up to five scans, 200 ms before each; records the result in the pid map.
+    /// Up to five scans, 200 ms before each; records the result in the pid map,
+    /// which is for hosts: a pid of an earlier launch is never taken from there.
     std::int32_t getPid(std::string& appName);
 
     void setPidOnMap(std::string& appName, std::int32_t pid);

@@ -12,7 +12,7 @@
 namespace host {
 namespace {
 
-using testing::AllOf;
+using std::string_literals::operator""s;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -44,12 +44,10 @@ TEST_F(HistoryTest, CutOffLineIsPassedOverAndTheNextEntryStandsOnALineOfItsOwn) 
 
 TEST_F(HistoryTest, ForeignLinesAreCountedAndNothingElse) {
     const std::string good = toJsonLine(entryOf("com.a", 1, 30));
-    for (const std::string bad : {"x", "{", "[]", "null", "{}", R"({"package":1})", "\xff\xfe"}) {
-        HistoryContents contents;
-        addHistory(contents, good + bad + "\n" + std::string(5, '\0') + "\n\n" + good);
-        EXPECT_EQ(contents.entries, 2U) << bad;
-        EXPECT_EQ(contents.unreadableLines, 2U) << bad;
-    }
+    HistoryContents contents;
+    addHistory(contents, good + "{\n[]\nnull\n{}\n{\"package\":1}\n\xff\n\n\0\n"s + good);
+    EXPECT_EQ(contents.entries, 2U);
+    EXPECT_EQ(contents.unreadableLines, 7U);
 }
 
 TEST_F(HistoryTest, FileThatCannotBeReadIsNotTakenForAnEmptyOne) {
@@ -94,10 +92,9 @@ TEST_F(HistoryTest, ShowTellsTheSpreadAndLeavesEmptyWhatWasNotMeasured) {
                 HasSubstr(R"("final_endpoint_ms":null,"last_launched_at_unix_ms":1795235127364,)"
                           R"("launches_measured":4,"endpoint_min_ms":300,)"
                           R"("endpoint_median_ms":345.0,"endpoint_max_ms":900)"));
-    const std::string text = renderText({known, hostile, damaged}, history);
-    EXPECT_THAT(text, AllOf(HasSubstr("300 to 900 ms, median 345 of 4"), HasSubstr("450 ms"),
-                            HasSubstr("damaged; erase it")));
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 4) << text;
+    const std::string text = renderText({hostile, damaged}, history);
+    EXPECT_THAT(text, HasSubstr("damaged; erase it"));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3) << text;
 }
 
 }  // namespace

@@ -23,17 +23,11 @@ TEST(LogLineTest, FormatIsTakenApartAndOtherTextIsAllMessage) {
 }
 
 TEST(LogLineTest, LinesBelowTheAskedLevelAreKeptBack) {
-    const auto lowestLevel = [](int priority, const char* tag, const char* message) {
-        std::uint32_t level = 0;
-        while (level < 9 && !isWantedAt(level, {priority, tag, "f", message}))
-            ++level;
-        return level;
-    };
-    EXPECT_EQ(lowestLevel(kError, "TAVO-ORVO", "Unsupported op!"), 0U);
-    EXPECT_EQ(lowestLevel(kDebug, kLearner, "Start Learning appName:a"), 2U);
-    EXPECT_EQ(lowestLevel(kDebug, kLearner, "Decided Samples = 34. Starting collection ..."), 3U);
-    EXPECT_EQ(lowestLevel(kDebug, kLearner, "Process total rss = 5"), 4U);
-    EXPECT_EQ(lowestLevel(kDebug, "TAVO-ORVO-DB", "Wrote endpoint for a as 5"), 4U);
+    EXPECT_TRUE(isWantedAt(0, {kError, "TAVO-ORVO", "f", "Unsupported op!"}));
+    EXPECT_TRUE(isWantedAt(2, {kDebug, kLearner, "f", "Start Learning appName:a"}));
+    EXPECT_FALSE(isWantedAt(2, {kDebug, kLearner, "f", "Decided Samples = 34."}));
+    EXPECT_TRUE(isWantedAt(3, {kDebug, kLearner, "f", "Decided Samples = 34."}));
+    EXPECT_FALSE(isWantedAt(3, {kDebug, kLearner, "f", "Process total rss = 5"}));
 }
 
 struct Line {
@@ -54,14 +48,9 @@ const Line kTaken{kDebug, "Start Learning appName:p"};
 const Line kNoPid{kError, "Could not find pid, can not collect vmrss data"};
 const Line kAbort{kDebug, "Abort Detected for p!"};
 
-TEST(LaunchRecordTest, PhasesFollowTheLibraryAndIdlingBeforeTheLaunchIsNoEnd) {
-    const Line sampling{kDebug, "Decided Samples = 100. Starting collection ..."};
-    const Line idle{kDebug, "Waiting for Launch Event..."};
-    EXPECT_EQ(recordOf({idle}).phase(), LaunchPhase::kPending);
-    EXPECT_EQ(recordOf({idle, kTaken}).phase(), LaunchPhase::kHunting);
-    EXPECT_EQ(recordOf({kTaken, sampling}).phase(), LaunchPhase::kSampling);
-    EXPECT_EQ(recordOf({kTaken, sampling, kAbort}).phase(), LaunchPhase::kConcluding);
-    EXPECT_EQ(recordOf({kTaken, sampling, kAbort, idle}).phase(), LaunchPhase::kEnded);
+// The library's thread may say so when the launch is watched already.
+TEST(LaunchRecordTest, IdlingBeforeTheLaunchIsNoEnd) {
+    EXPECT_EQ(recordOf({{kDebug, "Waiting for Launch Event..."}}).phase(), LaunchPhase::kPending);
 }
 
 TEST(LaunchRecordTest, EndpointIsReadBehindAPackageNameThatLooksLikeOne) {
@@ -87,7 +76,6 @@ TEST(LaunchRecordTest, OutcomeComesFromTheLinesAndWhatTheHostKnows) {
         {{kTaken, kAbort}, interrupted, LaunchOutcome::kInterrupted},
         {{kTaken, kNoPid}, Known{}, LaunchOutcome::kNotFound},
         {{kTaken, kNoPid}, gone, LaunchOutcome::kExitedEarly},
-        {{kTaken, kNoPid}, interrupted, LaunchOutcome::kInterrupted},
         {{kTaken, fault}, Known{}, LaunchOutcome::kLearningFailed},
         {{limit}, Known{}, LaunchOutcome::kLimitReached},
     };

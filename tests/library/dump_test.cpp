@@ -26,24 +26,21 @@ protected:
     OrvoLearnerPeer mPeer{mLearner};
 };
 
+// The rows end with the longest series but for the top values.
 TEST_F(DumpTest, BlockIsExactAndBlocksAreAppended) {
-    mPeer.setSeries({912, -5, 7}, {302}, {17, 18});
-    mPeer.vmRssAge = {0.5F};
-    mPeer.oomScoreAge = {0.25F, 1.0F};
-    mPeer.fdCountAge = {0.125F};
-    mPeer.ageTable = {0.000488281F};
-    mPeer.vmRssTop = {912, 1, 2, 3};  // cut at the longest counted series
-    mPeer.oomScoreTop = {302};
-    mPeer.fdCountTop = {17, 19};
-    mPeer.setResults({1, -2, 3}, {4, 5, 6});
+    mPeer.ageTable = {1.5F};  // of series below 12 samples all are in the first twelfth
+    mPeer.setLaunchType(2);   // not decided yet
+    mPeer.setSeries({-5, 912, 7}, {1, 50, 300, 302}, {17, 17});
+    mLearner.churnForStablizingPoints(0, 1);
     const std::string block =
         "\n\n FD, OOM, VMRSS,VmRssAge,OOMScroeAge,FDCountAge,mAgeTable,mVmRssTop12,mOOMScroeTop12,"
         "mFDCountTop12"
-        "\n17, 302, 912, 0.500000, 0.250000, 0.125000, 0.000488, 912, 302, 17, "
-        "\n18, 0, -5, 0, 1.000000, 0, 0, 1, 0, 19, "
-        "\n0, 0, 7, 0, 0, 0, 0, 2, 0, 0, "
-        "\nmVmRssEp, mOOMScroeEp, mFDCountEp\n1, -2, 3\n"
-        "\nmVmRssYoungest, mOOMScroeYoungest, mFDCountYoungest\n4, 5, 6\n";
+        "\n17, 1, -5, 1.500000, 1.500000, 1.500000, 1.500000, 912, 302, 17, "
+        "\n17, 50, 912, 1.500000, 1.500000, 1.500000, 0, 7, 300, 0, "
+        "\n0, 300, 7, 1.500000, 1.500000, 0, 0, -5, 50, 0, "
+        "\n0, 302, 0, 0, 1.500000, 0, 0, 912, 1, 0, "
+        "\nmVmRssEp, mOOMScroeEp, mFDCountEp\n1, 2, 0\n"
+        "\nmVmRssYoungest, mOOMScroeYoungest, mFDCountYoungest\n912, 302, 17\n";
     LogCapture log(3);
     mLearner.exportToFile();
     EXPECT_EQ(device::contentOf(mPath), block);
@@ -53,7 +50,7 @@ TEST_F(DumpTest, BlockIsExactAndBlocksAreAppended) {
     mLearner.exportToFile("Aborted Before analysis", 0, mApp.c_str());
     EXPECT_EQ(device::contentOf(mPath),
               block + block + "\nFinal : 42\n" + "\nAborted Before analysis 0\n");
-    EXPECT_EQ(log.take(), "1, 2, 3\n; " + mApp + " = 4, 5, 6\n; 1, 2, 3\n; " + mApp +
+    EXPECT_EQ(log.take(), "4, 2, 3\n; " + mApp + " = 912, 302, 17\n; 4, 2, 3\n; " + mApp +
                               " = \nFinal : 42\n; Writing Meter Marker for data to " + mPath +
                               "; " + mApp + " = Aborted Before analysis 0\n");
 }
@@ -66,13 +63,17 @@ TEST_F(DumpTest, RowsRunToTheLongestSeriesTheAgeTableIncluded) {
         return std::count(content.begin(), content.end(), '\n') - 8;
     };
     EXPECT_EQ(rows(), 12);
-    for (std::vector<float>* ages : {&mPeer.vmRssAge, &mPeer.oomScoreAge, &mPeer.fdCountAge}) {
-        ages->assign(20, 1.0F);
-        EXPECT_EQ(rows(), 20);
-        ages->clear();
+    mPeer.setLaunchType(2);
+    for (std::size_t metric = 0; metric < 3; ++metric) {
+        std::vector<std::int32_t> series[3];
+        series[metric].resize(20);
+        mLearner.clearAll();
+        mPeer.setSeries(series[0], series[1], series[2]);
+        EXPECT_EQ(rows(), 20) << metric;
+        mLearner.churnForStablizingPoints(0, 1);
+        mLearner.churnForStablizingPoints(0, 1);  // adds as many ages again
+        EXPECT_EQ(rows(), 40) << metric;
     }
-    mPeer.setSeries({}, std::vector<std::int32_t>(30), {});
-    EXPECT_EQ(rows(), 30);
 }
 
 TEST_F(DumpTest, RefusesInItsOrderAndWritesNothing) {

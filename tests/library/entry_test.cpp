@@ -3,10 +3,8 @@
 #include <atomic>
 #include <csignal>
 #include <cstring>
-#include <functional>
 #include <gmock/gmock.h>
-#include <pthread.h>
-#include <stdexcept>
+#include <new>
 #include <thread>
 #include <unistd.h>
 
@@ -148,23 +146,19 @@ TEST_F(EntryTest, QueriesAnswerFromStoreAndPidMap) {
         EXPECT_EQ(get(7), std::max(pid, 1));
     }
     EXPECT_EQ(log.count("PID from Map:1 app:never seen"), 3);
+    EXPECT_EQ(log.count("Finding pid for never seen found 0"), 1);
+    EXPECT_EQ(log.count("Finding pid for never seen found 1"), 4);
 }
 
 TEST_F(EntryTest, NothingThrowsAcrossTheBoundary) {
-    const std::function<std::int32_t()> faults[] = {
-        []() -> std::int32_t { throw std::runtime_error("boom"); },
-        []() -> std::int32_t { throw 5; },
-    };
-    for (const auto& fault : faults) {
-        LogCapture log;
-        for (const char* call : {"open OrvoStatus", "query OrvoStatus", "delete OrvoStatus",
-                                 "queryAll OrvoLearning", "close OrvoEP"})
-            framework().faults[call] = fault;
-        EXPECT_EQ(set(10), -1);
-        EXPECT_EQ(set(1, mLaunch) + set(3) + set(11) + get(4) + get(5), 0);
-        EXPECT_EQ(log.count("exception"), 6);
-        framework().reset();
-    }
+    LogCapture log;
+    for (const char* call : {"open OrvoStatus", "query OrvoStatus", "delete OrvoStatus",
+                             "queryAll OrvoLearning", "close OrvoEP"})
+        framework().faults[call] = []() -> std::int32_t { throw 5; };
+    EXPECT_EQ(set(10), -1);
+    EXPECT_EQ(set(1, mLaunch) + set(3) + set(11) + get(4) + get(5), 0);
+    EXPECT_EQ(log.count("unknown exception"), 6);
+    framework().reset();
 }
 
 // At levels below each gate.
@@ -188,16 +182,13 @@ TEST_F(EntryTest, FailedAllocationAnywhereInAnOperationIsSurvived) {
 }
 
 TEST_F(EntryTest, FailedThreadCreationFailsTheInitialiseOperation) {
-    pthread_attr_t before;
-    pthread_attr_t huge;
-    pthread_getattr_default_np(&before);
-    pthread_attr_init(&huge);
-    pthread_attr_setstacksize(&huge, std::size_t{1} << 50U);
-    ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
     LogCapture log(3);
-    EXPECT_EQ(set(10), -1);
-    pthread_setattr_default_np(&before);
-    EXPECT_EQ(log.take(), "Init Orvo; Learning thread Creation Failed");
+    const auto fault = [] { throw std::bad_alloc(); };
+    const auto initialise = [&] { EXPECT_EQ(set(10), -1); };
+    for (int at = 0; log.count("Learning thread Creation Failed") == 0; ++at) {
+        framework().takeCalls();  // so that each time as many allocations come before the thread's
+        ASSERT_TRUE(allocation_faults::happensAt(at, fault, initialise));
+    }
 }
 
 using EntryDeathTest = EntryTest;

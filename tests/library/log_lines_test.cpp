@@ -93,16 +93,11 @@ private:
 
 TEST(LogLinesTest, GateIsComparedWithTheLowByteOfTheLevelAskedAnewForEachLine) {
     OrvoLearner learner;
-    for (const unsigned level : {0U, 2U, 0x100U, 0x102U}) {
-        LogCapture log(level);
-        learner.clearAll();
-        EXPECT_EQ(log.take(), "") << level;
-    }
-    for (const unsigned level : {3U, 0xffU, 0x103U}) {
+    for (const unsigned level : {0U, 2U, 3U, 0xffU, 0x100U, 0x102U, 0x103U}) {
         LogCapture log(level);
         log.onLine = [](const LogLine&) { setTavoLogLevel(2); };
         learner.clearAll();
-        EXPECT_EQ(log.take(), "clearAll") << level;
+        EXPECT_EQ(log.take(), (level & 0xffU) >= 3 ? "clearAll" : "") << level;
     }
 }
 

@@ -21,10 +21,6 @@ public:
         mLearner.mPendingLaunchType = type;
         mLearner.mPendingLaunchSubType = subType;
     }
-    void requestStop() {
-        const std::lock_guard<std::mutex> lock(mLearner.mStateMutex);
-        mLearner.mStopRequested = true;
-    }
     void setLaunchType(std::int32_t type, std::int32_t subType = 0) {
         mLearner.mLaunchType = type;
         mLearner.mLaunchSubType = subType;
@@ -38,21 +34,6 @@ public:
     std::size_t fdCounts() const ORVO_NO_THREAD_SAFETY_ANALYSIS { return mLearner.mFDCount.size(); }
     Series endpoints() const {
         return {mLearner.mVmRssEp, mLearner.mOOMScroeEp, mLearner.mFDCountEp};
-    }
-    Series youngest() const {
-        return {mLearner.mVmRssYoungest, mLearner.mOOMScroeYoungest, mLearner.mFDCountYoungest};
-    }
-    void setResults(const Series& ep, const Series& young) {
-        mLearner.mVmRssEp = ep[0], mLearner.mOOMScroeEp = ep[1], mLearner.mFDCountEp = ep[2];
-        mLearner.mVmRssYoungest = young[0], mLearner.mOOMScroeYoungest = young[1],
-        mLearner.mFDCountYoungest = young[2];
-    }
-    bool isWithoutIntermediates() const {
-        return mLearner.VmRssAge.empty() && mLearner.OOMScroeAge.empty() &&
-               mLearner.FDCountAge.empty() && mLearner.mVmRssTop12.empty() &&
-               mLearner.mOOMScroeTop12.empty() && mLearner.mFDCountTop12.empty() &&
-               mLearner.mVmRssFreq.empty() && mLearner.mOOMScroeFreq.empty() &&
-               mLearner.mFDCountFreq.empty();
     }
     void takeSample(std::FILE* status, std::FILE* score) { mLearner.takeSample(status, score); }
     /// For a thread that does not hold the lock itself.
@@ -70,12 +51,8 @@ public:
     const Series& vmRss = mLearner.mVmRss;
     const Series& oomScore = mLearner.mOOMScroe;
     std::vector<float>& ageTable = mLearner.mAgeTable;
-    std::vector<float>& vmRssAge = mLearner.VmRssAge;
-    std::vector<float>& oomScoreAge = mLearner.OOMScroeAge;
-    std::vector<float>& fdCountAge = mLearner.FDCountAge;
     Series& vmRssTop = mLearner.mVmRssTop12;
     Series& oomScoreTop = mLearner.mOOMScroeTop12;
-    Series& fdCountTop = mLearner.mFDCountTop12;
     std::vector<EpTriple>& history = mLearner.mEpHistory;
     std::atomic<bool>& decided = mLearner.mEpDecided;
     std::int32_t& epIdx = mLearner.mEpIdx;

@@ -3,20 +3,17 @@
 
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
-thread_local int pauses = 1;  // 0 only within happensAt
-thread_local int remaining = 0;
+thread_local int remaining = -1;  // allocations before the fault; none comes below 0
 thread_local const std::function<void()>* faultOfThread = nullptr;
 
 }  // namespace
 
 void* operator new(std::size_t size) {
-    if (pauses == 0 && remaining-- == 0) {
-        const allocation_faults::Pause pause;
-        (*faultOfThread)();
-    }
+    if (remaining >= 0 && remaining-- == 0) (*faultOfThread)();
     if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
     throw std::bad_alloc();
 }
@@ -33,20 +30,12 @@ bool allocation_faults::happensAt(int at, const std::function<void()>& fault,
                                   const std::function<void()>& operation) {
     faultOfThread = &fault;
     remaining = at;
-    {
-        struct Counting {
-            Counting() { --pauses; }
-            ~Counting() { ++pauses; }
-        } const counting;
-        operation();
-    }
-    return remaining < 0;
+    operation();
+    return std::exchange(remaining, -1) < 0;
 }
 
-allocation_faults::Pause::Pause() {
-    ++pauses;
-}
+allocation_faults::Pause::Pause() : mRemaining(std::exchange(remaining, -1)) {}
 
 allocation_faults::Pause::~Pause() {
-    --pauses;
+    remaining = mRemaining;
 }

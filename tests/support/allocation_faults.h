@@ -15,6 +15,9 @@ struct Pause {
     ~Pause();
     Pause(const Pause&) = delete;
     Pause& operator=(const Pause&) = delete;
+
+private:
+    int mRemaining;
 };
 
 }  // namespace allocation_faults

@@ -21,7 +21,9 @@ namespace device {
 
 namespace {
 
+/// A fork, with that pid unless it is 0.
 pid_t forkAs(pid_t wanted) {
+    if (wanted == 0) return fork();
     clone_args arguments{};
     arguments.exit_signal = SIGCHLD;
     arguments.set_tid = reinterpret_cast<std::uintptr_t>(&wanted);
@@ -29,29 +31,16 @@ pid_t forkAs(pid_t wanted) {
     return static_cast<pid_t>(syscall(SYS_clone3, &arguments, sizeof(arguments)));
 }
 
-/// A fork, with that pid unless it is 0, and a socket to the child.
-std::pair<pid_t, int> forkWithSocket(pid_t wanted = 0) {
-    int sockets[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) std::abort();
-    const pid_t pid = wanted == 0 ? fork() : forkAs(wanted);
-    if (pid == 0) prctl(PR_SET_PDEATHSIG, SIGKILL);
-    close(sockets[pid == 0 ? 0 : 1]);
-    if (pid >= 0) return {pid, sockets[pid == 0 ? 1 : 0]};
-    close(sockets[0]);
-    throw std::runtime_error("fork failed");
-}
-
-[[noreturn]] void growOnCommand(int socket) {
+void growOnCommand(int socket) {
     int mebibytes = 0;
     while (read(socket, &mebibytes, sizeof(mebibytes)) == sizeof(mebibytes)) {
         const auto size = static_cast<std::size_t>(mebibytes) << 20U;
         void* const memory =
             mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (memory == MAP_FAILED) _exit(1);
+        if (memory == MAP_FAILED) return;
         std::memset(memory, 1, size);
-        if (write(socket, "", 1) != 1) break;
+        if (write(socket, &mebibytes, sizeof(mebibytes)) < 0) return;
     }
-    _exit(0);
 }
 
 }  // namespace
@@ -74,27 +63,31 @@ std::string nameOf(pid_t task) {
     return commandLine.substr(0, commandLine.find('\0'));
 }
 
-Child Child::named(const std::string& name, pid_t wanted) {
-    const auto [pid, socket] = forkWithSocket(wanted);
-    if (pid == 0) {
-        dup2(socket, STDIN_FILENO);
-        dup2(socket, STDOUT_FILENO);
-        execl("/bin/cat", name.c_str(), nullptr);
+Child::Child(pid_t wanted, const std::function<void(int socket)>& program) : Child() {
+    int sockets[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) std::abort();
+    mPid = forkAs(wanted);
+    if (mPid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        close(sockets[0]);
+        program(sockets[1]);
         _exit(1);
     }
-    Child child(pid, socket);
-    child.grow(0);  // cat answers with what it is sent once it has started and settled
-    char rest[sizeof(int)];
-    if (read(socket, rest, sizeof(int) - 1) != sizeof(int) - 1) std::abort();
-    return child;
+    close(sockets[1]);
+    mSocket = sockets[0];
+    grow(1);  // answered once the program has started
+}
+
+Child Child::named(const std::string& name, pid_t pid) {
+    return {pid, [&](int socket) {
+                dup2(socket, STDIN_FILENO);
+                dup2(socket, STDOUT_FILENO);
+                execl("/bin/cat", name.c_str(), nullptr);  // answers with what it is sent
+            }};
 }
 
 Child Child::growing() {
-    const auto [pid, socket] = forkWithSocket();
-    if (pid == 0) growOnCommand(socket);
-    Child child(pid, socket);
-    child.grow(1);
-    return child;
+    return {0, growOnCommand};
 }
 
 Child::Child(Child&& other) noexcept
@@ -106,8 +99,9 @@ Child::~Child() {
 }
 
 void Child::grow(int mebibytes) {
-    char done = 0;
-    if (write(mSocket, &mebibytes, sizeof(mebibytes)) < 0 || read(mSocket, &done, 1) != 1) {
+    int done = 0;
+    if (write(mSocket, &mebibytes, sizeof(mebibytes)) < 0 ||
+        read(mSocket, &done, sizeof(done)) != sizeof(done)) {
         throw std::runtime_error("the growing child is gone");
     }
 }

@@ -2,6 +2,7 @@
 // dump folder of the private root that the tests run in.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <sys/types.h>
 
@@ -33,10 +34,11 @@ public:
     void die(bool reap = true);  ///< Not reaped, it stays behind as a zombie.
 
 private:
-    Child(pid_t pid, int socket) : mPid(pid), mSocket(socket) {}
+    Child() = default;
+    Child(pid_t wanted, const std::function<void(int socket)>& program);
 
-    pid_t mPid;
-    int mSocket;  // to the child
+    pid_t mPid = -1;
+    int mSocket = -1;  // to the child
 };
 
 }  // namespace device

@@ -179,7 +179,7 @@ TEST_F(LoopTest, ExactlyFiveStoredEndpointsMakeTheFinalOne) {
     for (const auto& [stored, calls] : cases) {
         framework().tables.clear();
         for (const std::int32_t endpoint : stored)
-            framework().tables["OrvoLearning"].push_back({mApp, {endpoint}});
+            framework().tables["OrvoLearning"].insert({mApp, {endpoint}});
         LogCapture log(4);
         learn(1, 0);
         EXPECT_EQ(framework().takeCalls(), calls);
@@ -293,7 +293,8 @@ TEST_F(LoopTest, FailedAllocationAnywhereInALaunchIsSurvived) {
         OrvoLearner learner;
         OrvoLearnerPeer peer(learner);
         LogCapture log(level);
-        framework().tables["OrvoLearning"].assign(4, {mApp, {100}});
+        framework().tables["OrvoLearning"] = {
+            {mApp, {100}}, {mApp, {100}}, {mApp, {100}}, {mApp, {100}}};
         peer.dumpEnabled = true;
         peer.maxSamples = 168;
         peer.launch(mApp, type, -1);

@@ -8,7 +8,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/support/joined.h"
@@ -17,8 +16,9 @@
 struct ScriptedFramework {
     using Words = std::vector<std::int32_t>;  // a row's value
 
-    /// Rows of each table, in insertion order.
-    std::map<std::string, std::vector<std::pair<std::string, Words>>> tables;
+    using Table = std::multimap<std::string, Words>;  // a key's rows in insertion order
+
+    std::map<std::string, Table> tables;
 
     /// Called instead of the database, by verb and table ("insert OrvoStatus");
     /// its result is the call's result. It may throw.

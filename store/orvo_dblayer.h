@@ -61,8 +61,6 @@ public:
     static OrvoDBlayer mOrvoDB;
 
 private:
-    friend class OrvoDBlayerPeer;  // tests look at the handles
-
     std::int32_t countLaunchEvent(std::string& appName, AppStatus& status);
     void markLearned(std::string& appName);
 

@@ -2,13 +2,10 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
-#include <gmock/gmock.h>
 #include <sstream>
 #include <stdexcept>
 
-#include "tests/library/peers.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/scripted_framework.h"
+#include "tests/library/learner_test.h"
 
 namespace {
 
@@ -31,13 +28,7 @@ Ints numbersOf(std::istream&& line) {
     return {std::istream_iterator<std::int32_t>(line), {}};
 }
 
-class AnalysisTest : public testing::Test {
-protected:
-    AnalysisTest() { framework().reset(); }
-
-    OrvoLearner mLearner;
-    OrvoLearnerPeer mPeer{mLearner};
-};
+using AnalysisTest = LearnerTest;
 
 TEST_F(AnalysisTest, AgeGrowsByTwelfthsAndTheRemainderIsNewest) {
     const std::vector<float>& table = mPeer.ageTable;
@@ -61,7 +52,6 @@ TEST_F(AnalysisTest, RankingCutsAtThreeQuartersRepeatsEqualCountsAndLogsWhatItWa
         Ints top;
         std::string log;
     } const cases[] = {
-        {{}, 1, {}, ""},
         {{{70, 8}, {90, 6}}, 1, {70, 90}, "debugTopVals = 8 6 "},
         {{{70, 15}, {90, 11}}, 1, {70}, cut + "11; debugTopVals = 15 "},
         {{{1, 5}, {2, 5}, {3, 3}}, 1, {2, 1, 2, 1}, cut + "3; debugTopVals = 5 5 "},

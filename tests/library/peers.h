@@ -1,4 +1,4 @@
-// Access to the fields of the learner and the store.
+// Access to the fields of the learner.
 #pragma once
 
 #include <string>
@@ -70,11 +70,4 @@ public:
     std::mutex& stateMutex = mLearner.mStateMutex;
     std::mutex& pidMapMutex = mLearner.mPidMapMutex;
     DataMutex& dataMutex = mLearner.mDataMutex;
-};
-
-class OrvoDBlayerPeer {
-public:
-    static std::vector<std::uint32_t> handles(const OrvoDBlayer& store) {
-        return {store.mStatusHandle, store.mLearningHandle, store.mEpHandle};
-    }
 };

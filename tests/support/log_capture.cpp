@@ -1,7 +1,6 @@
 // The capture, through Android's own hook.
 #include "tests/support/log_capture.h"
 
-#include <algorithm>
 #include <android/log.h>
 #include <mutex>
 
@@ -74,8 +73,8 @@ std::string LogCapture::take() {
 }
 
 int LogCapture::count(const std::string& text) const {
-    const std::vector<std::string> all = texts();
-    return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const std::string& line) {
-        return line.find(text) != std::string::npos;
-    }));
+    int result = 0;
+    for (const std::string& line : texts())
+        result += line.find(text) != std::string::npos ? 1 : 0;
+    return result;
 }

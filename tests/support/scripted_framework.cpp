@@ -28,7 +28,7 @@ std::int32_t call(const std::string& verb, const std::string& table, const std::
     framework().calls.push_back(verb + " " + table + details);
     const auto scripted = framework().faults.find(verb + " " + table);
     if (scripted != framework().faults.end()) return scripted->second();
-    return table == "?" ? -1 : operation(framework().tables[table]);
+    return table.back() == '?' ? -1 : operation(framework().tables[table]);
 }
 
 std::string keyAndSize(const std::string& key, std::uint64_t size) {
@@ -60,7 +60,10 @@ struct TavoDB::Impl {
     std::string table;  // the one that the object has open
     std::uint32_t handle = 0;
 
-    std::string tableOf(std::uint32_t of) const { return of != 0 && of == handle ? table : "?"; }
+    std::string tableOf(std::uint32_t of) const {
+        if (of == 0) return "?";
+        return of == handle ? table : "stale?";
+    }
 };
 
 TavoDB::TavoDB() : mImpl(std::make_unique<Impl>()) {}

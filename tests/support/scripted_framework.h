@@ -30,7 +30,7 @@ struct ScriptedFramework {
     void reset();
 
     /// The database calls since the last time, joined by "; ": verb, table ("?"
-    /// without an open handle of that object) and, but for open and close, key,
+    /// for no handle, "stale?" for none that the object has open) and, but for open and close, key,
     /// size and the words written.
     std::string takeCalls();
 

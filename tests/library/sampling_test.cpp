@@ -49,14 +49,11 @@ TEST_F(SamplingTest, StatusIsAnonymousPlusSwappedMemoryOrNamesWhatIsMissing) {
 }
 
 TEST_F(SamplingTest, ScoreIsParsedFromWhatFitsAnewAtEveryRead) {
-    EXPECT_EQ(mLearner.getProcessOMMScore(nullptr), -1);
     const std::pair<std::string, std::int32_t> cases[] = {
         {"666\n", 666},
         {"-5", -5},
         {"", 0},
-        {"\xff\xfe", 0},
-        {"4294967297", 1},                  // cut to 32 bits
-        {std::string(1 << 20, '7'), -1},    // the same, of the largest long
+        {std::string(1 << 20, '7'), -1},    // the largest long, cut to 32 bits
         {std::string(148, ' ') + "12", 1},  // 149 characters are read
     };
     LogCapture log(4);

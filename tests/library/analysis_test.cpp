@@ -72,24 +72,16 @@ TEST_F(AnalysisTest, RankingCutsAtThreeQuartersRepeatsEqualCountsAndLogsWhatItWa
 }
 
 TEST_F(AnalysisTest, YoungestIsTheMiddleOfCloseValuesElseTheMostRecentOne) {
-    Ints recent200(88, 100);
-    recent200.resize(100, 200);
-    Ints tie(22, 1);
-    tie.insert(tie.end(), {500, 100});
-    const auto youngest = [&](const Ints& top, const Ints& data) {
-        std::vector<float> ages;
-        mLearner.accessDataPtAge(data, ages);
-        return mLearner.getYoungest(top, ages, data);
-    };
-    EXPECT_EQ(youngest({}, {}), 0);
-    EXPECT_EQ(youngest({900, 950, 980}, {}), 940);
-    EXPECT_EQ(youngest({0, 500}, {}), 250);
-    EXPECT_EQ(youngest({100, 110}, {}), 105);
-    EXPECT_EQ(youngest({-7, -8}, {}), -7);                  // in percent of -7: negative
-    EXPECT_EQ(youngest({2147483647, 2147483647}, {}), -1);  // wraps
-    EXPECT_EQ(youngest({100, 111}, Ints(11, 111)), 0);      // all ages 0
-    EXPECT_EQ(youngest({100, 200}, recent200), 200);
-    EXPECT_EQ(youngest({100, 500}, tie), 100);
+    const auto ofTop = [&](const Ints& top) { return mLearner.getYoungest(top, {}, {}); };
+    EXPECT_EQ(ofTop({}), 0);
+    EXPECT_EQ(ofTop({900, 950, 980}), 940);
+    EXPECT_EQ(ofTop({0, 500}), 250);
+    EXPECT_EQ(ofTop({100, 110}), 105);
+    EXPECT_EQ(ofTop({-7, -8}), -7);                  // in percent of -7: negative
+    EXPECT_EQ(ofTop({2147483647, 2147483647}), -1);  // wraps
+    EXPECT_EQ(mLearner.getYoungest({100, 111}, {0.5F}, {111}), 0);
+    EXPECT_EQ(mLearner.getYoungest({100, 200}, {0.5F, 0.5F, 1.0F}, {100, 100, 200}), 200);
+    EXPECT_EQ(mLearner.getYoungest({100, 500}, {1.0F, 1.0F}, {500, 100}), 100);  // of equal age
     LogCapture log(3);
     EXPECT_EQ(mLearner.getYoungest({5}, std::vector<float>(3), Ints(2, 5)), 0);
     mLearner.getYoungest({100, 200}, std::vector<float>(3, 1.0F), {100, 100, 200});

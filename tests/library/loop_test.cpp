@@ -14,7 +14,6 @@ namespace {
 
 using device::Child;
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::Pair;
 using testing::SizeIs;
 
@@ -179,8 +178,8 @@ TEST_F(LoopTest, HuntGivesUpAfterAMinuteOfRetriesOrAStopAndStoresNothing) {
     // One look before the clock starts, one for each second up to 61; of five scans each.
     EXPECT_EQ(log.count("Failed to get pid for app_name " + mApp), 62);
     EXPECT_EQ(virtual_time::sleepsUs, std::vector<unsigned>(310, 200'000));
-    EXPECT_THAT(log.take(), EndsWith("; Aborted or timeout - Giving up on hunt; "
-                                     "Could not find pid, can not collect vmrss data"));
+    EXPECT_THAT(log.take(), testing::EndsWith("; Aborted or timeout - Giving up on hunt; "
+                                              "Could not find pid, can not collect vmrss data"));
     EXPECT_EQ(framework().takeCalls() + device::contentOf(device::dumpPath(mApp)), "");
     EXPECT_EQ(mLearner.getPidFromMap(mApp), -1);
     mOnScan = [&](int scan) {
@@ -192,8 +191,7 @@ TEST_F(LoopTest, HuntGivesUpAfterAMinuteOfRetriesOrAStopAndStoresNothing) {
 }
 
 TEST_F(LoopTest, StopAndDeathAbortTheLaunchWhichLeavesAMarkerAndNothingInTheStore) {
-    const auto abortsBy = [&](const std::function<void(Child&)>& abort, std::size_t samples,
-                              unsigned level) {
+    const auto abortsBy = [&](unsigned level, std::size_t samples, auto abort) {
         Child child = shownApp();
         mOnSample = [&](int sample) {
             if (sample == 10) abort(child);
@@ -208,9 +206,9 @@ TEST_F(LoopTest, StopAndDeathAbortTheLaunchWhichLeavesAMarkerAndNothingInTheStor
         EXPECT_EQ(framework().takeCalls(), "");
         unlink(device::dumpPath(mApp).c_str());
     };
-    abortsBy([&](Child&) { mPeer.stopRequested = true; }, 11, 3);
-    abortsBy([](Child& child) { child.die(); }, 10, 4);
-    abortsBy([](Child& zombie) { zombie.die(false); }, 10, 4);
+    abortsBy(3, 11, [&](Child&) { mPeer.stopRequested = true; });
+    abortsBy(4, 10, [](Child& child) { child.die(); });
+    abortsBy(4, 10, [](Child& zombie) { zombie.die(false); });
 }
 
 TEST_F(LoopTest, ProcessThatDiesBetweenTheScanAndTheFirstSampleLeavesNothing) {

@@ -8,7 +8,6 @@
 namespace {
 
 using testing::ElementsAre;
-using Ints = std::vector<std::int32_t>;
 
 class StoreTest : public testing::Test {
 protected:
@@ -66,14 +65,13 @@ TEST_F(StoreTest, CloseGoesInReverseEmptiesTheCacheAndMayBeRepeated) {
 }
 
 TEST_F(StoreTest, UncountedStatusOfAPackageWithoutOneLeavesTheCallersFlag) {
-    bool learned = true;
-    bool relearn = false;
-    EXPECT_EQ(mStore.checkStatus(mApp, false, learned, relearn), 0);
-    EXPECT_TRUE(learned);
+    bool flag = true;
+    EXPECT_EQ(mStore.checkStatus(mApp, false, flag, flag), 0);
+    EXPECT_TRUE(flag);
 }
 
 TEST_F(StoreTest, SamplesAreAddedReadInOrderBehindWhatIsThereAndDeleted) {
-    Ints samples = {1};
+    std::vector<std::int32_t> samples = {1};
     std::uint64_t count = 0;
     const auto write = [&] { mStore.writeAppSample(mApp, 30); };
     const auto read = [&] { count = mStore.getAppSamples(mApp, samples); };

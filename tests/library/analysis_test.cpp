@@ -130,7 +130,7 @@ TEST_F(AnalysisTest, ConclusionNeedsTheStreakOfItsLaunchTypeOrOneMetricAlone) {
     }
 }
 
-TEST_F(AnalysisTest, DecidedLaunchIsNotEvaluatedAgain) {
+TEST_F(AnalysisTest, DecidedLaunchIsNotEvaluatedAgainAndIsClearedWithItsSeries) {
     // Below 1 % of 1000 for the memory, below 5 % for the others.
     mPeer.setSeries({10, 990, 991, 1000, 1000}, {10, 950, 951, 1000, 1000},
                     {1, 38, 39, 40, 40, 40});

@@ -74,12 +74,15 @@ TEST_F(EntryTest, OperationsDoAndSayWhatTheirTableHas) {
     FdMessage none{0};
     EXPECT_EQ(trace(1), "App:a op:1; msg is NULL");
     EXPECT_EQ(trace(2), "App:a op:2; Stopping learning");
-    framework().faults["delete OrvoStatus"] = framework().faults["delete OrvoLearning"] = [] {
-        return -1;  // keeps nothing else from being erased
-    };
+    // A row that cannot be deleted keeps no other from being erased.
+    for (const char* call : {"delete OrvoStatus", "delete OrvoLearning"})
+        framework().faults[call] = [] { return -1; };
     EXPECT_EQ(trace(3),
               "App:a op:3; Erased Learning for a; "
               "delete OrvoStatus a 0; delete OrvoLearning a 0; delete OrvoEP a 0");
+    EXPECT_EQ(trace(11),
+              "DeInit Orvo; DeInit Orvo learner; clearAll; clearIntermediates; "
+              "Intermediates cleared; cleared; close OrvoEP; close OrvoLearning; close OrvoStatus");
     EXPECT_EQ(trace(6), "App:a op:6");
     EXPECT_EQ(trace(6, &none),
               "App:a op:6; UPDATE_FD_INFO: FDs Size:0; UPDATE_FD_INFO: FDs Size:0; "

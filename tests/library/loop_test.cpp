@@ -14,7 +14,6 @@ namespace {
 
 using device::Child;
 using testing::ElementsAre;
-using testing::Pair;
 using testing::SizeIs;
 
 constexpr unsigned kPeriodUs = 30'000;
@@ -95,7 +94,8 @@ TEST_F(GrowingAppTest, EverySampleIsReadFreshAndTheEndpointIsWhereTheGrowthEnds)
     // 20 samples of 30 ms, and the 200.7 ms of the retry cut to whole ones.
     EXPECT_EQ(mPeer.launchEndpoint, 800);
     EXPECT_EQ(log.count("TimeTakenToFind 200.700000 ms"), 1);
-    EXPECT_THAT(framework().tables["OrvoLearning"], ElementsAre(Pair(mApp, ElementsAre(800))));
+    EXPECT_THAT(framework().tables["OrvoLearning"],
+                ElementsAre(testing::Pair(mApp, ElementsAre(800))));
 }
 
 TEST_F(LoopTest, SampleBudgetFollowsTheLaunchMessage) {
@@ -208,7 +208,6 @@ TEST_F(LoopTest, StopAndDeathAbortTheLaunchWhichLeavesAMarkerAndNothingInTheStor
     };
     abortsBy(3, 11, [&](Child&) { mPeer.stopRequested = true; });
     abortsBy(4, 10, [](Child& child) { child.die(); });
-    abortsBy(4, 10, [](Child& zombie) { zombie.die(false); });
 }
 
 TEST_F(LoopTest, ProcessThatDiesBetweenTheScanAndTheFirstSampleLeavesNothing) {

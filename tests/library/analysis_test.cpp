@@ -135,6 +135,7 @@ TEST_F(AnalysisTest, DecidedLaunchIsNotEvaluatedAgainAndIsClearedWithItsSeries) 
     mPeer.setSeries({10, 990, 991, 1000, 1000}, {10, 950, 951, 1000, 1000},
                     {1, 38, 39, 40, 40, 40});
     mLearner.churnForStablizingPoints(-77, 5);  // a bias changes nothing
+    EXPECT_EQ(mPeer.endpoints(), (Ints{2, 2, 2}));
     LogCapture log(3);
     mLearner.churnForStablizingPoints(1, 5);
     EXPECT_EQ(log.take(),

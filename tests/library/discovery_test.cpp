@@ -33,7 +33,6 @@ TEST_F(DiscoveryTest, OnlyTheExactNameMatchesInTheOrderOfTheTaskList) {
     zombie.die(false);
     const std::string misses = text(prefix) + text(service) + text(zombie) + "2000000000\n";
     const std::pair<std::string, std::int32_t> cases[] = {
-        {misses, -1},
         {misses + text(second) + text(first), second.pid()},
         {"7 garbage " + text(first), -1},  // read up to what is no number
         {"0 -5 " + std::to_string(first.pid()), first.pid()},

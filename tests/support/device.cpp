@@ -3,7 +3,6 @@
 
 #include <csignal>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -65,7 +64,8 @@ std::string nameOf(pid_t task) {
 
 Child::Child(pid_t wanted, const std::function<void(int socket)>& program) : Child() {
     int sockets[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) std::abort();
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0)
+        throw std::runtime_error("no sockets");
     mPid = forkAs(wanted);
     if (mPid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -101,8 +101,11 @@ TEST_F(DumpTest, PathThatCannotBeOpenedOrLeavesTheFolderIsPassedOverAndALongOneI
 }
 
 TEST_F(DumpTest, PropertyEnablesTheDumpWhenItIsExactlyTrue) {
-    const std::pair<std::optional<std::string>, bool> cases[] = {
-        {"true", true}, {std::nullopt, true}, {"true ", false}, {std::nullopt, false}};
+    const std::pair<std::optional<std::string>, bool> cases[] = {{"true", true},
+                                                                 {std::nullopt, true},
+                                                                 {"True", false},
+                                                                 {"true ", false},
+                                                                 {std::nullopt, false}};
     mPeer.dumpEnabled = false;
     for (const auto& [property, isEnabled] : cases) {
         framework().dumpProperty = property;

@@ -2,10 +2,12 @@
 #include <filesystem>
 #include <functional>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <unistd.h>
 
+#include "platform/tavo_log.h"
 #include "tests/library/learner_test.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/device.h"
@@ -190,7 +192,20 @@ TEST_F(LoopTest, HuntGivesUpAfterAMinuteOfRetriesOrAStopAndStoresNothing) {
     EXPECT_EQ(log.count("Giving up on hunt"), 1);
 }
 
-TEST_F(LoopTest, StopAndDeathAbortTheLaunchWhichLeavesAMarkerAndNothingInTheStore) {
+/// Ends the child and gives its pid to another program, where root may do that.
+void takePid(Child& child, std::optional<Child>& other) {
+    const pid_t pid = child.pid();
+    child.die();
+    try {
+        other.emplace(Child::named("other", pid));
+        EXPECT_EQ(device::nameOf(pid), "other");
+    } catch (const std::runtime_error&) {
+        return;
+    }
+}
+
+TEST_F(LoopTest, StopDeathAndPidReuseAbortTheLaunchWhichLeavesAMarkerAndNothingInTheStore) {
+    std::optional<Child> other;
     const auto abortsBy = [&](unsigned level, std::size_t samples, auto abort) {
         Child child = shownApp();
         mOnSample = [&](int sample) {
@@ -208,6 +223,24 @@ TEST_F(LoopTest, StopAndDeathAbortTheLaunchWhichLeavesAMarkerAndNothingInTheStor
     };
     abortsBy(3, 11, [&](Child&) { mPeer.stopRequested = true; });
     abortsBy(4, 10, [](Child& child) { child.die(); });
+    abortsBy(4, 10, [&](Child& child) { takePid(child, other); });
+}
+
+TEST_F(LoopTest, LogLevelTakesEffectAtOnceAndThePropertyAtTheNextInitialise) {
+    const Child child = shownApp();
+    framework().dumpProperty = "true";
+    mLearner.Init();
+    mOnSample = [&](int sample) {
+        if (sample == 10) setTavoLogLevel(4);
+        if (sample == 20) setTavoLogLevel(3);
+        if (sample == 20) framework().dumpProperty = "false";
+    };
+    LogCapture log;
+    learn(1, 0);
+    EXPECT_EQ(log.count("Process total rss"), 10);
+    EXPECT_THAT(device::contentOf(device::dumpPath(mApp)), testing::HasSubstr("\nmVmRssEp, "));
+    mLearner.Init();
+    EXPECT_FALSE(mPeer.dumpEnabled);
 }
 
 TEST_F(LoopTest, ProcessThatDiesBetweenTheScanAndTheFirstSampleLeavesNothing) {

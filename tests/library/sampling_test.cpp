@@ -35,6 +35,7 @@ TEST_F(SamplingTest, StatusIsAnonymousPlusSwappedMemoryOrNamesWhatIsMissing) {
         {"RssAnon: 2147483647\nVmSwap: 1\n", INT_MIN, ""},  // wraps
         {"", -1, "Failed to read rss\n"},
         {"RssAnon: 800\nVmRSS: 1\n", -1, "Failed to read rssSwap\n"},
+        {std::string(1 << 20, 'x'), -1, "Failed to read rss\n"},
         {std::string("\0\xff\0RssAnon: 1 VmSwap: 2\n", 24), -1, "Failed to read rss\n"},
     };
     LogCapture log(3);
@@ -52,6 +53,7 @@ TEST_F(SamplingTest, ScoreIsParsedFromWhatFitsAnewAtEveryRead) {
     const std::pair<std::string, std::int32_t> cases[] = {
         {"666\n", 666},
         {"", 0},
+        {"\xff\xfe", 0},
         {std::string(1 << 20, '7'), -1},    // the largest long, cut to 32 bits
         {std::string(148, ' ') + "12", 1},  // 149 characters are read
     };

@@ -12,7 +12,7 @@
 namespace host {
 namespace {
 
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 

@@ -53,7 +53,7 @@ TEST_F(AnalysisTest, RankingCutsAtThreeQuartersRepeatsEqualCountsAndLogsWhatItWa
         std::string log;
     } const cases[] = {
         {{{70, 8}, {90, 6}}, 1, {70, 90}, "debugTopVals = 8 6 "},
-        {{{70, 15}, {90, 11}}, 1, {70}, cut + "11; debugTopVals = 15 "},
+        {{{70, 200}, {90, 149}}, 1, {70}, cut + "149; debugTopVals = 200 "},
         {{{1, 5}, {2, 5}, {3, 3}}, 1, {2, 1, 2, 1}, cut + "3; debugTopVals = 5 5 "},
         {{{1, 5}, {2, 5}, {3, 3}}, 2, {2, 1, 2, 1, 3}, "debugTopVals = 5 5 3 "},
         {{{1, 1}, {2, 1}, {3, 1}, {4, 1}},

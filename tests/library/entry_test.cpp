@@ -222,6 +222,8 @@ TEST_F(EntryDeathTest, SecondInitialiseAndExitWithTheThreadTerminateTheProcess) 
 
 void pushDescriptorCounts(std::string app) {
     LogCapture log(3);
+    FdMessage none{0};
+    EXPECT_EQ(setData(6, app, &none), 0);
     std::atomic<bool> returned{false};
     FdMessage message{3};
     std::thread host([&] {

@@ -75,6 +75,7 @@ Child::Child(pid_t wanted, const std::function<void(int socket)>& program) : Chi
     }
     close(sockets[1]);
     mSocket = sockets[0];
+    if (mPid < 0) throw std::runtime_error("fork failed");
     grow(1);  // answered once the program has started
 }
 

@@ -1,7 +1,7 @@
 // The reader of dumps, from the text to the launches.
 #include "fuzz/support.h"
+#include "host/base/exit_code.h"
 #include "host/dump/launch_grouping.h"
-#include "host/exit_code.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     try {

@@ -5,13 +5,13 @@
 #include <cstring>
 #include <unistd.h>
 
-#include "host/arguments.h"
-#include "host/command.h"
-#include "host/device_root.h"
-#include "host/exit_code.h"
-#include "host/printable.h"
-#include "host/state_folder.h"
-#include "host/version.h"
+#include "host/base/arguments.h"
+#include "host/base/exit_code.h"
+#include "host/base/printable.h"
+#include "host/base/version.h"
+#include "host/process/command.h"
+#include "host/root/device_root.h"
+#include "host/state/state_folder.h"
 
 namespace host {
 namespace {

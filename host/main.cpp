@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <unistd.h>
 
-#include "host/device_root.h"
-#include "host/exit_code.h"
-#include "host/printable.h"
+#include "host/base/exit_code.h"
+#include "host/base/printable.h"
+#include "host/base/version.h"
+#include "host/root/device_root.h"
 #include "host/verbs/verbs.h"
-#include "host/version.h"
 
 namespace host {
 namespace {

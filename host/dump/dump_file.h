@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "host/dump/launch.h"
-#include "host/state_folder.h"
+#include "host/state/state_folder.h"
 
 namespace host {
 

@@ -8,8 +8,8 @@
 
 #include <charconv>
 
-#include "host/exit_code.h"
-#include "host/printable.h"
+#include "host/base/exit_code.h"
+#include "host/base/printable.h"
 
 namespace host {
 namespace {

@@ -55,10 +55,10 @@ std::size_t samplesInRun(const MetricResult& result, const Series& series, Metri
     return run;
 }
 
-Finding findingOf(std::int32_t endpointIndex, std::size_t run, std::int32_t streak) {
-    if (run == 0) return Finding::kNeverNear;
-    if (run < static_cast<std::size_t>(streak)) return Finding::kShortRun;
-    return endpointIndex == 0 ? Finding::kSteadyFromStart : Finding::kSettled;
+MetricFinding findingOf(std::int32_t endpointIndex, std::size_t run, std::int32_t streak) {
+    if (run == 0) return MetricFinding::kNeverNear;
+    if (run < static_cast<std::size_t>(streak)) return MetricFinding::kShortRun;
+    return endpointIndex == 0 ? MetricFinding::kSteadyFromStart : MetricFinding::kSettled;
 }
 
 MetricExplanation explainMetric(const MetricResult& result, const Series& series, Metric metric,

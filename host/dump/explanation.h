@@ -22,7 +22,7 @@ enum class ValueRule {
     kNewest,  ///< they differ: the one met most often in the newest twelfth
 };
 
-enum class Finding {
+enum class MetricFinding {
     kNoSamples,
     kNeverNear,        ///< no sample lies near the settled value
     kSteadyFromStart,  ///< near it from the first sample on, so there is no endpoint
@@ -35,7 +35,7 @@ struct MetricExplanation {
     std::vector<CountedValue> frequentValues;  ///< the candidates, most frequent first
     ValueRule rule = ValueRule::kNone;
     std::optional<std::int32_t> settledValue;
-    Finding finding = Finding::kNoSamples;
+    MetricFinding finding = MetricFinding::kNoSamples;
     std::optional<std::int32_t> endpointIndex;
     std::size_t samplesInRun = 0;  ///< near the settled value in a row, from the endpoint on
 };

@@ -4,10 +4,10 @@
 #include <iomanip>
 #include <sstream>
 
+#include "host/base/json_text.h"
+#include "host/base/printable.h"
 #include "host/dump/explanation.h"
-#include "host/dump/spread.h"
-#include "host/json_text.h"
-#include "host/printable.h"
+#include "host/state/spread.h"
 
 namespace host {
 namespace {
@@ -76,16 +76,16 @@ std::string endpointText(const MetricExplanation& explanation, const MetricTrait
     const std::int32_t index = explanation.endpointIndex.value_or(0);
     const std::string endpoint = ms(timeMs(index)) + " (sample " + std::to_string(index) + "), ";
     switch (explanation.finding) {
-        case Finding::kNoSamples:
+        case MetricFinding::kNoSamples:
             break;
-        case Finding::kNeverNear:
+        case MetricFinding::kNeverNear:
             return "none: no sample is " + band + " of the settled value";
-        case Finding::kSteadyFromStart:
+        case MetricFinding::kSteadyFromStart:
             return "none: " + band + " from the first sample on, and 0 ms counts as none";
-        case Finding::kShortRun:
+        case MetricFinding::kShortRun:
             return (index == 0 ? "none, " : endpoint) + "a makeshift: no " + needed +
                    " in a row are " + band + "; the last try has " + run;
-        case Finding::kSettled:
+        case MetricFinding::kSettled:
             return endpoint + "the first of " + run + " in a row " + band + " (" + needed +
                    " are needed)";
     }
@@ -238,17 +238,17 @@ const char* idOf(DumpOutcome outcome) {
     return "cut_off";
 }
 
-const char* idOf(Finding finding) {
+const char* idOf(MetricFinding finding) {
     switch (finding) {
-        case Finding::kNoSamples:
+        case MetricFinding::kNoSamples:
             return "no_samples";
-        case Finding::kNeverNear:
+        case MetricFinding::kNeverNear:
             return "never_near";
-        case Finding::kSteadyFromStart:
+        case MetricFinding::kSteadyFromStart:
             return "steady_from_start";
-        case Finding::kShortRun:
+        case MetricFinding::kShortRun:
             return "short_run";
-        case Finding::kSettled:
+        case MetricFinding::kSettled:
             break;
     }
     return "settled";

@@ -7,12 +7,12 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 
-#include "host/command.h"
-#include "host/exit_code.h"
-#include "host/fork.h"
-#include "host/printable.h"
-#include "host/unique_fd.h"
-#include "host/whole_file.h"
+#include "host/base/exit_code.h"
+#include "host/base/printable.h"
+#include "host/base/unique_fd.h"
+#include "host/base/whole_file.h"
+#include "host/process/command.h"
+#include "host/process/fork.h"
 
 namespace host {
 namespace {

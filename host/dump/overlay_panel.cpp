@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "host/dump/explanation_report.h"
-#include "host/dump/spread.h"
+#include "host/state/spread.h"
 
 namespace host {
 namespace {

@@ -8,10 +8,10 @@
 #include <filesystem>
 #include <sys/stat.h>
 
-#include "host/exit_code.h"
-#include "host/printable.h"
-#include "host/unique_fd.h"
-#include "host/whole_file.h"
+#include "host/base/exit_code.h"
+#include "host/base/printable.h"
+#include "host/base/unique_fd.h"
+#include "host/base/whole_file.h"
 
 namespace host {
 namespace {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "host/printable.h"
+#include "host/base/printable.h"
 
 namespace host {
 namespace {

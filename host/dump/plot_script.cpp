@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <sstream>
 
+#include "host/base/printable.h"
 #include "host/dump/explanation_report.h"
 #include "host/dump/launch_panel.h"
 #include "host/dump/overlay_panel.h"
-#include "host/printable.h"
 
 namespace host {
 namespace {

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <sstream>
 
-#include "host/json_text.h"
-#include "host/printable.h"
+#include "host/base/json_text.h"
+#include "host/base/printable.h"
 
 namespace host {
 namespace {

@@ -2,8 +2,8 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
-#include "host/exit_code.h"
-#include "host/state_folder.h"
+#include "host/base/exit_code.h"
+#include "host/state/state_folder.h"
 #include "host/verbs/verbs.h"
 
 namespace host {

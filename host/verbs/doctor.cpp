@@ -2,11 +2,11 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 
-#include "host/checkup.h"
-#include "host/device_root.h"
-#include "host/exit_code.h"
-#include "host/log_sink.h"
-#include "host/printable.h"
+#include "host/base/exit_code.h"
+#include "host/base/printable.h"
+#include "host/library/log_sink.h"
+#include "host/root/device_root.h"
+#include "host/verbs/checkup.h"
 #include "host/verbs/verbs.h"
 
 namespace host {

@@ -2,11 +2,11 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 
+#include "host/base/exit_code.h"
 #include "host/dump/dump_file.h"
 #include "host/dump/explanation_report.h"
-#include "host/exit_code.h"
-#include "host/log_sink.h"
-#include "host/store_reader.h"
+#include "host/library/log_sink.h"
+#include "host/state/store_reader.h"
 #include "host/verbs/verbs.h"
 
 namespace host {

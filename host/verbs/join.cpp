@@ -1,13 +1,13 @@
 // orvo-host join: runs a command where a watching orvo-host sees its launch.
 #include <CLI/CLI.hpp>
 
-#include "host/command.h"
-#include "host/exit_code.h"
-#include "host/joined_command.h"
-#include "host/package_name.h"
-#include "host/state_folder.h"
+#include "host/base/exit_code.h"
+#include "host/process/command.h"
+#include "host/process/joined_command.h"
+#include "host/process/package_name.h"
+#include "host/state/state_folder.h"
+#include "host/state/watch_lock.h"
 #include "host/verbs/verbs.h"
-#include "host/watch_lock.h"
 
 namespace host {
 namespace {

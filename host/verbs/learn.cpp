@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "host/command.h"
-#include "host/device_root.h"
-#include "host/exit_code.h"
-#include "host/fd_counts.h"
-#include "host/interruption.h"
-#include "host/learn_session.h"
-#include "host/package_name.h"
-#include "host/printable.h"
+#include "host/base/exit_code.h"
+#include "host/base/interruption.h"
+#include "host/base/printable.h"
+#include "host/learn/learn_session.h"
+#include "host/library/fd_counts.h"
+#include "host/process/command.h"
+#include "host/process/package_name.h"
+#include "host/root/device_root.h"
 #include "host/verbs/verbs.h"
 
 namespace host {

@@ -3,11 +3,11 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "host/base/exit_code.h"
 #include "host/dump/dump_file.h"
 #include "host/dump/gnuplot.h"
 #include "host/dump/picture_file.h"
 #include "host/dump/plot_script.h"
-#include "host/exit_code.h"
 #include "host/verbs/verbs.h"
 
 namespace host {

@@ -1,10 +1,10 @@
 // orvo-host replay: recorded series through the library's analysis again.
 #include <CLI/CLI.hpp>
 
+#include "host/base/exit_code.h"
 #include "host/dump/dump_file.h"
 #include "host/dump/replay_report.h"
-#include "host/exit_code.h"
-#include "host/log_sink.h"
+#include "host/library/log_sink.h"
 #include "host/verbs/verbs.h"
 #include "platform/tavo_log.h"
 

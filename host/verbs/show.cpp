@@ -2,12 +2,12 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 
-#include "host/exit_code.h"
-#include "host/history.h"
-#include "host/log_sink.h"
-#include "host/report.h"
-#include "host/state_folder.h"
-#include "host/store_reader.h"
+#include "host/base/exit_code.h"
+#include "host/library/log_sink.h"
+#include "host/state/history.h"
+#include "host/state/package_report.h"
+#include "host/state/state_folder.h"
+#include "host/state/store_reader.h"
 #include "host/verbs/verbs.h"
 
 namespace host {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/arguments.h"
+#include "host/base/arguments.h"
 
 namespace CLI {
 class App;

@@ -2,12 +2,12 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
-#include "host/device_root.h"
-#include "host/exit_code.h"
-#include "host/interruption.h"
+#include "host/base/exit_code.h"
+#include "host/base/interruption.h"
+#include "host/root/device_root.h"
+#include "host/state/watch_lock.h"
 #include "host/verbs/verbs.h"
-#include "host/watch_lock.h"
-#include "host/watch_session.h"
+#include "host/watch/watch_session.h"
 
 namespace host {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "host/dump/explanation.h"
 #include "host/dump/explanation_report.h"
-#include "host/dump/spread.h"
+#include "host/state/spread.h"
 #include "tests/host/golden_dumps.h"
 #include "tests/host/program.h"
 

@@ -1,12 +1,12 @@
 // The history of launches and what show makes of it.
-#include "host/history.h"
+#include "host/state/history.h"
 
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/exit_code.h"
-#include "host/report.h"
+#include "host/base/exit_code.h"
+#include "host/state/package_report.h"
 #include "tests/framework/temp_folder.h"
 
 namespace host {

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <tuple>
 
-#include "host/launch_record.h"
-#include "host/log_line.h"
+#include "host/library/launch_record.h"
+#include "host/library/log_line.h"
 
 namespace host {
 namespace {

@@ -7,9 +7,9 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include "host/base/exit_code.h"
 #include "host/dump/picture_file.h"
 #include "host/dump/plot_script.h"
-#include "host/exit_code.h"
 #include "tests/host/golden_dumps.h"
 #include "tests/host/program.h"
 

@@ -7,7 +7,7 @@
 #include <sys/wait.h>
 #include <thread>
 
-#include "host/process_tree.h"
+#include "host/process/process_tree.h"
 
 Program::Program(const Words& words, const Words& settings) {
     std::vector<char*> arguments;

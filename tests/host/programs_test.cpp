@@ -11,7 +11,7 @@
 #include <sys/prctl.h>
 #include <sys/stat.h>
 
-#include "host/store_reader.h"
+#include "host/state/store_reader.h"
 #include "tests/host/program.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <string>
 
-#include "host/exit_code.h"
+#include "host/base/exit_code.h"
 
 /// Matches an action that is refused with that code and such a text.
 inline auto refuses(host::ExitCode code, const testing::Matcher<std::string>& why) {

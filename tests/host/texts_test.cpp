@@ -2,12 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/package_name.h"
-#include "host/printable.h"
-#include "host/process_tree.h"
-#include "host/progress.h"
-#include "host/state_folder.h"
-#include "host/task_list.h"
+#include "host/base/printable.h"
+#include "host/learn/progress.h"
+#include "host/process/package_name.h"
+#include "host/process/process_tree.h"
+#include "host/process/task_list.h"
+#include "host/state/state_folder.h"
 #include "tests/framework/temp_folder.h"
 
 namespace host {

@@ -7,10 +7,10 @@
 #include <sys/syscall.h>
 #include <thread>
 
-#include "host/app_scan.h"
-#include "host/launch_ledger.h"
-#include "host/launch_rules.h"
-#include "host/process_tree.h"
+#include "host/process/process_tree.h"
+#include "host/watch/app_scan.h"
+#include "host/watch/launch_ledger.h"
+#include "host/watch/launch_rules.h"
 #include "tests/host/program.h"
 #include "tests/host/refusal.h"
 

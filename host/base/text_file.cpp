@@ -1,0 +1,46 @@
+// Reads small text files that a person has written.
+#include "host/base/text_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "host/base/unique_fd.h"
+#include "host/base/whole_file.h"
+
+namespace host {
+namespace {
+
+constexpr std::size_t kLargestSize = 1 << 20;
+
+bool isForeign(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return (byte < 0x20 && c != '\t' && c != '\r' && c != '\n') || byte == 0x7f;
+}
+
+}  // namespace
+
+std::string readTextFile(const std::string& path, ExitCode code) {
+    const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::string text;
+    if (!file.isOpen() || !readWhole(file.get(), text, kLargestSize)) {
+        throw HostError(code, "cannot read " + path + ": " + std::strerror(errno));
+    }
+    const auto foreign = std::find_if(text.begin(), text.end(), isForeign);
+    if (foreign != text.end()) {
+        const auto line = 1 + std::count(text.begin(), foreign, '\n');
+        throw HostError(code, path + ':' + std::to_string(line) +
+                                  ": holds a control character; it must be a text file");
+    }
+    if (text.size() > kLargestSize) {
+        throw HostError(code, path + " is larger than 1 MiB; is it the right file?");
+    }
+    return text;
+}
+
+std::string readTextFileIfAny(const std::string& path, ExitCode code) {
+    const bool isMissing = access(path.c_str(), F_OK) != 0 && errno == ENOENT;
+    return isMissing ? std::string() : readTextFile(path, code);
+}
+
+}  // namespace host

@@ -1,0 +1,95 @@
+// Words on standard error while launches are learned.
+#include "host/learn/progress.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <unistd.h>
+
+#include "host/base/steady_clock.h"
+
+namespace host {
+namespace {
+
+constexpr double kHuntLimitMs = 60000;
+constexpr double kSamplePeriodMs = 30;
+constexpr int kBarCells = 24;
+
+const char* phaseText(LaunchPhase phase) {
+    switch (phase) {
+        case LaunchPhase::kPending:
+            return "starting";
+        case LaunchPhase::kHunting:
+            return "looking for the process";
+        case LaunchPhase::kSampling:
+            return "sampling";
+        case LaunchPhase::kConcluding:
+        case LaunchPhase::kEnded:
+            break;
+    }
+    return "concluding";
+}
+
+// The share of the phase that is over, by the time it takes at most.
+double shareDone(const LaunchRecord& record, double phaseTimeMs) {
+    switch (record.phase()) {
+        case LaunchPhase::kPending:
+            return 0;
+        case LaunchPhase::kHunting:
+            return std::min(1.0, phaseTimeMs / kHuntLimitMs);
+        case LaunchPhase::kSampling:
+            return std::min(1.0, phaseTimeMs / (kSamplePeriodMs * record.sampleBudget()));
+        case LaunchPhase::kConcluding:
+        case LaunchPhase::kEnded:
+            break;
+    }
+    return 1;
+}
+
+}  // namespace
+
+std::string barText(const std::string& title, const LaunchRecord& record, double phaseTimeMs) {
+    const int done = static_cast<int>(shareDone(record, phaseTimeMs) * kBarCells);
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, " %.1f s", phaseTimeMs / 1000);
+    return title + " [" + std::string(static_cast<std::size_t>(done), '#') +
+           std::string(static_cast<std::size_t>(kBarCells - done), '-') + "] " +
+           phaseText(record.phase()) + seconds;
+}
+
+Progress::Style Progress::styleFor(bool quiet, bool logIsShown) {
+    if (quiet) return Style::kQuiet;
+    return isatty(STDERR_FILENO) != 0 && !logIsShown ? Style::kBar : Style::kLines;
+}
+
+void Progress::beginLaunch(int number) {
+    mNumber = number;
+    mPhase = LaunchPhase::kPending;
+    mPhaseStartMs = steadyMs();
+    if (mStyle == Style::kLines) line("started");
+}
+
+void Progress::show(const LaunchRecord& record) {
+    if (record.phase() != mPhase) {
+        mPhase = record.phase();
+        mPhaseStartMs = steadyMs();
+    }
+    if (mStyle != Style::kBar) return;
+    const std::string title = "launch " + std::to_string(mNumber) + '/' + std::to_string(mLaunches);
+    std::fprintf(stderr, "\r\033[K%s", barText(title, record, steadyMs() - mPhaseStartMs).c_str());
+}
+
+void Progress::note(const std::string& text) {
+    line(text);
+}
+
+void Progress::endLaunch(const std::string& result) {
+    line(result);
+}
+
+void Progress::line(const std::string& text) {
+    if (mStyle == Style::kQuiet) return;
+    if (mStyle == Style::kBar) std::fputs("\r\033[K", stderr);
+    std::fprintf(stderr, "launch %d/%d: %s\n", mNumber, mLaunches, text.c_str());
+}
+
+}  // namespace host

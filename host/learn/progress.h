@@ -1,0 +1,42 @@
+// Words on standard error while launches are learned.
+#pragma once
+
+#include <string>
+
+#include "host/library/launch_record.h"
+
+namespace host {
+
+class Progress {
+public:
+    enum class Style { kQuiet, kLines, kBar };
+
+    /// A live bar on a terminal, plain lines elsewhere, nothing when `quiet`.
+    /// Log lines on the same stream rule the bar out.
+    static Style styleFor(bool quiet, bool logIsShown);
+
+    Progress(Style style, int launches) : mStyle(style), mLaunches(launches) {}
+
+    void beginLaunch(int number);
+
+    /// Shows how far the launch has come; only the bar does.
+    void show(const LaunchRecord& record);
+
+    void note(const std::string& text);
+
+    void endLaunch(const std::string& result);
+
+private:
+    void line(const std::string& text);
+
+    const Style mStyle;
+    const int mLaunches;
+    int mNumber = 0;
+    LaunchPhase mPhase = LaunchPhase::kPending;
+    double mPhaseStartMs = 0;
+};
+
+/// The bar of one launch: "launch 2/5 [#####-----] sampling 0.5 s".
+std::string barText(const std::string& title, const LaunchRecord& record, double phaseTimeMs);
+
+}  // namespace host

@@ -1,0 +1,72 @@
+// What the library's log lines tell of one launch, and the launch's outcome.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "host/library/log_line.h"
+
+namespace host {
+
+enum class LaunchPhase { kPending, kHunting, kSampling, kConcluding, kEnded };
+
+/// How the library's work on a launch ended.
+enum class LaunchEnding {
+    kNone,
+    kEndpoint,
+    kUndecided,
+    kAborted,
+    kNotFound,
+    kFaulted,       ///< an exception inside the library
+    kLimitReached,  ///< the launch-count limit: learning erased, launch not taken
+};
+
+enum class LaunchOutcome {
+    kStored,
+    kUndecided,
+    kExitedEarly,
+    kNotFound,
+    kStoreFailed,
+    kLearningFailed,
+    kLimitReached,
+    kInterrupted,
+    kAlreadyLearned,
+    kSuperseded,  ///< another launch came while it waited for its turn
+};
+
+/// The word for an outcome in output of both kinds.
+const char* outcomeText(LaunchOutcome outcome);
+
+/// Follows one launch through the log lines that the library writes for it.
+class LaunchRecord {
+public:
+    void take(const LogLine& line);
+
+    LaunchPhase phase() const { return mPhase; }
+    LaunchEnding ending() const { return mEnding; }
+    std::int32_t sampleBudget() const { return mSampleBudget; }
+
+    /// What the library concluded, stored or not.
+    std::optional<std::int32_t> endpointMs() const { return mEndpointMs; }
+
+private:
+    void takeError(const LogLine& line);
+    void takeProgress(const LogLine& line);
+    void concludeWith(LaunchEnding ending);
+
+    LaunchPhase mPhase = LaunchPhase::kPending;
+    LaunchEnding mEnding = LaunchEnding::kNone;
+    std::int32_t mSampleBudget = 0;
+    std::optional<std::int32_t> mEndpointMs;
+};
+
+/// What the host knows of a launch beside the library's log.
+struct LaunchCircumstances {
+    bool interrupted = false;   ///< a person or a signal asked for the end
+    bool commandEnded = false;  ///< no process of the command was left in the end
+    bool storeHasIt = false;    ///< the store shows the launch's endpoint
+};
+
+LaunchOutcome outcomeOf(const LaunchRecord& record, const LaunchCircumstances& circumstances);
+
+}  // namespace host

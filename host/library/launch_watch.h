@@ -1,0 +1,48 @@
+// Follows one launch through the log while another thread waits for its end.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+#include "host/library/launch_record.h"
+#include "host/library/log_sink.h"
+
+namespace host {
+
+/// Listens to the sink while it lives.
+class LaunchWatch {
+public:
+    explicit LaunchWatch(LogSink& log) : mLog(log) {
+        mLog.setListener([this](const LogLine& line) { take(line); });
+    }
+    ~LaunchWatch() { mLog.setListener({}); }
+    LaunchWatch(const LaunchWatch&) = delete;
+    LaunchWatch& operator=(const LaunchWatch&) = delete;
+
+    LaunchRecord record() {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return mRecord;
+    }
+
+    /// True when the library has ended the launch; waits for it that long.
+    bool waitForEnd(std::chrono::milliseconds limit) {
+        std::unique_lock<std::mutex> lock(mMutex);
+        return mEnded.wait_for(lock, limit,
+                               [this] { return mRecord.phase() == LaunchPhase::kEnded; });
+    }
+
+private:
+    void take(const LogLine& line) {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mRecord.take(line);
+        if (mRecord.phase() == LaunchPhase::kEnded) mEnded.notify_all();
+    }
+
+    LogSink& mLog;
+    std::mutex mMutex;
+    std::condition_variable mEnded;
+    LaunchRecord mRecord;  // guarded by mMutex
+};
+
+}  // namespace host

@@ -1,0 +1,68 @@
+// One line of the library's log, taken apart.
+#include "host/library/log_line.h"
+
+#include <algorithm>
+#include <android/log.h>
+
+#include "host/library/log_messages.h"
+
+namespace host {
+namespace {
+
+constexpr std::uint32_t kLaunchTakenLevel = 2;
+constexpr std::uint32_t kMilestoneLevel = 3;
+constexpr std::uint32_t kDetailLevel = 4;
+
+// Debug lines of the learner and the entry functions that are details.
+constexpr std::string_view kDetailMessages[] = {
+    "Waiting for Launch Event...",
+    "nread=",
+    "Process total rss",
+    "Found sample for ",
+    "waking up learning thread",
+    "Stopping learning",
+    "Erased Learning for ",
+    "setData appName:",
+    "sample for ",
+};
+
+std::uint32_t gateOf(const LogLine& line) {
+    if (line.priority >= ANDROID_LOG_ERROR) return 0;
+    if (line.tag == log::kStoreTag) return kDetailLevel;
+    if (startsWith(line.message, log::kTaken)) return kLaunchTakenLevel;
+    const bool isDetail =
+        std::any_of(std::begin(kDetailMessages), std::end(kDetailMessages),
+                    [&](std::string_view detail) { return startsWith(line.message, detail); });
+    return isDetail ? kDetailLevel : kMilestoneLevel;
+}
+
+}  // namespace
+
+bool startsWith(std::string_view text, std::string_view prefix) {
+    return text.substr(0, prefix.size()) == prefix;
+}
+
+LogLine parseLogLine(int priority, std::string_view tag, std::string_view text) {
+    while (!text.empty() && text.back() == '\n')
+        text.remove_suffix(1);
+    LogLine line{priority, tag, {}, text};
+    if (!startsWith(text, tag) || !startsWith(text.substr(tag.size()), ": ")) return line;
+
+    const std::string_view rest = text.substr(tag.size() + 2);
+    const std::size_t functionEnd = rest.find("() ");
+    if (functionEnd == std::string_view::npos) return line;
+    const std::size_t numberStart = functionEnd + 3;
+    const std::size_t numberEnd = rest.find_first_not_of("0123456789", numberStart);
+    if (numberEnd == std::string_view::npos || numberEnd == numberStart) return line;
+    if (!startsWith(rest.substr(numberEnd), ": ")) return line;
+
+    line.function = rest.substr(0, functionEnd);
+    line.message = rest.substr(numberEnd + 2);
+    return line;
+}
+
+bool isWantedAt(std::uint32_t level, const LogLine& line) {
+    return level >= gateOf(line);
+}
+
+}  // namespace host

@@ -1,0 +1,33 @@
+// The library's log tags and messages that the host reads, each as far as it
+// is the same in every line.
+#pragma once
+
+#include <string_view>
+
+namespace host::log {
+
+constexpr std::string_view kEntryTag = "TAVO-ORVO";
+constexpr std::string_view kLearnerTag = "TAVO-ORVO-LEARNER";
+constexpr std::string_view kStoreTag = "TAVO-ORVO-DB";
+constexpr std::string_view kDatabaseTag = "TAVO-DB";
+
+// Of the entry functions.
+constexpr std::string_view kWakingThread = "waking up learning thread";
+constexpr std::string_view kLimitErased = "Erased learning for ";
+
+// Of the learner, in the order of a launch.
+constexpr std::string_view kWaiting = "Waiting for Launch Event";
+constexpr std::string_view kTaken = "Start Learning appName:";
+constexpr std::string_view kNoProcess = "Could not find pid";
+constexpr std::string_view kSampleBudget = "Decided Samples = ";
+constexpr std::string_view kAborted = "Abort Detected for ";
+constexpr std::string_view kLearned = "Learned Launch Endpoint for ";
+constexpr std::string_view kUndecided = "Launch Endpoint could not determined for ";
+constexpr std::string_view kException = "exception ";
+constexpr std::string_view kUnknownException = "unknown exception";
+
+// Of the store.
+constexpr std::string_view kTableNotOpened = "Could not open DB:";
+constexpr std::string_view kSampleNotWritten = "Failed to write sample for ";
+
+}  // namespace host::log

@@ -1,0 +1,86 @@
+// The library as its host sees it: the two exported functions with names.
+#include "host/library/orvo_library.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "feature/orvo.h"
+#include "host/base/exit_code.h"
+#include "host/library/log_messages.h"
+#include "platform/tavo_log.h"
+
+namespace host {
+namespace {
+
+// The initialise operation succeeds without a store; only its log tells.
+bool initialise(LogSink& log, bool& storeOpened) {
+    storeOpened = true;
+    log.setListener([&](const LogLine& line) {
+        if (startsWith(line.message, log::kTableNotOpened)) storeOpened = false;
+    });
+    std::string noPackage;
+    const bool started = setData(ORVO_SET_INIT, noPackage, nullptr) == 0;
+    log.setListener({});
+    return started;
+}
+
+void shutDown() {
+    std::string noPackage;
+    setData(ORVO_SET_DEINIT, noPackage, nullptr);
+}
+
+}  // namespace
+
+OrvoLibrary::OrvoLibrary(const StateFolder& state, LogSink& log, std::uint32_t logLevel) {
+    setenv("TAVO_DB_PATH", state.database().c_str(), 1);
+    setenv("TAVO_PROPERTIES", state.properties().c_str(), 1);
+    setTavoLogLevel(logLevel);
+    bool storeOpened = false;
+    if (!initialise(log, storeOpened)) {
+        throw HostError(kEnvironment,
+                        "the learning thread cannot be started: free some memory or "
+                        "raise the limit of processes (ulimit -u)");
+    }
+    if (!storeOpened) {
+        shutDown();
+        throw HostError(kEnvironment, "the store " + state.database() +
+                                          " does not open: " + log.lastDatabaseError() +
+                                          "; mend or move it, or choose another with --state");
+    }
+}
+
+OrvoLibrary::~OrvoLibrary() {
+    shutDown();
+}
+
+void OrvoLibrary::launch(std::string package, std::int32_t type, std::int32_t subtype) {
+    std::int32_t message[2] = {type, subtype};
+    setData(ORVO_SET_LAUNCH, package, message);
+}
+
+void OrvoLibrary::stop(std::string package) {
+    setData(ORVO_SET_STOP, package, nullptr);
+}
+
+void OrvoLibrary::erase(std::string package) {
+    setData(ORVO_SET_ERASE, package, nullptr);
+}
+
+void OrvoLibrary::sendFdCounts(std::string package, const std::vector<std::int32_t>& counts) {
+    constexpr std::size_t kEntriesOffset = 4;
+    const auto count = static_cast<std::uint16_t>(counts.size());
+    std::vector<char> message(kEntriesOffset + count * sizeof(std::int32_t));
+    std::memcpy(message.data(), &count, sizeof count);
+    std::memcpy(message.data() + kEntriesOffset, counts.data(), count * sizeof(std::int32_t));
+    setData(ORVO_SET_FD_INFO, package, message.data());
+}
+
+std::int32_t OrvoLibrary::pid(std::string package) {
+    return getData(ORVO_GET_PID, package);
+}
+
+std::int32_t OrvoLibrary::finalEndpointMs(std::string package) {
+    return getData(ORVO_GET_FINAL_ENDPOINT, package);
+}
+
+}  // namespace host

@@ -1,0 +1,54 @@
+// The library as its host sees it: the two exported functions with names.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/library/log_sink.h"
+#include "host/state/state_folder.h"
+
+namespace host {
+
+/// The level of the library's log from which a launch can be followed: some of
+/// the lines that tell of its way are details.
+constexpr std::uint32_t kFollowingLevel = 4;
+
+/// How often stop() is repeated, and how long for; a stop is seen within about a
+/// second.
+constexpr int kStopRepeatMs = 250;
+constexpr double kStopLimitMs = 15'000;
+
+/// The initialised library; at most one per process. Once it was made, the
+/// process leaves with _exit (feature/orvo.h tells why).
+class OrvoLibrary {
+public:
+    /// Opens the store in `state` and starts the learning thread. The library
+    /// logs at `logLevel`. Throws HostError when the store does not open.
+    OrvoLibrary(const StateFolder& state, LogSink& log, std::uint32_t logLevel);
+
+    /// Shuts the library down.
+    ~OrvoLibrary();
+    OrvoLibrary(const OrvoLibrary&) = delete;
+    OrvoLibrary& operator=(const OrvoLibrary&) = delete;
+
+    void launch(std::string package, std::int32_t type, std::int32_t subtype);
+
+    /// Abandons the launch being learned. Lost when the learning thread has not
+    /// taken the launch yet, so it is worth repeating until the launch ends.
+    void stop(std::string package);
+
+    void erase(std::string package);
+
+    /// Adds open-descriptor counts to the launch being learned. Never returns
+    /// in a default build when there are any (host/library/fd_counts.h).
+    void sendFdCounts(std::string package, const std::vector<std::int32_t>& counts);
+
+    /// The pid that the library last found for the package; 1 without one.
+    std::int32_t pid(std::string package);
+
+    /// 0 while the package is not learned.
+    std::int32_t finalEndpointMs(std::string package);
+};
+
+}  // namespace host

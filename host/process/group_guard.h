@@ -1,0 +1,30 @@
+// Ends a process group when its host is killed.
+#pragma once
+
+#include <sys/types.h>
+
+#include "host/base/unique_fd.h"
+
+namespace host {
+
+/// The kernel ends a launched program with its host, but not the program's
+/// children; a process of the guard's, which outlives the host, ends these.
+class GroupGuard {
+public:
+    /// Starts that process. Throws HostError.
+    GroupGuard();
+
+    /// Ends it: what becomes of the group is the host's matter again.
+    ~GroupGuard();
+    GroupGuard(const GroupGuard&) = delete;
+    GroupGuard& operator=(const GroupGuard&) = delete;
+
+    /// Has `group` ended when this process is killed.
+    void guard(pid_t group);
+
+private:
+    UniqueFd mHostEnd;
+    pid_t mPid = -1;
+};
+
+}  // namespace host

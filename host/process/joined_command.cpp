@@ -1,0 +1,115 @@
+// A command that runs in the foreground within another process's task list.
+#include "host/process/joined_command.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <optional>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "host/base/exit_code.h"
+#include "host/base/printable.h"
+#include "host/process/command.h"
+#include "host/process/fork.h"
+#include "host/process/package_name.h"
+
+namespace host {
+namespace {
+
+constexpr long kLookPeriodNs = 50'000'000;
+constexpr int kLooksUntilName = 20;  // a second
+
+volatile std::sig_atomic_t commandPid = 0;
+
+void passOn(int signal) {
+    if (commandPid > 0) kill(commandPid, signal);
+}
+
+void setSignals() {
+    for (const int signal : {SIGINT, SIGQUIT})
+        std::signal(signal, SIG_IGN);
+    for (const int signal : {SIGTERM, SIGHUP})
+        std::signal(signal, passOn);
+}
+
+void resetSignals() {
+    for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGHUP})
+        std::signal(signal, SIG_DFL);
+}
+
+// The command inherits the place.
+void joinKernelList(const std::string& taskList) {
+    const UniqueFd list(open(taskList.c_str(), O_WRONLY | O_CLOEXEC));
+    const std::string pid = std::to_string(getpid());
+    if (list.isOpen() && write(list.get(), pid.data(), pid.size()) > 0) return;
+    throw HostError(kEnvironment, "cannot join " + taskList + ": " + std::strerror(errno) +
+                                      "; run it as the user who watches");
+}
+
+// Runs before any other thread of ours, so that nothing is forbidden here.
+[[noreturn]] void becomeCommand(const CommandLine& command) {
+    prctl(PR_SET_PDEATHSIG, SIGHUP);  // as if its terminal were gone
+    resetSignals();
+    std::vector<std::string> words = command.arguments;
+    execv(command.file.c_str(), pointersTo(words).data());
+    std::fprintf(stderr, "orvo-host: cannot run %s: %s\n", command.file.c_str(),
+                 std::strerror(errno));
+    _exit(kCannotRun);
+}
+
+// Orphans of the command end up as our children too.
+std::optional<int> reap(pid_t command) {
+    std::optional<int> commandStatus;
+    int status = 0;
+    for (pid_t child = 0; (child = waitpid(-1, &status, WNOHANG)) > 0;) {
+        if (child == command) commandStatus = status;
+    }
+    return commandStatus;
+}
+
+// A script shows its interpreter's name, and a wrapper that of what it starts.
+void noteName(pid_t command, const std::string& expected) {
+    const std::string name = shownName(command);
+    if (name.empty() || name == expected || !looksLikePackage(expected)) return;
+    std::fprintf(stderr,
+                 "orvo-host: the process shows the name '%s', not '%s', and is not taken for a "
+                 "launch of it; run its interpreter as COMMAND\n",
+                 printable(name).c_str(), expected.c_str());
+}
+
+int tendUntilEnd(pid_t command, const std::string& name, ProcessTree& tree,
+                 std::optional<TaskListKeeper>& keeper) {
+    const timespec period{0, kLookPeriodNs};
+    for (int look = 0;; ++look) {
+        if (look == kLooksUntilName) noteName(command, name);
+        const std::optional<int> status = reap(command);
+        tree.update();
+        if (keeper) keeper->keep(tree.tasks());
+        if (status) return WIFSIGNALED(*status) ? 128 + WTERMSIG(*status) : WEXITSTATUS(*status);
+        nanosleep(&period, nullptr);
+    }
+}
+
+}  // namespace
+
+int runJoined(const CommandLine& command, const std::string& taskList) {
+    std::optional<TaskListKeeper> keeper;
+    if (isKernelTaskList(taskList)) {
+        joinKernelList(taskList);
+    } else {
+        keeper.emplace(taskList);
+    }
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    ProcessTree tree;
+    setSignals();
+    const pid_t child = forkProcess();
+    if (child == 0) becomeCommand(command);
+    commandPid = child;
+    return tendUntilEnd(child, command.arguments.front(), tree, keeper);
+}
+
+}  // namespace host

@@ -1,0 +1,71 @@
+// One run of COMMAND as an application's launch: its processes, from the fork
+// to the last one's end.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+#include "host/base/unique_fd.h"
+#include "host/process/group_guard.h"
+#include "host/process/process_tree.h"
+#include "host/process/task_list.h"
+
+namespace host {
+
+struct CommandLine {
+    std::string file;
+    std::vector<std::string> arguments;  ///< argv[0] included
+};
+
+/// Used by one thread, which must outlive the command: the kernel ends the
+/// command when that thread ends.
+class LaunchedCommand {
+public:
+    /// Forks a process that has joined the top-app task list, in a process
+    /// group of its own, and stands ready to run. What it prints goes to
+    /// `outputFile`. Throws HostError.
+    LaunchedCommand(const CommandLine& commandLine, const std::string& outputFile);
+
+    /// Ends what is left of it.
+    ~LaunchedCommand();
+    LaunchedCommand(const LaunchedCommand&) = delete;
+    LaunchedCommand& operator=(const LaunchedCommand&) = delete;
+
+    /// Lets it run the program. Throws HostError.
+    void release();
+
+    /// Takes notice of new and ended processes and keeps the task list; to be
+    /// called every few tens of ms while the command runs. Throws HostError
+    /// when the list cannot be kept.
+    void tend();
+
+    /// True when no process of it is left, as of the last look.
+    bool hasEnded() const { return mTree.processes().empty(); }
+
+    /// Ends all its processes, by TERM and after a grace by KILL, also those
+    /// that left the process group.
+    void end();
+
+    pid_t pid() const { return mPid; }
+
+private:
+    void forkChild(const CommandLine& commandLine, const std::string& outputFile);
+    void expectReport();
+    void look();
+    void reap();
+    void endProcesses();
+    void signalAll(int signal);
+    bool awaitEnd(int limitMs);
+
+    GroupGuard mGuard;                        // before the tree, for it is none of the launch's
+    ProcessTree mTree;                        // what runs before the fork is none of ours
+    std::optional<TaskListKeeper> mTaskList;  // none where the kernel keeps it
+    UniqueFd mGate;
+    UniqueFd mReports;
+    std::string mProgram;
+    pid_t mPid = -1;
+};
+
+}  // namespace host

@@ -1,0 +1,130 @@
+// The processes that a launch has started, found in /proc.
+#include "host/process/process_tree.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <unistd.h>
+
+namespace host {
+
+std::set<pid_t> numbersIn(const std::string& folder) {
+    std::set<pid_t> numbers;
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.c_str()), closedir);
+    if (!entries) return numbers;
+    while (const dirent* entry = readdir(entries.get())) {
+        pid_t number = 0;
+        const char* const end = entry->d_name + std::strlen(entry->d_name);
+        if (std::from_chars(entry->d_name, end, number).ptr == end) numbers.insert(number);
+    }
+    return numbers;
+}
+
+std::optional<ProcessStat> readProcessStat(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+    std::string text;
+    std::getline(file, text, '\0');
+    return parseProcessStat(text);
+}
+
+std::string shownName(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/cmdline");
+    std::string name;
+    std::getline(file, name, '\0');
+    return name;
+}
+
+namespace {
+
+// From the parent, the 4th, to the moment of the start, the 22nd.
+constexpr int kFieldsToStart = 18;
+
+std::uint64_t startTicksFrom(const char* parent, const char* end) {
+    const char* field = parent;
+    for (int i = 0; i < kFieldsToStart; ++i) {
+        field = std::find(field, end, ' ');
+        if (field == end) return 0;
+        ++field;
+    }
+    std::uint64_t ticks = 0;
+    std::from_chars(field, end, ticks);
+    return ticks;
+}
+
+void keepOnly(std::set<pid_t>& processes, const std::set<pid_t>& present) {
+    for (auto it = processes.begin(); it != processes.end();) {
+        it = present.count(*it) > 0 ? std::next(it) : processes.erase(it);
+    }
+}
+
+}  // namespace
+
+std::optional<ProcessStat> parseProcessStat(std::string_view text) {
+    // The name in parentheses may itself hold parentheses and blanks.
+    const std::size_t nameEnd = text.rfind(") ");
+    if (nameEnd == std::string_view::npos || text.size() < nameEnd + 5) return std::nullopt;
+    ProcessStat stat;
+    stat.state = text[nameEnd + 2];
+    const char* const parent = text.data() + nameEnd + 4;
+    if (std::from_chars(parent, text.data() + text.size(), stat.parent).ec != std::errc()) {
+        return std::nullopt;
+    }
+    stat.startTicks = startTicksFrom(parent, text.data() + text.size());
+    return stat;
+}
+
+ProcessTree::ProcessTree() : mSelf(getpid()), mForeign(numbersIn("/proc")) {
+    mForeign.erase(mSelf);
+}
+
+void ProcessTree::update() {
+    const std::set<pid_t> present = numbersIn("/proc");
+    keepOnly(mForeign, present);
+    keepOnly(mOwn, present);
+
+    std::set<pid_t> fresh;
+    for (const pid_t process : present) {
+        if (process != mSelf && mForeign.count(process) == 0 && mOwn.count(process) == 0) {
+            fresh.insert(process);
+        }
+    }
+    // A child may have a smaller number than its parent.
+    while (adopt(fresh)) {
+    }
+    for (auto it = mOwn.begin(); it != mOwn.end();) {
+        const std::optional<ProcessStat> stat = readProcessStat(*it);
+        it = !stat || stat->hasExited() ? mOwn.erase(it) : std::next(it);
+    }
+}
+
+// Sorts new processes by their parent; true when one became known. One whose
+// parent vanished while looking waits for the next look, when it has another.
+bool ProcessTree::adopt(std::set<pid_t>& fresh) {
+    bool anyKnown = false;
+    for (auto it = fresh.begin(); it != fresh.end();) {
+        const std::optional<ProcessStat> stat = readProcessStat(*it);
+        const bool own = stat && isOwn(stat->parent);
+        const bool foreign = stat && mForeign.count(stat->parent) > 0;
+        if (own) mOwn.insert(*it);
+        if (foreign) mForeign.insert(*it);
+        anyKnown = anyKnown || own || foreign;
+        it = own || foreign ? fresh.erase(it) : std::next(it);
+    }
+    return anyKnown;
+}
+
+std::vector<pid_t> ProcessTree::tasks() const {
+    std::vector<pid_t> tasks;
+    for (const pid_t process : mOwn) {
+        const std::set<pid_t> threads = numbersIn("/proc/" + std::to_string(process) + "/task");
+        tasks.insert(tasks.end(), threads.begin(), threads.end());
+    }
+    return tasks;
+}
+
+}  // namespace host

@@ -1,0 +1,156 @@
+// Checks of what the runs need, each with a remedy.
+#include "host/verbs/checkup.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <unistd.h>
+
+#include "framework/tavodb/sqlite.h"
+#include "host/base/exit_code.h"
+#include "host/base/text_file.h"
+#include "host/library/orvo_library.h"
+#include "host/process/command.h"
+#include "host/process/task_list.h"
+#include "host/root/device_root.h"
+#include "host/state/history.h"
+#include "host/state/store_reader.h"
+#include "platform/tavo_config.h"
+#include "platform/tavo_log.h"
+
+namespace host {
+namespace {
+
+constexpr std::uint32_t kLevelBits = 0xff;
+
+// What a check tells that throws when something is amiss.
+template <typename Check>
+Finding finding(const std::string& subject, Check check) {
+    try {
+        return {Verdict::kWell, subject, check()};
+    } catch (const HostError& error) {
+        return {Verdict::kAmiss, subject, error.what()};
+    }
+}
+
+[[noreturn]] void complain(const std::string& text) {
+    throw HostError(kEnvironment, text);
+}
+
+std::string describeTaskList() {
+    const std::size_t tasks = TaskListReader(kTaskListPath).read().size();
+    const bool isKernels = isKernelTaskList(kTaskListPath);
+    if (!isKernels) {
+        const TaskListKeeper keeper(kTaskListPath);
+    } else if (access(kTaskListPath, W_OK) != 0) {
+        complain(std::string("cannot join ") + kTaskListPath + ": " + std::strerror(errno) +
+                 "; run as root, or only watch");
+    }
+    return std::string(kTaskListPath) + ", kept by " + (isKernels ? "the kernel" : "the host") +
+           ", " + std::to_string(tasks) + " tasks";
+}
+
+std::string describeDumpFolder() {
+    if (access(kDumpFolder, W_OK | X_OK) == 0) return kDumpFolder;
+    complain(std::string("cannot write ") + kDumpFolder + ": " + std::strerror(errno) +
+             "; make it (mkdir -p) and own it, or no dump is written");
+}
+
+std::string describeFolder(const StateFolder& state) {
+    std::filesystem::path folder = state.path();
+    const bool exists = std::filesystem::exists(folder);
+    while (!std::filesystem::exists(folder))
+        folder = folder.parent_path();
+    if (!std::filesystem::is_directory(folder)) complain(folder.string() + " is no folder");
+    if (access(folder.c_str(), W_OK | X_OK) == 0) {
+        return state.path() + (exists ? "" : ", made by the first run");
+    }
+    complain("cannot write " + folder.string() + ": " + std::strerror(errno) +
+             "; own it (chown), or choose another with --state");
+}
+
+void checkIntegrity(const std::string& file) {
+    tavodb::Connection connection;
+    tavodb::Statement check;
+    std::string result;
+    if (connection.open(file, tavodb::Connection::Access::kReadWriteCreate) &&
+        check.prepare(connection, "PRAGMA integrity_check")) {
+        const tavodb::StatementRun run(check);
+        if (check.step() == tavodb::Outcome::kRow) {
+            const tavodb::Bytes text = check.column(0);
+            result.assign(static_cast<const char*>(text.data), text.size);
+        }
+    }
+    if (result != "ok") {
+        complain(file + " is damaged" + (result.empty() ? "" : " (" + result + ")") +
+                 "; move it away, and everything is learned anew");
+    }
+    if (!connection.execute("BEGIN IMMEDIATE") || !connection.execute("ROLLBACK")) {
+        complain("cannot write " + file + ": " + sqlite3_errmsg(connection.handle()) +
+                 "; own it, and free the disk");
+    }
+}
+
+std::string describeStore(const std::string& file) {
+    if (!std::filesystem::exists(file)) return "nothing learned yet";
+    const std::vector<StoredPackage> packages = StoreReader(file).packages();
+    for (const StoredPackage& package : packages) {
+        if (package.isDamaged()) {
+            complain("what is stored of " + package.name + " is damaged; run: orvo-host erase " +
+                     package.name);
+        }
+    }
+    checkIntegrity(file);
+    return file + ", " + std::to_string(packages.size()) + " packages, intact";
+}
+
+std::string describeHistory(const StateFolder& state) {
+    const HistoryContents history = History(state.history()).read();
+    std::string text = std::to_string(history.entries) + " entries";
+    if (history.unreadableLines == 0) return text;
+    return text + ", and " + std::to_string(history.unreadableLines) +
+           " lines, cut off or foreign, that are passed over";
+}
+
+std::string describeProperties(const StateFolder& state) {
+    readTextFileIfAny(state.properties(), kEnvironment);
+    setenv("TAVO_PROPERTIES", state.properties().c_str(), 1);
+    char value[8] = "";
+    TavoConfigDataStore::mTavoStorage.GetProperty(kDumpProperty, value, sizeof value);
+    const bool isOn = value == std::string("true");
+    return std::string(kDumpProperty) + (isOn ? "=true, dumps are on" : " is not true, no dumps");
+}
+
+std::string describeLogLevel() {
+    const std::uint32_t before = getTavoLogLevel();
+    setTavoLogLevel(kFollowingLevel);
+    const std::uint32_t level = getTavoLogLevel() & kLevelBits;
+    setTavoLogLevel(before);
+    if (level >= kFollowingLevel) return "can be set to " + std::to_string(kFollowingLevel);
+    complain("stays at " + std::to_string(level) + "; launches cannot be followed below " +
+             std::to_string(kFollowingLevel) + ": raise the framework's level");
+}
+
+}  // namespace
+
+std::vector<Finding> checkDevicePaths() {
+    return {finding("task list", describeTaskList), finding("dump folder", describeDumpFolder)};
+}
+
+std::vector<Finding> checkState(const StateFolder& state) {
+    return {finding("state folder", [&] { return describeFolder(state); }),
+            finding("store", [&] { return describeStore(state.database()); }),
+            finding("history", [&] { return describeHistory(state); }),
+            finding("properties", [&] { return describeProperties(state); })};
+}
+
+std::vector<Finding> checkTools() {
+    std::vector<Finding> findings{finding("log level", describeLogLevel)};
+    if (!isInstalled("gnuplot")) {
+        findings.push_back({Verdict::kNote, "gnuplot",
+                            "not installed; orvo-host plot needs it: apt-get install gnuplot-nox"});
+    }
+    return findings;
+}
+
+}  // namespace host

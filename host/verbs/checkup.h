@@ -1,0 +1,29 @@
+// Checks of what the runs need, each with a remedy.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/state/state_folder.h"
+
+namespace host {
+
+enum class Verdict { kWell, kNote, kAmiss };
+
+struct Finding {
+    Verdict verdict;
+    std::string subject;
+    std::string text;  ///< what was found, and for kAmiss what to do
+};
+
+/// Looks at what is inside a device root, and changes nothing. To be called
+/// while a LogSink keeps the database's complaints from the terminal.
+std::vector<Finding> checkDevicePaths();
+
+/// Looks at the state folder and what is in it.
+std::vector<Finding> checkState(const StateFolder& state);
+
+/// Looks at what else the library and the verbs need.
+std::vector<Finding> checkTools();
+
+}  // namespace host

@@ -1,0 +1,88 @@
+// Keeps account of the launches that were sent to the library, by its log lines.
+#include "host/watch/launch_ledger.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/library/log_messages.h"
+
+namespace host {
+void LaunchLedger::offer(const SentLaunch& launch) {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    mOffered = launch;
+}
+
+// The library wakes its thread for every launch but those of a learned package.
+void LaunchLedger::settleOffer() {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    if (mOffered) end(*mOffered, LaunchOutcome::kAlreadyLearned);
+    mOffered.reset();
+}
+
+void LaunchLedger::take(const LogLine& line) {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    if (startsWith(line.message, log::kTaken)) {
+        begin(line.message.substr(log::kTaken.size()), line);
+    } else if (line.tag != log::kEntryTag) {
+        follow(line);
+    } else if (mOffered && startsWith(line.message, log::kWakingThread)) {
+        mWaiting.push_back(*std::exchange(mOffered, std::nullopt));
+    } else if (mOffered && startsWith(line.message, log::kLimitErased)) {
+        end(*std::exchange(mOffered, std::nullopt), LaunchOutcome::kLimitReached);
+    }
+}
+
+// The newest of that name: the library logs that it wakes its thread before it
+// replaces what waits, so the one taken need not be the last.
+void LaunchLedger::begin(std::string_view package, const LogLine& line) {
+    const auto newest =
+        std::find_if(mWaiting.rbegin(), mWaiting.rend(),
+                     [&](const SentLaunch& sent) { return sent.app.package == package; });
+    if (newest == mWaiting.rend()) return;
+    const auto taken = std::prev(newest.base());
+    for (auto it = mWaiting.begin(); it != taken; ++it)
+        end(*it, LaunchOutcome::kSuperseded);
+    mCurrent = EndedLaunch{*taken, std::nullopt, {}, false};
+    mCurrent->record.take(line);
+    mWaiting.erase(mWaiting.begin(), newest.base());
+}
+
+void LaunchLedger::follow(const LogLine& line) {
+    if (!mCurrent) return;
+    if (line.tag == log::kStoreTag) {
+        mCurrent->storeFailed |= startsWith(line.message, log::kSampleNotWritten);
+        return;
+    }
+    mCurrent->record.take(line);
+    if (mCurrent->record.phase() != LaunchPhase::kEnded) return;
+    mEnded.push_back(*std::exchange(mCurrent, std::nullopt));
+}
+
+void LaunchLedger::end(const SentLaunch& launch, LaunchOutcome notLearned) {
+    mEnded.push_back({launch, notLearned, {}, false});
+}
+
+std::vector<EndedLaunch> LaunchLedger::takeEnded() {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    return std::exchange(mEnded, {});
+}
+
+void LaunchLedger::abandonWaiting() {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    for (const SentLaunch& launch : mWaiting)
+        end(launch, LaunchOutcome::kInterrupted);
+    mWaiting.clear();
+}
+
+bool LaunchLedger::isBusy() {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    return mCurrent || !mWaiting.empty();
+}
+
+std::optional<AppProcess> LaunchLedger::hunted() {
+    const std::lock_guard<std::mutex> lock(mMutex);
+    if (!mCurrent || mCurrent->record.phase() != LaunchPhase::kHunting) return std::nullopt;
+    return mCurrent->launch.app;
+}
+
+}  // namespace host

@@ -1,0 +1,66 @@
+// Keeps account of the launches that were sent to the library, by its log lines.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "host/library/launch_record.h"
+#include "host/watch/app_scan.h"
+#include "host/watch/launch_rules.h"
+
+namespace host {
+
+struct SentLaunch {
+    AppProcess app;
+    LaunchKind kind;
+    std::int64_t atUnixMs = 0;
+};
+
+struct EndedLaunch {
+    SentLaunch launch;
+    std::optional<LaunchOutcome> notLearned;  ///< why the library did not learn it
+    LaunchRecord record;                      ///< what it did, when it did
+    bool storeFailed = false;
+};
+
+/// The library learns one launch and keeps one more waiting; a third replaces
+/// the one that waits. Lines come from any thread; launches from one.
+class LaunchLedger {
+public:
+    /// Before the launch message is sent: the lines that follow on this thread
+    /// answer for it.
+    void offer(const SentLaunch& launch);
+
+    /// After it was sent.
+    void settleOffer();
+
+    void take(const LogLine& line);
+
+    /// Launches that have come to their end since the last call.
+    std::vector<EndedLaunch> takeEnded();
+
+    /// Ends those that still wait; the library never takes them any more.
+    void abandonWaiting();
+
+    /// Whether the library has a launch in hand or waiting.
+    bool isBusy();
+
+    /// The application that the library is looking for, if any.
+    std::optional<AppProcess> hunted();
+
+private:
+    void begin(std::string_view package, const LogLine& line);
+    void follow(const LogLine& line);
+    void end(const SentLaunch& launch, LaunchOutcome notLearned);
+
+    std::mutex mMutex;                    // guards what follows
+    std::optional<SentLaunch> mOffered;   // being sent
+    std::deque<SentLaunch> mWaiting;      // all but the last are superseded
+    std::optional<EndedLaunch> mCurrent;  // being learned
+    std::vector<EndedLaunch> mEnded;
+};
+
+}  // namespace host

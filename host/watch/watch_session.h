@@ -1,0 +1,67 @@
+// Watches the top-app task list and tells the library of each launch there.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "host/library/log_sink.h"
+#include "host/library/orvo_library.h"
+#include "host/process/task_list.h"
+#include "host/state/history.h"
+#include "host/state/state_folder.h"
+#include "host/watch/app_scan.h"
+#include "host/watch/launch_ledger.h"
+#include "host/watch/launch_rules.h"
+
+namespace host {
+
+struct WatchOptions {
+    int intervalMs = 50;
+    LaunchRules rules;
+    std::function<void(const LaunchEntry&)> tell;  ///< gets each result as it comes
+};
+
+/// One per process, on one thread.
+class WatchSession {
+public:
+    /// Throws HostError when the store or the task list does not work.
+    WatchSession(const WatchOptions& options, const StateFolder& state, LogSink& log,
+                 std::uint32_t logLevel);
+    ~WatchSession();
+    WatchSession(const WatchSession&) = delete;
+    WatchSession& operator=(const WatchSession&) = delete;
+
+    /// Watches until a person interrupts; then, and also when it fails, the
+    /// launch under way is stopped, for the library must be idle when it is
+    /// shut down. Throws HostError.
+    void run();
+
+private:
+    void poll();
+    void send(const AppProcess& app);
+    void stopLostHunt();
+    void reportEnded();
+    void report(const EndedLaunch& ended);
+    void dropGoneTasks();
+    void finish();
+    void tellCost() const;
+
+    const WatchOptions& mOptions;
+    LogSink& mLog;
+    const History mHistory;
+    LaunchLedger mLedger;
+    OrvoLibrary mLibrary;
+    TaskListReader mTasks;
+    std::optional<TaskListKeeper> mKeeper;  // none where the kernel keeps the list
+    AppScan mScan;
+
+    const double mStartMs;
+    const double mStartCpuMs;
+    double mLastStopMs = 0;
+    std::uint64_t mPolls = 0;
+    std::uint64_t mLaunches = 0;
+};
+
+}  // namespace host

@@ -41,12 +41,13 @@ TEST(Explanation, FrequentValuesAreCountedOnce) {
 }
 
 TEST(Explanation, TheFindingTellsWhyThereIsNoEndpoint) {
-    EXPECT_EQ(explained(Series(20, 9), {9}, 9, 0).finding, Finding::kSteadyFromStart);
-    EXPECT_EQ(explained({10, 20, 30}, {10, 20, 30}, 500, 0).finding, Finding::kNeverNear);
-    EXPECT_EQ(explained({10, 1000, 1000}, {1000}, 1000, 1).finding, Finding::kShortRun);
-    EXPECT_EQ(explained({5, 5, 5}, {5}, 5, 1999).finding, Finding::kNeverNear) << "beyond its end";
+    EXPECT_EQ(explained(Series(20, 9), {9}, 9, 0).finding, MetricFinding::kSteadyFromStart);
+    EXPECT_EQ(explained({10, 20, 30}, {10, 20, 30}, 500, 0).finding, MetricFinding::kNeverNear);
+    EXPECT_EQ(explained({10, 1000, 1000}, {1000}, 1000, 1).finding, MetricFinding::kShortRun);
+    EXPECT_EQ(explained({5, 5, 5}, {5}, 5, 1999).finding, MetricFinding::kNeverNear)
+        << "beyond its end";
     const Series risen{10, 20, 1000, 1000, 1009, 1000, 1000, 1011};
-    EXPECT_EQ(explained(risen, {1000}, 1000, 2).finding, Finding::kSettled);
+    EXPECT_EQ(explained(risen, {1000}, 1000, 2).finding, MetricFinding::kSettled);
     EXPECT_EQ(explained(risen, {1000}, 1000, 2).samplesInRun, 5U) << "1011 is 1.1 % off";
 }
 

@@ -49,7 +49,7 @@ public:
     /// Neither wakes nor waits for the thread.
     void DeInit();
 
-    // The learning loop: learning_loop.cpp.
+    // The learning loop: orvo_learner.cpp too.
 
     /// The body of the learning thread. Returns 0 at the end of the first launch
     /// that ends after DeInit was called. An allocation that fails while a

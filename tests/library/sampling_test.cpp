@@ -68,6 +68,18 @@ TEST_F(SamplingTest, ScoreIsParsedFromWhatFitsAnewAtEveryRead) {
     }
 }
 
+// Such a stream has no descriptor to move back.
+TEST_F(SamplingTest, StreamInMemoryIsReadFromItsStartEachTime) {
+    char status[] = "RssAnon: 4\nVmSwap: 3\nThreads: 1\n";
+    char score[] = "666\n";
+    const Stream statusStream(fmemopen(status, sizeof(status) - 1, "r"), std::fclose);
+    const Stream scoreStream(fmemopen(score, sizeof(score) - 1, "r"), std::fclose);
+    for (int i = 0; i < 3; ++i)
+        mPeer.takeSample(statusStream.get(), scoreStream.get());
+    EXPECT_THAT(mPeer.vmRss, ElementsAre(7, 7, 7));
+    EXPECT_THAT(mPeer.oomScore, ElementsAre(666, 666, 666));
+}
+
 // Whether or not the reader has come to the end of the buffer. Zeros are no
 // samples, and no reason to abort.
 TEST_F(SamplingTest, EverySampleIsReadFreshThroughTheHeldStreams) {

@@ -13,7 +13,6 @@
 namespace {
 
 constexpr char kTasksPath[] = "/dev/cpuset/top-app/tasks";
-constexpr char kMapFailure[] = "Caught Exception";
 constexpr int kScansPerCall = 5;
 constexpr useconds_t kScanDelayUs = 200'000;  // lets the process join the cpuset
 
@@ -92,7 +91,7 @@ void OrvoLearner::setPidOnMap(std::string& appName, std::int32_t pid) {
         const std::lock_guard<std::mutex> lock(mPidMapMutex);
         mPidMap[appName] = pid;
     } catch (...) {
-        logCaughtException(kLogTag, "setPidOnMap", 252, 254, kMapFailure);
+        ORVO_LOG_CAUGHT_AS("Caught Exception", 252, 254, "setPidOnMap");
     }
 }
 
@@ -106,7 +105,7 @@ std::int32_t OrvoLearner::getPidFromMap(std::string& appName) {
                      found ? 1 : 0);
         return found ? entry->second : -1;
     } catch (...) {
-        logCaughtException(kLogTag, "getPidFromMap", 269, 271, kMapFailure);
+        ORVO_LOG_CAUGHT_AS("Caught Exception", 269, 271, "getPidFromMap");
     }
     return -1;
 }

@@ -3,14 +3,14 @@
 
 #include <exception>
 
-void logCaughtException(const char* tag, const char* function, int standardLine, int unknownLine,
-                        const char* unknown) noexcept {
+bool logStandardException(const char* tag, const char* function, int line) noexcept {
     const char* const kLogTag = tag;
     try {
         throw;
     } catch (const std::exception& e) {
-        ORVO_LOGE_AT(standardLine, function, "exception %s\n", e.what());
+        ORVO_LOGE_AT(line, function, "exception %s\n", e.what());
+        return true;
     } catch (...) {
-        ORVO_LOGE_AT(unknownLine, function, "%s", unknown);
+        return false;
     }
 }

@@ -37,13 +37,21 @@
 
 #define ORVO_LOGE(function, message, ...) ORVO_LOGE_AT(__LINE__, function, message, ##__VA_ARGS__)
 
-/// Logs the exception being handled, with its text when it is a standard one.
-/// Call it in a catch (...) block only. Two line numbers, as log readers
-/// expect one for either kind; `unknown` is the message of the other kind.
-void logCaughtException(const char* tag, const char* function, int standardLine, int unknownLine,
-                        const char* unknown = "unknown exception\n") noexcept;
+/// Logs the exception being handled, with its text, when it is a standard one;
+/// else returns false.
+bool logStandardException(const char* tag, const char* function, int line) noexcept;
+
+/// Logs the exception being handled, in a catch (...) block only. Two line
+/// numbers, as log readers expect one for either kind; `unknown` is the other
+/// kind's message, a literal that becomes part of the line's format.
+#define ORVO_LOG_CAUGHT_AS(unknown, standardLine, unknownLine, function) \
+    do {                                                                 \
+        if (!logStandardException(kLogTag, function, standardLine)) {    \
+            ORVO_LOGE_AT(unknownLine, function, unknown);                \
+        }                                                                \
+    } while (false)
 
 #define ORVO_LOG_CAUGHT_AT(standardLine, unknownLine, function) \
-    logCaughtException(kLogTag, function, standardLine, unknownLine)
+    ORVO_LOG_CAUGHT_AS("unknown exception\n", standardLine, unknownLine, function)
 
 #define ORVO_LOG_CAUGHT(function) ORVO_LOG_CAUGHT_AT(__LINE__, __LINE__, function)

@@ -41,7 +41,7 @@ std::optional<std::string> findProperty(std::istream& lines, const std::string& 
 }  // namespace
 
 std::optional<std::string> readProperty(const std::string& name) {
-    const char* path = std::getenv("TAVO_PROPERTIES");
+    const char* path = secure_getenv("TAVO_PROPERTIES");
     if (!path) return std::nullopt;
     std::ifstream file(path);
     return findProperty(file, name);

@@ -10,9 +10,11 @@
 namespace tavodb {
 
 std::string databasePath() {
-    const char* path = std::getenv("TAVO_DB_PATH");
+    const char* path = secure_getenv("TAVO_DB_PATH");
     if (!path || !*path) {
-        ORVO_LOGE("databasePath", "TAVO_DB_PATH is not set; it names the database file");
+        ORVO_LOGE("databasePath",
+                  "TAVO_DB_PATH is not set, or is ignored in a privileged process; it names the "
+                  "database file");
         return {};
     }
     const std::filesystem::path folder = std::filesystem::path(path).parent_path();

@@ -15,7 +15,7 @@ constexpr char kLogTag[] = "TAVO-LOG";
 // A decimal number; anything else is said once and counts as 0, which gates
 // every debug line off.
 std::uint32_t initialLevel() noexcept {
-    const char* text = std::getenv("TAVO_LOG_LEVEL");
+    const char* text = secure_getenv("TAVO_LOG_LEVEL");
     if (!text || !*text) return 0;
     const char* end = text + std::strlen(text);
     std::uint32_t level = 0;

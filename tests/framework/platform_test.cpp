@@ -1,6 +1,7 @@
-// The property store and the log level.
+// The property store, the log level, and whose environment counts.
 #include <array>
 #include <cstdio>
+#include <unistd.h>
 #include <utility>
 
 #include "platform/tavo_config.h"
@@ -41,19 +42,33 @@ TEST(Properties, LinesAreReadAsDocumented) {
     EXPECT_EQ(property(), "-");
 }
 
-std::string levelOfProcessStartedWith(const std::string& setting) {
-    FILE* output = popen(("env " + setting + " " PRINT_LOG_LEVEL " 2>/dev/null").c_str(), "r");
-    std::array<char, 16> text{};
+// What tests/framework/print_settings.cpp prints when `starter` runs it with these.
+std::string settingsOfProcess(const std::string& starter, const std::string& variables) {
+    const std::string command =
+        starter + " env -i " + variables + " " PRINT_SETTINGS " 2>/dev/null";
+    FILE* output = popen(command.c_str(), "r");
+    std::array<char, 256> text{};
     if (output && std::fread(text.data(), 1, text.size() - 1, output) == 0) text[0] = '-';
     if (output) pclose(output);
     return text.data();
 }
 
 TEST(LogLevel, StartsWithTheEnvironmentsNumberAndElseWithZero) {
-    EXPECT_EQ(levelOfProcessStartedWith("-u TAVO_LOG_LEVEL"), "0");
-    EXPECT_EQ(levelOfProcessStartedWith("TAVO_LOG_LEVEL=4294967295"), "4294967295");
+    EXPECT_EQ(settingsOfProcess("", ""), "0,,");
+    EXPECT_EQ(settingsOfProcess("", "TAVO_LOG_LEVEL=4294967295"), "4294967295,,");
     for (const char* garbage : {"''", "4x", "-1", "' 4'", "4294967296"})
-        EXPECT_EQ(levelOfProcessStartedWith(std::string("TAVO_LOG_LEVEL=") + garbage), "0");
+        EXPECT_EQ(settingsOfProcess("", std::string("TAVO_LOG_LEVEL=") + garbage), "0,,");
+}
+
+TEST(Environment, PrivilegedProcessTakesNothingFromIt) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can start a process under two user ids";
+    const TempFolder folder;
+    const std::string path = folder / "properties";
+    std::ofstream(path) << "a.b=yes";
+    const std::string variables =
+        "TAVO_LOG_LEVEL=4 TAVO_PROPERTIES=" + path + " TAVO_DB_PATH=" + path;
+    EXPECT_EQ(settingsOfProcess("", variables), "4,yes," + path);
+    EXPECT_EQ(settingsOfProcess("setpriv --ruid 65534", variables), "0,,");
 }
 
 }  // namespace

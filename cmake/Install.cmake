@@ -6,13 +6,6 @@ set(libraries zorv-orvo tavodb tavoconfig tavo-log zorv-util)
 set(programs orvo-host orvo-device-root orvo-sample-app)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zorv-orvo)
 
-# Programs and libraries find each other wherever the whole is put, and liblog
-# in the folder of its own, which the loader does not search.
-set(liblog_dir /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/android)
-set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN;${liblog_dir}")
-set_target_properties(${programs} PROPERTIES
-    INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};${liblog_dir}")
-
 install(TARGETS ${libraries} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS ${programs} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES host/completion/orvo-host

@@ -40,6 +40,22 @@ target_link_options(orvo-flags INTERFACE
     -Wl,-z,max-page-size=16384  # devices with 16 KiB pages load it too
     -Wl,--fatal-warnings
 )
+# On processors that check it, a return goes only to its caller and an indirect
+# jump only to a marked place. The linker marks a file when all its inputs are
+# marked, so GoogleTest takes these options too.
+set(orvo_branch_protection)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+    set(orvo_branch_protection -fcf-protection=full)
+    # Debian's start files are not marked. The linker is told that they may be:
+    # their returns are proper, and Linux does not check a program's jumps here.
+    target_link_options(orvo-flags INTERFACE -Wl,-z,ibt -Wl,-z,shstk)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+    # Linux checks jumps here, so the linker is not told so (-z force-bti): a
+    # marked program would end at Debian's _start. Returns are checked without
+    # the mark, and a device's own start files have it.
+    set(orvo_branch_protection -mbranch-protection=standard)
+endif()
+target_compile_options(orvo-flags INTERFACE ${orvo_branch_protection})
 # Objects serve both shared libraries and programs.
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 include(CheckPIESupported)

@@ -11,3 +11,8 @@ get_filename_component(arm64_root ${CMAKE_CURRENT_LIST_DIR}/../../build/arm64-ro
 set(CMAKE_FIND_ROOT_PATH ${arm64_root})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+
+# Where the linker finds what linked libraries need themselves.
+set(arm64_libraries ${arm64_root}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE})
+set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-rpath-link,${arm64_libraries}:${arm64_libraries}/android)
+set(CMAKE_SHARED_LINKER_FLAGS_INIT ${CMAKE_EXE_LINKER_FLAGS_INIT})

@@ -61,6 +61,10 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
+# What is shipped is the same from whatever folder; debuggers need the folder.
+target_compile_options(orvo-flags INTERFACE
+    "$<$<CONFIG:Release>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=;-ffile-prefix-map=${PROJECT_BINARY_DIR}=.>")
+
 # Undefined symbols are link errors. Not with clang's sanitizers: their runtime
 # is linked into programs alone, so a shared library keeps its references open.
 # Not for Android either: see cmake/DeviceLibraries.cmake.

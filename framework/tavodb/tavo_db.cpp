@@ -8,6 +8,7 @@
 #include <unordered_map>
 
 #include "framework/tavodb/database_path.h"
+#include "framework/tavodb/key_alias.h"
 #include "framework/tavodb/log_tag.h"
 #include "framework/tavodb/result_buffers.h"
 #include "framework/tavodb/table.h"
@@ -17,6 +18,7 @@
 using tavodb::kFailure;
 using tavodb::kLogTag;
 using tavodb::ResultBuffers;
+using tavodb::storedKeyOf;
 using tavodb::Table;
 
 /// The object's open tables. Calls keep what they use alive by themselves, so a
@@ -106,7 +108,7 @@ std::int32_t TavoDB::DBQuery(std::uint32_t handle, const std::string& key, void*
                              std::uint64_t& size) {
     return guarded("DBQuery", [&] {
         const auto table = mImpl->find(handle);
-        return table ? table->readFirst(key, data, size) : kFailure;
+        return table ? table->readFirst(storedKeyOf(key), data, size) : kFailure;
     });
 }
 
@@ -114,7 +116,7 @@ std::int32_t TavoDB::DBupdate(std::uint32_t handle, const std::string& key, cons
                               std::uint64_t size, std::uint32_t op) {
     return guarded("DBupdate", [&] {
         const auto table = mImpl->find(handle);
-        return table ? table->write(key, data, size, op) : kFailure;
+        return table ? table->write(storedKeyOf(key), data, size, op) : kFailure;
     });
 }
 
@@ -125,7 +127,7 @@ std::int32_t TavoDB::DBQueryAll(std::uint32_t handle, const std::string& key,
         const auto table = mImpl->find(handle);
         if (!table) return kFailure;
         ResultBuffers::Buffer& buffer = mImpl->buffers->ofThisThread();
-        const std::int32_t rows = table->readAll(key, size, buffer);
+        const std::int32_t rows = table->readAll(storedKeyOf(key), size, buffer);
         if (rows > 0) appendRows(static_cast<std::size_t>(rows), key, size, buffer, keys, values);
         return rows;
     });

@@ -6,6 +6,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "framework/tavodb/key_alias.h"
 #include "tests/framework/temp_store.h"
 
 namespace {
@@ -60,6 +61,24 @@ TEST_F(TavoDbTest, UpdatesReturnTheRowsTheyChanged) {
     EXPECT_LT(change(0), 0);
     EXPECT_LT(change(4), 0);
     EXPECT_LT(mDatabase.DBupdate(mTable, "a", nullptr, 1, DB_OP_INSERT), 0);
+}
+
+TEST_F(TavoDbTest, RowsOfAnAliasAreKeptUnderTheStoredKeyAloneAndAnsweredUnderTheCallers) {
+    insert(mDatabase, mTable, "stored", "old");
+    insert(mDatabase, mTable, "shown", "its");
+    setTavoDbKeyAlias("shown", "stored");
+    EXPECT_EQ(insert(mDatabase, mTable, "shown", "new"), 1);
+    insert(mDatabase, mTable, "other", "two");
+    EXPECT_EQ(valuesOf(mDatabase, mTable, "shown", 3), "old|new|");
+    char first[4] = {};
+    std::uint64_t size = 3;
+    EXPECT_EQ(mDatabase.DBQuery(mTable, "shown", first, size), 0);
+    EXPECT_STREQ(first, "old");
+    EXPECT_EQ(mDatabase.DBupdate(mTable, "shown", nullptr, 0, DB_OP_DELETE), 2);
+    setTavoDbKeyAlias("", "");
+    EXPECT_EQ(rowsOf("t"), (Rows{{"other", "two"}, {"shown", "its"}}));
+    insert(mDatabase, mTable, "", "its");
+    EXPECT_EQ(rowsOf("t").front().first, "");
 }
 
 TEST_F(TavoDbTest, TablesOfAllNamesStayApart) {

@@ -19,7 +19,7 @@ enum ExitCode : int {
 /// The table shown by --help.
 constexpr const char* kExitCodeHelp =
     "Exit codes:\n"
-    "  0    done\n"
+    "  0    done; of learn: learned, or all launches asked for are stored\n"
     "  1    not learned, nothing known of PACKAGE, or a replay that differs\n"
     "  2    wrong usage, or a file that is not what it should be\n"
     "  3    the environment or the store does not work\n"

@@ -1,8 +1,10 @@
 // What learn prints of its launches.
 #include "host/learn/learn_report.h"
 
+#include <algorithm>
 #include <sstream>
 
+#include "host/base/exit_code.h"
 #include "host/base/json_text.h"
 #include "host/base/printable.h"
 #include "host/state/store_reader.h"
@@ -22,6 +24,15 @@ std::string launchList(const std::vector<LaunchResult>& launches) {
     return text;
 }
 
+bool isStored(const LaunchResult& launch) {
+    return launch.outcome == LaunchOutcome::kStored;
+}
+
+bool allAskedAreStored(const LearnReport& report) {
+    return report.launches.size() == static_cast<std::size_t>(report.launchesAsked) &&
+           std::all_of(report.launches.begin(), report.launches.end(), isStored);
+}
+
 }  // namespace
 
 std::string renderResult(const LaunchResult& result) {
@@ -37,6 +48,9 @@ std::string renderText(const LearnReport& report) {
     } else {
         out << "not learned, " << report.samplesStored << " of " << kLaunchesToLearn
             << " launches stored";
+        if (allAskedAreStored(report) && report.samplesStored < kLaunchesToLearn) {
+            out << ", " << kLaunchesToLearn - report.samplesStored << " more make a final endpoint";
+        }
     }
     if (report.launches.empty()) {
         out << (report.finalEndpointMs ? " (already learned)" : "");
@@ -55,9 +69,19 @@ std::string renderJson(const LearnReport& report) {
     }
     return jsonLine({{"schema_version", kSchemaVersion},
                      {"package", report.package},
+                     {"followed_name", report.followed},
                      {"launches", launches},
                      {"learned", report.finalEndpointMs.has_value()},
                      {"final_endpoint_ms", orNull(report.finalEndpointMs)}});
+}
+
+int exitCodeOf(const LearnReport& report, bool interrupted) {
+    const bool storeFailed = std::any_of(
+        report.launches.begin(), report.launches.end(),
+        [](const LaunchResult& launch) { return launch.outcome == LaunchOutcome::kStoreFailed; });
+    if (storeFailed) return kEnvironment;
+    if (report.finalEndpointMs || allAskedAreStored(report)) return kDone;
+    return interrupted ? kInterrupted : kNotLearned;
 }
 
 }  // namespace host

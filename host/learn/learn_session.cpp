@@ -7,13 +7,20 @@
 #include "host/base/interruption.h"
 #include "host/base/printable.h"
 #include "host/base/steady_clock.h"
+#include "host/learn/shown_name.h"
+#include "host/learn/tree_growth.h"
 #include "host/library/fd_counts.h"
+#include "host/library/launch_watch.h"
+#include "host/process/launched_command.h"
+#include "host/process/process_look.h"
 #include "host/state/history.h"
 
 namespace host {
 namespace {
 
-constexpr std::chrono::milliseconds kLookPeriod{30};
+constexpr std::chrono::milliseconds kTendPeriod{30};
+constexpr double kNameLookPeriodMs = 100;
+constexpr double kGrowthLookPeriodMs = 250;
 constexpr double kNameNoteAfterMs = 3000;
 
 // Beyond the longest hunt (about 62 s) and the longest launch (2000 samples,
@@ -27,7 +34,30 @@ bool endsSession(LaunchOutcome outcome) {
            outcome == LaunchOutcome::kNotFound;
 }
 
+std::string listOf(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names)
+        text += (text.empty() ? "'" : ", '") + printable(name) + '\'';
+    return text;
+}
+
 }  // namespace
+
+/// One launch under way.
+struct LearnSession::Launch {
+    Launch(const LearnSession& session)
+        : command(session.mOptions.command, session.mState.commandOutput()),
+          watch(session.mLog),
+          shownName(session.mFollowed) {}
+
+    LaunchedCommand command;
+    LaunchWatch watch;
+    ShownName shownName;
+    TreeGrowth growth;
+    LaunchPhase lastPhase = LaunchPhase::kPending;
+    double lastLookMs = 0;
+    bool hasNotedNames = false;
+};
 
 LearnSession::LearnSession(const LearnOptions& options, const StateFolder& state, LogSink& log,
                            std::uint32_t logLevel, Progress& progress)
@@ -36,18 +66,20 @@ LearnSession::LearnSession(const LearnOptions& options, const StateFolder& state
       mLog(log),
       mProgress(progress),
       mLibrary(state, log, std::max(logLevel, kFollowingLevel)),
-      mStore(state.database()) {}
+      mStore(state.database()),
+      mFollowed(options.package),
+      mMayFollowOther(options.follow.empty()) {
+    if (!options.follow.empty()) followName(options.follow);
+}
 
 LearnReport LearnSession::run() {
     checkStore();
     LearnReport report;
     report.package = mOptions.package;
+    report.launchesAsked = mOptions.launches;
     for (int number = 1; number <= mOptions.launches; ++number) {
         if (isInterrupted() || mLibrary.finalEndpointMs(mOptions.package) > 0) break;
-        mProgress.beginLaunch(number);
-        const std::int64_t launchedAtUnixMs = unixMs();
-        report.launches.push_back(learnOnce());
-        note(report.launches.back(), launchedAtUnixMs);
+        report.launches.push_back(learnOnce(number));
         mProgress.endLaunch(renderResult(report.launches.back()));
         if (endsSession(report.launches.back().outcome)) break;
     }
@@ -55,7 +87,8 @@ LearnReport LearnSession::run() {
     if (finalMs > 0) report.finalEndpointMs = finalMs;
     const StoredPackage stored = mStore.package(mOptions.package);
     report.samplesStored = static_cast<int>(stored.launchEndpointsMs.size());
-    report.otherName = mOtherName;
+    report.followed = mFollowed;
+    report.namesShown = mNamesShown;
     return report;
 }
 
@@ -65,104 +98,152 @@ void LearnSession::checkStore() {
                                       " is damaged; run: orvo-host erase " + mOptions.package);
 }
 
+// A launch that only shows which name to follow is none of those asked for.
+LaunchResult LearnSession::learnOnce(int number) {
+    std::optional<LaunchResult> result;
+    while (!result)
+        result = tryOnce(number);
+    return *result;
+}
+
 // The process stands ready before the library hears of the launch, and runs
 // right after: so the library's clock and the program's start together, and
 // the time that the store takes to count the launch belongs to neither.
-LaunchResult LearnSession::learnOnce() {
-    const std::size_t rowsBefore = mStore.package(mOptions.package).launchEndpointsMs.size();
-    LaunchedCommand command(mOptions.command, mState.commandOutput());
-    LaunchWatch watch(mLog);
-    mLibrary.launch(mOptions.package, mOptions.type, mOptions.subtype);
-    if (watch.record().phase() != LaunchPhase::kEnded) follow(watch, command);
-    command.tend();
-    const bool commandEnded = command.hasEnded();
-    command.end();
-    return judge(watch.record(), commandEnded, rowsBefore);
+std::optional<LaunchResult> LearnSession::tryOnce(int number) {
+    mProgress.beginLaunch(number);
+    const std::int64_t launchedAtUnixMs = unixMs();
+    Launch launch(*this);
+    mLibrary.launch(mFollowed, mOptions.kind.type, mOptions.kind.subtype);
+    if (launch.watch.record().phase() != LaunchPhase::kEnded) follow(launch);
+    launch.command.tend();
+    launch.growth.take(lookAt(launch.command.processes()));
+    const LaunchResult result = judge(launch);
+    launch.command.end();
+    if (showsOtherName(launch)) {
+        followOtherName(launch.shownName.name());
+        return std::nullopt;
+    }
+    if (result.outcome == LaunchOutcome::kNotFound) mNamesShown = launch.shownName.names();
+    note(result, launchedAtUnixMs);
+    return result;
 }
 
 // Whatever goes wrong, the library is given time to end the launch: shutting
 // down while the learning thread is at work would pull the series from under it.
-void LearnSession::follow(LaunchWatch& watch, LaunchedCommand& command) {
+void LearnSession::follow(Launch& launch) {
     try {
-        command.release();
-        awaitEnd(watch, command);
+        launch.command.release();
+        awaitEnd(launch);
     } catch (...) {
         const double giveUpMs = steadyMs() + kStopLimitMs;
         while (steadyMs() < giveUpMs) {
-            mLibrary.stop(mOptions.package);
-            if (watch.waitForEnd(std::chrono::milliseconds(kStopRepeatMs))) break;
+            mLibrary.stop(mFollowed);
+            if (launch.watch.waitForEnd(std::chrono::milliseconds(kStopRepeatMs))) break;
         }
         throw;
     }
 }
 
-void LearnSession::awaitEnd(LaunchWatch& watch, LaunchedCommand& command) {
+void LearnSession::awaitEnd(Launch& launch) {
     const double startMs = steadyMs();
     double firstStopMs = 0;
     double lastStopMs = 0;
-    FdCounts fdCounts(mLibrary, mOptions.package);
-    while (!watch.waitForEnd(kLookPeriod)) {
+    FdCounts fdCounts(mLibrary, mFollowed);
+    while (!launch.watch.waitForEnd(kTendPeriod)) {
         const double nowMs = steadyMs();
-        const LaunchRecord record = watch.record();
+        const LaunchRecord record = launch.watch.record();
         if (mOptions.fdCounts && record.phase() == LaunchPhase::kSampling) fdCounts.take();
-        command.tend();
+        launch.command.tend();
+        look(launch, record, nowMs - startMs);
         mProgress.show(record);
-        if (nowMs - startMs > kNameNoteAfterMs) noteName(record, command);
         if (firstStopMs > 0 && nowMs - firstStopMs > kStopLimitMs) {
             throw HostError(kEnvironment,
                             "the library does not end the launch; see " + mState.log());
         }
         const bool isDue = nowMs - lastStopMs > kStopRepeatMs;
-        if (isDue && mustStop(record, command, nowMs - startMs)) {
-            mLibrary.stop(mOptions.package);
+        if (isDue && mustStop(launch, record, nowMs - startMs)) {
+            mLibrary.stop(mFollowed);
             lastStopMs = nowMs;
             if (firstStopMs <= 0) firstStopMs = nowMs;
         }
     }
 }
 
-bool LearnSession::mustStop(const LaunchRecord& record, const LaunchedCommand& command,
-                            double elapsedMs) {
+void LearnSession::look(Launch& launch, const LaunchRecord& record, double elapsedMs) {
+    const bool isHunting = record.phase() == LaunchPhase::kHunting;
+    const double periodMs = isHunting ? kNameLookPeriodMs : kGrowthLookPeriodMs;
+    const bool isDue =
+        record.phase() != launch.lastPhase || elapsedMs - launch.lastLookMs > periodMs;
+    if (!isDue) return;
+    launch.lastPhase = record.phase();
+    launch.lastLookMs = elapsedMs;
+    const std::vector<ProcessLook> tree = lookAt(launch.command.processes());
+    if (!isHunting) {
+        launch.growth.take(tree);
+        return;
+    }
+    launch.shownName.take(elapsedMs, tree);
+    if (elapsedMs > kNameNoteAfterMs && !mOptions.follow.empty()) noteNames(launch);
+}
+
+// A person who names what to follow may know that it comes late.
+bool LearnSession::mustStop(const Launch& launch, const LaunchRecord& record, double elapsedMs) {
     if (isInterrupted() || elapsedMs > kLaunchLimitMs) return true;
-    return record.phase() == LaunchPhase::kHunting && command.hasEnded();
+    if (record.phase() != LaunchPhase::kHunting) return false;
+    const bool isLost = launch.shownName.verdict() != ShownName::Verdict::kOpen;
+    return launch.command.hasEnded() || (isLost && mOptions.follow.empty());
 }
 
-// A hunt that takes this long is mostly one for a name that the process never
-// shows, such as that of a script, which its interpreter replaces.
-void LearnSession::noteName(const LaunchRecord& record, const LaunchedCommand& command) {
-    if (!mOtherName.empty() || record.phase() != LaunchPhase::kHunting) return;
-    const std::string name = shownName(command.pid());
-    if (name.empty() || name == mOptions.package) return;
-    mOtherName = name;
-    mProgress.note("not found yet: its name is '" + printable(name) + "', not '" +
-                   mOptions.package + "'; " + kNameRemedy);
+bool LearnSession::showsOtherName(Launch& launch) const {
+    const LaunchEnding ending = launch.watch.record().ending();
+    const bool wasLearned = ending == LaunchEnding::kEndpoint || ending == LaunchEnding::kUndecided;
+    return launch.shownName.verdict() == ShownName::Verdict::kOther && mMayFollowOther &&
+           !wasLearned && !isInterrupted();
 }
 
-LaunchResult LearnSession::judge(const LaunchRecord& record, bool commandEnded,
-                                 std::size_t rowsBefore) {
-    LaunchCircumstances circumstances;
-    circumstances.interrupted = isInterrupted();
-    circumstances.commandEnded = commandEnded;
-    const StoredPackage stored = mStore.package(mOptions.package);
-    circumstances.storeHasIt =
-        stored.launchEndpointsMs.size() == rowsBefore + 1 || stored.finalEndpointMs().has_value();
-    const LaunchOutcome outcome = outcomeOf(record, circumstances);
-    const bool isStored = outcome == LaunchOutcome::kStored;
-    return {outcome, isStored ? record.endpointMs() : std::nullopt};
+void LearnSession::followOtherName(const std::string& name) {
+    mMayFollowOther = false;
+    followName(name);
+    mProgress.note("COMMAND shows the name '" + printable(name) + "'; the launches of " +
+                   mOptions.package + " follow that");
+}
+
+void LearnSession::followName(const std::string& name) {
+    mFollowed = name;
+    mLibrary.keepUnder(mOptions.package, name);
+}
+
+void LearnSession::noteNames(Launch& launch) {
+    if (launch.hasNotedNames || launch.shownName.names().empty()) return;
+    launch.hasNotedNames = true;
+    mProgress.note("not found yet: no process shows the name '" + printable(mFollowed) + "', but " +
+                   listOf(launch.shownName.names()));
+}
+
+// While COMMAND still runs.
+LaunchResult LearnSession::judge(Launch& launch) {
+    const LaunchRecord record = launch.watch.record();
+    LaunchResult result;
+    result.commandEnded = launch.command.hasEnded();
+    result.outcome = outcomeOf(record, {isInterrupted(), result.commandEnded});
+    if (result.outcome == LaunchOutcome::kStored) result.endpointMs = record.endpointMs();
+    result.countFailed = record.countFailed();
+    result.databaseError = record.databaseError();
+    if (record.ending() == LaunchEnding::kNotFound) return result;
+    const pid_t sampled = mLibrary.pid(mFollowed);
+    result.changedWhileSampled = launch.growth.hasChanged(sampled);
+    result.otherGrew = launch.growth.otherThan(sampled);
+    return result;
 }
 
 void LearnSession::note(const LaunchResult& result, std::int64_t launchedAtUnixMs) {
-    LaunchEntry entry{launchedAtUnixMs,  "learn",          mOptions.package,
-                      mOptions.type,     mOptions.subtype, outcomeText(result.outcome),
-                      result.endpointMs, std::nullopt};
+    LaunchEntry entry{launchedAtUnixMs,      "learn",
+                      mOptions.package,      mOptions.kind.type,
+                      mOptions.kind.subtype, outcomeText(result.outcome),
+                      result.endpointMs,     std::nullopt};
     const std::int32_t finalMs = mLibrary.finalEndpointMs(mOptions.package);
     if (finalMs > 0) entry.finalEndpointMs = finalMs;
     History(mState.history()).note(entry);
-}
-
-int exitCodeOf(const LearnReport& report) {
-    if (report.finalEndpointMs) return kDone;
-    return isInterrupted() ? kInterrupted : kNotLearned;
 }
 
 }  // namespace host

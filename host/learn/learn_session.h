@@ -3,11 +3,13 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "host/learn/learn_report.h"
 #include "host/learn/progress.h"
-#include "host/library/launch_watch.h"
+#include "host/library/launch_kind.h"
 #include "host/library/log_sink.h"
 #include "host/library/orvo_library.h"
 #include "host/process/launched_command.h"
@@ -19,15 +21,11 @@ namespace host {
 struct LearnOptions {
     std::string package;
     int launches = kLaunchesToLearn;
-    std::int32_t type = 1;
-    std::int32_t subtype = 0;
+    LaunchKind kind;
     bool fdCounts = false;  ///< count the process's descriptors and send them
+    std::string follow;     ///< the name that the process to learn shows; empty: find it out
     CommandLine command;
 };
-
-/// What to do about a command that shows another name than PACKAGE.
-constexpr const char* kNameRemedy =
-    "give the program of that name as COMMAND, or that name as PACKAGE with --keep-name";
 
 /// One per process, on one thread.
 class LearnSession {
@@ -42,14 +40,21 @@ public:
     LearnReport run();
 
 private:
+    struct Launch;
+
     void checkStore();
-    LaunchResult learnOnce();
-    void follow(LaunchWatch& watch, LaunchedCommand& command);
-    void awaitEnd(LaunchWatch& watch, LaunchedCommand& command);
-    bool mustStop(const LaunchRecord& record, const LaunchedCommand& command, double elapsedMs);
-    void noteName(const LaunchRecord& record, const LaunchedCommand& command);
+    LaunchResult learnOnce(int number);
+    std::optional<LaunchResult> tryOnce(int number);
+    void follow(Launch& launch);
+    void awaitEnd(Launch& launch);
+    void look(Launch& launch, const LaunchRecord& record, double elapsedMs);
+    bool mustStop(const Launch& launch, const LaunchRecord& record, double elapsedMs);
+    bool showsOtherName(Launch& launch) const;
+    void followOtherName(const std::string& name);
+    void followName(const std::string& name);
+    void noteNames(Launch& launch);
+    LaunchResult judge(Launch& launch);
     void note(const LaunchResult& result, std::int64_t launchedAtUnixMs);
-    LaunchResult judge(const LaunchRecord& record, bool commandEnded, std::size_t rowsBefore);
 
     const LearnOptions& mOptions;
     const StateFolder& mState;
@@ -57,10 +62,9 @@ private:
     Progress& mProgress;
     OrvoLibrary mLibrary;
     StoreReader mStore;
-    std::string mOtherName;  // that the command showed while it was looked for
+    std::string mFollowed;                 // the name that the library is told
+    bool mMayFollowOther;                  // once in a session
+    std::vector<std::string> mNamesShown;  // by a command that was not found
 };
-
-/// The exit code for what was reached.
-int exitCodeOf(const LearnReport& report);
 
 }  // namespace host

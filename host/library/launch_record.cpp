@@ -60,12 +60,24 @@ void LaunchRecord::take(const LogLine& line) {
 }
 
 void LaunchRecord::takeError(const LogLine& line) {
+    if (line.tag == log::kStoreTag) takeStoreError(line);
+    if (line.tag == log::kDatabaseTag) mDatabaseError = line.message;
     if (line.tag != log::kLearnerTag) return;
     if (startsWith(line.message, log::kNoProcess)) {
         concludeWith(LaunchEnding::kNotFound);
     } else if (line.function == "statsCollector" && (startsWith(line.message, log::kException) ||
                                                      line.message == log::kUnknownException)) {
         concludeWith(LaunchEnding::kFaulted);
+    }
+}
+
+void LaunchRecord::takeStoreError(const LogLine& line) {
+    const bool isStatus = startsWith(line.message, log::kStatusNotWritten);
+    if (isStatus && line.function == log::kCountingFunction) {
+        mCountFailed = true;
+    } else if (isStatus || startsWith(line.message, log::kSampleNotWritten) ||
+               startsWith(line.message, log::kEndpointNotWritten)) {
+        mStoreFailed = true;
     }
 }
 
@@ -101,7 +113,7 @@ void LaunchRecord::concludeWith(LaunchEnding ending) {
 LaunchOutcome outcomeOf(const LaunchRecord& record, const LaunchCircumstances& circumstances) {
     switch (record.ending()) {
         case LaunchEnding::kEndpoint:
-            return circumstances.storeHasIt ? LaunchOutcome::kStored : LaunchOutcome::kStoreFailed;
+            return record.storeFailed() ? LaunchOutcome::kStoreFailed : LaunchOutcome::kStored;
         case LaunchEnding::kUndecided:
             return LaunchOutcome::kUndecided;
         case LaunchEnding::kLimitReached:

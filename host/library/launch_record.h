@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "host/library/log_line.h"
 
@@ -49,8 +50,16 @@ public:
     /// What the library concluded, stored or not.
     std::optional<std::int32_t> endpointMs() const { return mEndpointMs; }
 
+    /// The store did not keep what was learned; nor, separately, count the launch.
+    bool storeFailed() const { return mStoreFailed; }
+    bool countFailed() const { return mCountFailed; }
+
+    /// The last error that the database reported during the launch; may be empty.
+    const std::string& databaseError() const { return mDatabaseError; }
+
 private:
     void takeError(const LogLine& line);
+    void takeStoreError(const LogLine& line);
     void takeProgress(const LogLine& line);
     void concludeWith(LaunchEnding ending);
 
@@ -58,13 +67,15 @@ private:
     LaunchEnding mEnding = LaunchEnding::kNone;
     std::int32_t mSampleBudget = 0;
     std::optional<std::int32_t> mEndpointMs;
+    bool mStoreFailed = false;
+    bool mCountFailed = false;
+    std::string mDatabaseError;
 };
 
 /// What the host knows of a launch beside the library's log.
 struct LaunchCircumstances {
     bool interrupted = false;   ///< a person or a signal asked for the end
     bool commandEnded = false;  ///< no process of the command was left in the end
-    bool storeHasIt = false;    ///< the store shows the launch's endpoint
 };
 
 LaunchOutcome outcomeOf(const LaunchRecord& record, const LaunchCircumstances& circumstances);

@@ -29,5 +29,8 @@ constexpr std::string_view kUnknownException = "unknown exception";
 // Of the store.
 constexpr std::string_view kTableNotOpened = "Could not open DB:";
 constexpr std::string_view kSampleNotWritten = "Failed to write sample for ";
+constexpr std::string_view kEndpointNotWritten = "Failed to write endpoint for ";
+constexpr std::string_view kStatusNotWritten = "Failed to update status for ";
+constexpr std::string_view kCountingFunction = "checkStatus";  // which writes the last one too
 
 }  // namespace host::log

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "feature/orvo.h"
+#include "framework/tavodb/key_alias.h"
 #include "host/base/exit_code.h"
 #include "host/library/log_messages.h"
 #include "platform/tavo_log.h"
@@ -51,6 +52,12 @@ OrvoLibrary::OrvoLibrary(const StateFolder& state, LogSink& log, std::uint32_t l
 
 OrvoLibrary::~OrvoLibrary() {
     shutDown();
+}
+
+// What the library caches, it caches under the shown name, and only what it has
+// written itself; all else is read from the store, under either name.
+void OrvoLibrary::keepUnder(const std::string& package, const std::string& shownName) {
+    setTavoDbKeyAlias(shownName, package);
 }
 
 void OrvoLibrary::launch(std::string package, std::int32_t type, std::int32_t subtype) {

@@ -32,6 +32,11 @@ public:
     OrvoLibrary(const OrvoLibrary&) = delete;
     OrvoLibrary& operator=(const OrvoLibrary&) = delete;
 
+    /// Has the store keep under `package` what it is told of `shownName`, which the
+    /// library must be told in all calls of a launch, for its key is the name that
+    /// the process shows. There is one such pair; to be set between launches.
+    void keepUnder(const std::string& package, const std::string& shownName);
+
     void launch(std::string package, std::int32_t type, std::int32_t subtype);
 
     /// Abandons the launch being learned. Lost when the learning thread has not

@@ -48,7 +48,8 @@ public:
     /// that left the process group.
     void end();
 
-    pid_t pid() const { return mPid; }
+    /// The processes of it that are left, as of the last look.
+    const std::set<pid_t>& processes() const { return mTree.processes(); }
 
 private:
     void forkChild(const CommandLine& commandLine, const std::string& outputFile);

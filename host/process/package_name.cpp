@@ -1,4 +1,4 @@
-// Which names the host accepts for learning, and which it takes for packages.
+// Which names the host accepts for learning, and what it takes them for.
 #include "host/process/package_name.h"
 
 #include <algorithm>
@@ -9,6 +9,9 @@ namespace {
 // The log cuts a line at 1024 bytes, and the host reads endpoints from the end
 // of lines that hold the name.
 constexpr std::size_t kLongestName = 255;
+
+constexpr std::string_view kShells[] = {"sh",  "ash",  "bash", "busybox", "dash",
+                                        "ksh", "mksh", "zsh",  "fish"};
 
 // Of the "C" locale, whatever the process's is.
 bool isLetter(char c) {
@@ -44,6 +47,11 @@ bool looksLikePackage(std::string_view name) {
         startsPart = c == '.';
     }
     return !startsPart;
+}
+
+bool isShell(std::string_view program) {
+    const std::string_view file = program.substr(program.rfind('/') + 1);
+    return std::find(std::begin(kShells), std::end(kShells), file) != std::end(kShells);
 }
 
 }  // namespace host

@@ -1,4 +1,4 @@
-// Which names the host accepts for learning, and which it takes for packages.
+// Which names the host accepts for learning, and what it takes them for.
 #pragma once
 
 #include <string>
@@ -13,5 +13,9 @@ std::string packageNameFault(const std::string& name);
 /// '_' and at least one '.', each part starting with a letter. A secondary
 /// process, whose name has a colon, is not, and nor is a path.
 bool looksLikePackage(std::string_view name);
+
+/// Whether a program of that name, or at that path, is a shell: what a script of
+/// its starts is the application, and not the shell.
+bool isShell(std::string_view program);
 
 }  // namespace host

@@ -1,11 +1,11 @@
 // orvo-host learn: launches a command and lets the library learn its endpoint.
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdio>
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
 #include "host/base/printable.h"
+#include "host/learn/learn_advice.h"
 #include "host/learn/learn_session.h"
 #include "host/library/fd_counts.h"
 #include "host/process/command.h"
@@ -24,20 +24,27 @@ struct LearnArguments {
     bool realCpuset = false;
 };
 
+// A shell under PACKAGE's name would be taken for the application that it starts.
 CommandLine commandLineOf(const LearnArguments& arguments, const Invocation& invocation) {
     const std::vector<std::string>& command = invocation.arguments.command;
     CommandLine line{findProgram(command.front()), command};
-    if (!arguments.keepName) line.arguments.front() = arguments.options.package;
+    const bool keepsName = arguments.keepName || isShell(command.front());
+    if (!keepsName) line.arguments.front() = arguments.options.package;
     return line;
 }
 
 void checkArguments(const LearnArguments& arguments, const Invocation& invocation) {
-    const std::string fault = packageNameFault(arguments.options.package);
+    const LearnOptions& options = arguments.options;
+    const std::string fault = packageNameFault(options.package);
     if (!fault.empty()) throw HostError(kUsage, "PACKAGE " + fault);
+    const std::string followFault = options.follow.empty() ? "" : packageNameFault(options.follow);
+    if (!followFault.empty()) throw HostError(kUsage, "the name to --follow " + followFault);
+    const std::string kindFault = launchKindFault(options.kind);
+    if (!kindFault.empty()) throw HostError(kUsage, "launch " + kindFault);
     if (invocation.arguments.command.empty()) {
         throw HostError(kUsage, "COMMAND is missing: orvo-host learn PACKAGE -- COMMAND [ARG...]");
     }
-    if (arguments.options.fdCounts && !kTakesFdCounts) {
+    if (options.fdCounts && !kTakesFdCounts) {
         throw HostError(kUsage,
                         "--fd-counts needs a library built with -DORVO_HARDENED_LOCKING=ON "
                         "(preset hardened); this one would block on them");
@@ -49,31 +56,17 @@ void warnOfDumpName(const LearnArguments& arguments) {
     std::fprintf(stderr, "orvo-host: no dump is written for a PACKAGE with '/' in it\n");
 }
 
-bool holds(const LearnReport& report, LaunchOutcome outcome) {
-    return std::any_of(report.launches.begin(), report.launches.end(),
-                       [&](const LaunchResult& launch) { return launch.outcome == outcome; });
+AdviceContext adviceContextOf(const LearnArguments& arguments, const Invocation& invocation,
+                              const StateFolder& state) {
+    const std::string folder =
+        invocation.stateFolder.empty() ? "" : " --state " + invocation.stateFolder;
+    return {arguments.options.kind, "orvo-host erase " + arguments.options.package + folder,
+            state.database(), state.log(), state.commandOutput()};
 }
 
-void explainFailures(const LearnReport& report, const StateFolder& state, LogSink& log) {
-    if (holds(report, LaunchOutcome::kExitedEarly)) {
-        std::fprintf(stderr,
-                     "orvo-host: COMMAND must stay for the launch; what it printed is in %s\n",
-                     state.commandOutput().c_str());
-    }
-    if (holds(report, LaunchOutcome::kUndecided)) {
-        std::fprintf(stderr,
-                     "orvo-host: undecided launches settled before the first look, 200 ms "
-                     "after the start, or not at all; --dump shows which\n");
-    }
-    if (holds(report, LaunchOutcome::kNotFound) && !report.otherName.empty()) {
-        std::fprintf(stderr, "orvo-host: COMMAND showed the name '%s'; %s\n",
-                     printable(report.otherName).c_str(), kNameRemedy);
-    }
-    if (holds(report, LaunchOutcome::kStoreFailed)) {
-        throw HostError(kEnvironment,
-                        "the store did not keep the launch: " + log.lastDatabaseError() +
-                            "; free the disk or make " + state.database() + " writable");
-    }
+void advise(const LearnReport& report, const AdviceContext& context) {
+    for (const std::string& line : adviceOn(report, context))
+        std::fprintf(stderr, "orvo-host: %s\n", printable(line).c_str());
 }
 
 int learnHere(const LearnArguments& arguments, const Invocation& invocation,
@@ -87,8 +80,8 @@ int learnHere(const LearnArguments& arguments, const Invocation& invocation,
     LearnSession session(arguments.options, state, log, invocation.logLevel, progress);
     const LearnReport report = session.run();
     print(arguments.json ? renderJson(report) : renderText(report));
-    explainFailures(report, state, log);
-    return exitCodeOf(report);
+    advise(report, adviceContextOf(arguments, invocation, state));
+    return exitCodeOf(report, isInterrupted());
 }
 
 int learn(LearnArguments& arguments, const Invocation& invocation) {
@@ -113,15 +106,24 @@ void addLearnVerb(CLI::App& app, Invocation& invocation) {
         "PACKAGE [OPTIONS] -- COMMAND [ARG...]");
     verb->add_option("PACKAGE", options.package, "Name to learn under, and COMMAND's argv[0]")
         ->required();
+    verb->add_option("--follow", options.follow,
+                     "Learn the process that shows this name (default: PACKAGE, or else\n"
+                     "the name that COMMAND turns out to show)")
+        ->type_name("NAME");
     verb->add_option("--launches", options.launches, "Launches at most (default 5)")
         ->type_name("N")
         ->check(CLI::Range(1, 499));
-    verb->add_option("--type", options.type, "Launch type (default 1); 2 is the long launch")
+    verb->add_option("--type", options.kind.type,
+                     "Launch type: 1 is sampled for a second (default), 2, the long\n"
+                     "launch, for up to a minute")
         ->type_name("T");
-    verb->add_option("--subtype", options.subtype, "Launch subtype (default 0)")->type_name("S");
+    verb->add_option("--subtype", options.kind.subtype,
+                     "Launch subtype (default 0): with type 1, 1 and 2 are sampled for\n"
+                     "three seconds; with type 2, 1 and 2 must hold longer, and -1 shorter")
+        ->type_name("S");
     verb->add_flag("--dump", arguments->dump, "Write each launch's series to the dumps folder");
     verb->add_flag("--keep-name", arguments->keepName,
-                   "Leave argv[0] alone; PACKAGE is the name that COMMAND shows");
+                   "Leave COMMAND's argv[0] alone, for a program that needs its own");
     verb->add_flag("--fd-counts", options.fdCounts,
                    "Send the process's open descriptors too (hardened build)");
     verb->add_flag("--json", arguments->json, "Print one JSON object");

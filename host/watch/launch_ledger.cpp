@@ -9,7 +9,7 @@
 namespace host {
 void LaunchLedger::offer(const SentLaunch& launch) {
     const std::lock_guard<std::mutex> lock(mMutex);
-    mOffered = launch;
+    mOffered = EndedLaunch{launch, std::nullopt, {}};
 }
 
 // The library wakes its thread for every launch but those of a learned package.
@@ -23,6 +23,8 @@ void LaunchLedger::take(const LogLine& line) {
     const std::lock_guard<std::mutex> lock(mMutex);
     if (startsWith(line.message, log::kTaken)) {
         begin(line.message.substr(log::kTaken.size()), line);
+    } else if (mOffered && line.function == log::kCountingFunction) {
+        mOffered->record.take(line);
     } else if (line.tag != log::kEntryTag) {
         follow(line);
     } else if (mOffered && startsWith(line.message, log::kWakingThread)) {
@@ -37,29 +39,26 @@ void LaunchLedger::take(const LogLine& line) {
 void LaunchLedger::begin(std::string_view package, const LogLine& line) {
     const auto newest =
         std::find_if(mWaiting.rbegin(), mWaiting.rend(),
-                     [&](const SentLaunch& sent) { return sent.app.package == package; });
+                     [&](const EndedLaunch& sent) { return sent.launch.app.package == package; });
     if (newest == mWaiting.rend()) return;
     const auto taken = std::prev(newest.base());
     for (auto it = mWaiting.begin(); it != taken; ++it)
         end(*it, LaunchOutcome::kSuperseded);
-    mCurrent = EndedLaunch{*taken, std::nullopt, {}, false};
+    mCurrent = *taken;
     mCurrent->record.take(line);
     mWaiting.erase(mWaiting.begin(), newest.base());
 }
 
 void LaunchLedger::follow(const LogLine& line) {
     if (!mCurrent) return;
-    if (line.tag == log::kStoreTag) {
-        mCurrent->storeFailed |= startsWith(line.message, log::kSampleNotWritten);
-        return;
-    }
     mCurrent->record.take(line);
     if (mCurrent->record.phase() != LaunchPhase::kEnded) return;
     mEnded.push_back(*std::exchange(mCurrent, std::nullopt));
 }
 
-void LaunchLedger::end(const SentLaunch& launch, LaunchOutcome notLearned) {
-    mEnded.push_back({launch, notLearned, {}, false});
+void LaunchLedger::end(EndedLaunch launch, LaunchOutcome notLearned) {
+    launch.notLearned = notLearned;
+    mEnded.push_back(std::move(launch));
 }
 
 std::vector<EndedLaunch> LaunchLedger::takeEnded() {
@@ -69,7 +68,7 @@ std::vector<EndedLaunch> LaunchLedger::takeEnded() {
 
 void LaunchLedger::abandonWaiting() {
     const std::lock_guard<std::mutex> lock(mMutex);
-    for (const SentLaunch& launch : mWaiting)
+    for (const EndedLaunch& launch : mWaiting)
         end(launch, LaunchOutcome::kInterrupted);
     mWaiting.clear();
 }

@@ -22,8 +22,7 @@ struct SentLaunch {
 struct EndedLaunch {
     SentLaunch launch;
     std::optional<LaunchOutcome> notLearned;  ///< why the library did not learn it
-    LaunchRecord record;                      ///< what it did, when it did
-    bool storeFailed = false;
+    LaunchRecord record;                      ///< what it did, from the counting on
 };
 
 /// The library learns one launch and keeps one more waiting; a third replaces
@@ -54,11 +53,11 @@ public:
 private:
     void begin(std::string_view package, const LogLine& line);
     void follow(const LogLine& line);
-    void end(const SentLaunch& launch, LaunchOutcome notLearned);
+    void end(EndedLaunch launch, LaunchOutcome notLearned);
 
     std::mutex mMutex;                    // guards what follows
-    std::optional<SentLaunch> mOffered;   // being sent
-    std::deque<SentLaunch> mWaiting;      // all but the last are superseded
+    std::optional<EndedLaunch> mOffered;  // being sent
+    std::deque<EndedLaunch> mWaiting;     // all but the last are superseded
     std::optional<EndedLaunch> mCurrent;  // being learned
     std::vector<EndedLaunch> mEnded;
 };

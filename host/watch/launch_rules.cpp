@@ -66,6 +66,8 @@ LaunchRules LaunchRules::parse(const std::string& text, const std::string& path)
         LaunchKind kind;
         kind.type = parseNumber(words[1], place);
         if (words.size() == 3) kind.subtype = parseNumber(words[2], place);
+        const std::string fault = launchKindFault(kind);
+        if (!fault.empty()) refuse(place, fault);
         rules.mRules.push_back({words[0], kind});
     }
     return rules;

@@ -1,16 +1,12 @@
 // Which launch type and subtype a package's launches have.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
-namespace host {
+#include "host/library/launch_kind.h"
 
-struct LaunchKind {
-    std::int32_t type = 1;
-    std::int32_t subtype = 0;
-};
+namespace host {
 
 /// An ordered list of rules, of which the first that fits counts.
 class LaunchRules {

@@ -112,7 +112,12 @@ void WatchSession::report(const EndedLaunch& ended) {
     LaunchCircumstances circumstances;
     circumstances.interrupted = isInterrupted();
     circumstances.commandEnded = !launch.app.isAlive();
-    circumstances.storeHasIt = !ended.storeFailed;
+    if (ended.record.countFailed()) {
+        std::fprintf(stderr,
+                     "orvo-host: the store did not count a launch of %s; orvo.log in the state "
+                     "folder says why\n",
+                     launch.app.package.c_str());
+    }
     const LaunchOutcome outcome =
         ended.notLearned ? *ended.notLearned : outcomeOf(ended.record, circumstances);
 

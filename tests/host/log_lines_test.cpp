@@ -12,6 +12,7 @@ namespace {
 constexpr int kDebug = ANDROID_LOG_DEBUG;
 constexpr int kError = ANDROID_LOG_ERROR;
 constexpr const char* kLearner = "TAVO-ORVO-LEARNER";
+constexpr const char* kStore = "TAVO-ORVO-DB";
 
 TEST(LogLineTest, FormatIsTakenApartAndOtherTextIsAllMessage) {
     const LogLine line = parseLogLine(kDebug, "T", "T: f() 12: a() 3: b\n");
@@ -60,17 +61,25 @@ TEST(LaunchRecordTest, EndpointIsReadBehindAPackageNameThatLooksLikeOne) {
 
 TEST(LaunchRecordTest, OutcomeComesFromTheLinesAndWhatTheHostKnows) {
     using Known = LaunchCircumstances;
-    const Known stored{false, false, true};
-    const Known interrupted{true, true, false};
-    const Known gone{false, true, false};
+    const Known interrupted{true, true};
+    const Known gone{false, true};
     const Line learned{kDebug, "Learned Launch Endpoint for p = 450"};
     const Line undecided{kDebug, "Launch Endpoint could not determined for p"};
     const Line limit{kDebug, "Erased learning for p", "TAVO-ORVO", "setData"};
     const Line fault{kError, "exception std::bad_alloc"};
     const Line faultElsewhere{kError, "exception std::bad_alloc", kLearner, "insertVmRss"};
+    const Line noSample{kError, "Failed to write sample for app p", kStore, "writeAppSample"};
+    const Line noFinal{kError, "Failed to write endpoint for app p", kStore, "writeFinalEP"};
+    const Line noMark{kError, "Failed to update status for app p", kStore, "writeFinalEP"};
+    const Line noCount{kError, "Failed to update status for app p", kStore, "checkStatus"};
+    const Line noRows{kError, "Failed to fetch samples for app p", kStore, "getAppSamples"};
     const std::tuple<std::vector<Line>, Known, LaunchOutcome> cases[] = {
-        {{kTaken, learned}, Known{}, LaunchOutcome::kStoreFailed},
-        {{kTaken, faultElsewhere, learned}, stored, LaunchOutcome::kStored},
+        {{kTaken, learned, noSample}, Known{}, LaunchOutcome::kStoreFailed},
+        {{kTaken, learned, noFinal}, Known{}, LaunchOutcome::kStoreFailed},
+        {{kTaken, learned, noMark}, Known{}, LaunchOutcome::kStoreFailed},
+        {{noCount, kTaken, learned}, Known{}, LaunchOutcome::kStored},
+        {{kTaken, undecided, noRows}, Known{}, LaunchOutcome::kUndecided},
+        {{kTaken, faultElsewhere, learned}, Known{}, LaunchOutcome::kStored},
         {{kTaken, undecided}, gone, LaunchOutcome::kUndecided},
         {{kTaken, kAbort}, Known{}, LaunchOutcome::kExitedEarly},
         {{kTaken, kAbort}, interrupted, LaunchOutcome::kInterrupted},
@@ -83,6 +92,17 @@ TEST(LaunchRecordTest, OutcomeComesFromTheLinesAndWhatTheHostKnows) {
         EXPECT_STREQ(outcomeText(outcomeOf(recordOf(lines), known)), outcomeText(outcome))
             << lines.back().message;
     }
+}
+
+TEST(LaunchRecordTest, StoresFailuresAreToldApartWithTheLaunchsOwnCause) {
+    const LaunchRecord record =
+        recordOf({{kError, "earlier", "TAVO-DB"},
+                  {kError, "Failed to update status for app p", kStore, "checkStatus"},
+                  kTaken,
+                  {kError, "disk I/O error", "TAVO-DB", "judge"}});
+    EXPECT_TRUE(record.countFailed());
+    EXPECT_FALSE(record.storeFailed());
+    EXPECT_EQ(record.databaseError(), "disk I/O error");
 }
 
 }  // namespace

@@ -62,10 +62,44 @@ TEST_F(LearnTest, WholeRunLearnsTheTrueSettlingTimeAndLeavesNoProcess) {
 
     EXPECT_EQ(host(learnSample({}, {})), 0) << mErr;
     EXPECT_THAT(mOut, HasSubstr("already learned"));
-    EXPECT_EQ(mErr, "");  // nor what the library's thread logs last of all
+    EXPECT_THAT(mErr, HasSubstr("orvo-host erase " + mPackage + " --state " + mState));
+    EXPECT_EQ(std::count(mErr.begin(), mErr.end(), '\n'), 1) << "the library's last line came too";
     EXPECT_EQ(host({"erase", mPackage}), 0) << mErr;
     EXPECT_THAT(contentOf(mState + "/history.jsonl"), HasSubstr("\"erased\""));
     EXPECT_EQ(host({"show", mPackage}), 1);
+}
+
+TEST_F(LearnTest, WhatAScriptStartsIsLearnedUnderThePackage) {
+    const std::string script = mFolder / "script";
+    int launches = 0;
+    for (const char* line : {"exec \"$APP\"", "\"$APP\"; true"}) {
+        std::ofstream(script) << "#!/bin/sh\n" << line << '\n';
+        ASSERT_EQ(chmod(script.c_str(), 0700), 0);
+        ASSERT_EQ(host({"learn", mPackage, "--launches", "1", "--json", "--", script},
+                       {"APP=" ORVO_SAMPLE_APP}),
+                  0)
+            << line << mErr;
+        EXPECT_EQ(json::parse(mOut)["followed_name"], ORVO_SAMPLE_APP);
+        EXPECT_THAT(mErr, HasSubstr("COMMAND shows the name '" ORVO_SAMPLE_APP "'"));
+        host::StoreReader store(mState + "/orvo.db");
+        ASSERT_EQ(store.packages().size(), 1U);
+        EXPECT_EQ(store.package(mPackage).launchEndpointsMs.size(), ++launches);
+        EXPECT_EQ(processesNamed(ORVO_SAMPLE_APP), 0);
+    }
+    const std::string history = contentOf(mState + "/history.jsonl");
+    EXPECT_EQ(std::count(history.begin(), history.end(), '\n'), 2) << history;
+}
+
+TEST_F(LearnTest, ChildThatGrowsInPlaceOfItsParentIsNamedAndLearnedByItsName) {
+    const Words command{"--", "timeout", "60", ORVO_SAMPLE_APP};
+    Words words{"learn", mPackage, "--launches", "1", "--quiet"};
+    words.insert(words.end(), command.begin(), command.end());
+    EXPECT_EQ(host(words), 1);
+    const std::string follow = "--follow '" ORVO_SAMPLE_APP "'";
+    EXPECT_THAT(mErr, HasSubstr(follow)) << mOut;
+    words.insert(words.begin() + 2, {"--follow", ORVO_SAMPLE_APP});
+    EXPECT_EQ(host(words), 0) << mErr;
+    EXPECT_THAT(mOut, HasSubstr(mPackage + ": not learned, 1 of 5 launches stored, 4 more"));
 }
 
 TEST_F(LearnTest, CommandThatLeavesBeforeItIsFoundExitedEarly) {
@@ -129,7 +163,9 @@ TEST_F(LearnTest, CommandsThatCannotRunHaveTheShellsCodesAndLeaveNoLaunch) {
 TEST_F(LearnTest, WrongUsageIsOneLineAndCodeTwo) {
     for (const Words& words :
          {Words{"learn", "p"}, Words{"learn", "", "--", "true"},
-          Words{"learn", "p", "--launches", "0", "--", "true"}, Words{"join", "x", "--", "true"},
+          Words{"learn", "p", "--launches", "0", "--", "true"},
+          Words{"learn", "p", "--type", "7", "--", "true"},
+          Words{"learn", "p", "--follow", "a\nb", "--", "true"}, Words{"join", "x", "--", "true"},
           Words{"show", "p", "--", "true"}, Words{"non\nsense"}}) {
         EXPECT_EQ(host(words), 2) << words.back();
         EXPECT_EQ(std::count(mErr.begin(), mErr.end(), '\n'), 1) << mErr;

@@ -88,16 +88,17 @@ TEST_F(AppScanTest, WhatRanBeforeIsNoLaunchAndAThreadStandsForItsProcess) {
 
 TEST(LaunchRulesTest, FirstRuleThatFitsCounts) {
     const LaunchRules rules = LaunchRules::parse(
-        "# games\r\n\ncom.game.* 2\ncom.game.x 7 7\n\tcom.?.a\t1 -2 # note\n", "r");
+        "# games\r\n\ncom.game.* 2\ncom.game.x 1 2\n\tcom.?.a\t2 -1 # note\n", "r");
     EXPECT_EQ(rules.kindOf("com.game.x").type, 2);
-    EXPECT_EQ(rules.kindOf("com.b.a").subtype, -2);
+    EXPECT_EQ(rules.kindOf("com.b.a").subtype, -1);
     EXPECT_EQ(rules.kindOf("com.other").type, 1);
     EXPECT_EQ(rules.kindOf("com.other").subtype, 0);
 }
 
 TEST(LaunchRulesTest, EveryFaultIsOneLineThatNamesThePlace) {
-    for (const std::string bad : {"com.a", "com.a x", "com.a 1 2 3", "com.a 99999999999", "com/a 1",
-                                  "com.a 1x", "\xff\xfe 1"}) {
+    for (const std::string bad :
+         {"com.a", "com.a x", "com.a 1 2 3", "com.a 99999999999", "com/a 1", "com.a 1x", "com.a 7",
+          "com.a 1 -1", "com.a 1 3", "com.a 2 -2", "com.a 2 3", "\xff\xfe 1"}) {
         const auto namesIt = AllOf(HasSubstr("r:2: "), Not(HasSubstr("\xff")));
         EXPECT_THAT([&] { LaunchRules::parse("com.x 1\n" + bad, "r"); }, refuses(kUsage, namesIt));
     }
@@ -125,10 +126,10 @@ protected:
     std::vector<std::string> ended() {
         std::vector<std::string> texts;
         for (const EndedLaunch& launch : mLedger.takeEnded()) {
-            const LaunchOutcome learned =
-                outcomeOf(launch.record, {false, false, !launch.storeFailed});
+            const LaunchOutcome learned = outcomeOf(launch.record, {});
             texts.push_back(launch.launch.app.package + ' ' +
-                            outcomeText(launch.notLearned.value_or(learned)));
+                            outcomeText(launch.notLearned.value_or(learned)) +
+                            (launch.record.countFailed() ? " uncounted" : ""));
         }
         return texts;
     }
@@ -166,6 +167,21 @@ TEST_F(LedgerTest, LaunchTakenWhileTheNextIsBeingSentIsNotSuperseded) {
     learner("Waiting for Launch Event...");
     EXPECT_THAT(ended(), ElementsAre("com.a undecided", "com.b store failed"));
     EXPECT_FALSE(mLedger.isBusy());
+}
+
+TEST_F(LedgerTest, CountThatFailedIsThatOfTheLaunchBeingSent) {
+    send("com.a");
+    learner("Start Learning appName:com.a");
+    mLedger.offer({{"com.b", 1, 1}, {}, 0});
+    mLedger.take({ANDROID_LOG_ERROR, "TAVO-ORVO-DB", "checkStatus",
+                  "Failed to update status for app com.b"});
+    entry("waking up learning thread for appName:com.b");
+    mLedger.settleOffer();
+    learner("Learned Launch Endpoint for com.a = 300");
+    learner("Waiting for Launch Event...");
+    learner("Start Learning appName:com.b");
+    learner("Waiting for Launch Event...");
+    EXPECT_THAT(ended(), ElementsAre("com.a stored", "com.b learning failed uncounted"));
 }
 
 TEST_F(LedgerTest, LaunchesThatTheLibraryDoesNotTakeEndAtOnce) {

@@ -1,0 +1,157 @@
+// What learn says of launches that did not go as asked.
+#include "host/learn/learn_advice.h"
+
+#include <algorithm>
+#include <functional>
+
+#include "host/process/package_name.h"
+#include "learner/launch_type.h"
+
+namespace host {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+std::string quoted(const std::string& name) {
+    return '\'' + name + '\'';
+}
+
+std::string listOf(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names)
+        text += (text.empty() ? "" : ", ") + quoted(name);
+    return text;
+}
+
+std::string sizeText(std::int64_t kilobytes) {
+    return std::to_string((kilobytes + 512) / 1024) + " MB";
+}
+
+// The last launch that `fits`: one line tells of all that are like it.
+const LaunchResult* lastThat(const LearnReport& report,
+                             const std::function<bool(const LaunchResult&)>& fits) {
+    const auto found = std::find_if(report.launches.rbegin(), report.launches.rend(), fits);
+    return found == report.launches.rend() ? nullptr : &*found;
+}
+
+const LaunchResult* lastWith(const LearnReport& report, LaunchOutcome outcome) {
+    return lastThat(report, [&](const LaunchResult& launch) { return launch.outcome == outcome; });
+}
+
+void adviseOnRelearning(const LearnReport& report, const AdviceContext& context, Lines& lines) {
+    if (!report.launches.empty() || !report.finalEndpointMs) return;
+    lines.push_back(report.package + " is learned already, and nothing was run; to learn it anew: " +
+                    context.eraseCommand);
+}
+
+void adviseOnEarlyExit(const LearnReport& report, const AdviceContext& context, Lines& lines) {
+    const LaunchResult* const launch = lastWith(report, LaunchOutcome::kExitedEarly);
+    if (launch == nullptr) return;
+    if (launch->commandEnded) {
+        lines.push_back("COMMAND must stay for the launch; what it printed is in " +
+                        context.commandOutput);
+    } else {
+        lines.push_back("the process " + quoted(report.followed) +
+                        " ended while COMMAND went on; name the one to learn with --follow NAME");
+    }
+}
+
+std::string remedyFor(const GrownProcess& grown, const LearnReport& report) {
+    if (grown.name == report.followed) {
+        return "the two cannot be told apart by their name; learn what the child does as COMMAND, "
+               "or have it show another name";
+    }
+    if (!packageNameFault(grown.name).empty()) return "a name like that cannot be followed";
+    return "learn that one with --follow " + quoted(grown.name);
+}
+
+// A stored launch of the wrong process has to be forgotten first.
+void adviseOnChild(const LearnReport& report, const AdviceContext& context, Lines& lines) {
+    const LaunchResult* const launch =
+        lastThat(report, [](const LaunchResult& each) { return each.otherGrew.has_value(); });
+    if (launch == nullptr) return;
+    const GrownProcess& grown = *launch->otherGrew;
+    std::string line = "the process " + quoted(report.followed) +
+                       " is sampled, but another one of COMMAND's, " + quoted(grown.name) +
+                       ", grew by " + sizeText(grown.grownKb) + "; ";
+    if (lastWith(report, LaunchOutcome::kStored) != nullptr && grown.name != report.followed) {
+        line += "if that is the one, " + context.eraseCommand + ", and ";
+    }
+    lines.push_back(line + remedyFor(grown, report));
+}
+
+std::string longerSampling(const LaunchKind& kind) {
+    if (kind.type == kLongLaunchType) return "it cannot be learned unless it comes to rest";
+    const std::string longLaunch = "--type 2 samples for up to a minute";
+    return kind.subtype == 0 ? "--subtype 1 samples for three seconds, " + longLaunch : longLaunch;
+}
+
+void adviseOnUndecided(const LearnReport& report, const AdviceContext& context, Lines& lines) {
+    const auto isUndecided = [](const LaunchResult& launch, bool changed) {
+        return launch.outcome == LaunchOutcome::kUndecided && !launch.otherGrew &&
+               launch.changedWhileSampled == changed;
+    };
+    if (lastThat(report, [&](const LaunchResult& each) { return isUndecided(each, true); })) {
+        lines.push_back("an undecided launch's memory still changed while it was sampled; " +
+                        longerSampling(context.kind));
+    }
+    if (lastThat(report, [&](const LaunchResult& each) { return isUndecided(each, false); })) {
+        lines.push_back(
+            "an undecided launch had settled before the first look at it, 200 ms after the "
+            "start: such a quick one cannot be learned");
+    }
+}
+
+void adviseOnNames(const LearnReport& report, Lines& lines) {
+    if (lastWith(report, LaunchOutcome::kNotFound) == nullptr) return;
+    const std::string shown =
+        report.namesShown.empty() ? "no name at all" : listOf(report.namesShown);
+    lines.push_back("no process of COMMAND shows the name " + quoted(report.followed) +
+                    "; there is " + shown + ": name the one to learn with --follow NAME");
+}
+
+std::string causeText(const LaunchResult& launch, const AdviceContext& context) {
+    if (launch.databaseError.empty()) return "it gave no reason; see " + context.log;
+    const bool isLocked = launch.databaseError.find("locked") != std::string::npos;
+    return launch.databaseError +
+           (isLocked ? "; another process holds " + context.database + ": end that"
+                     : "; free the disk or make " + context.database + " writable");
+}
+
+void adviseOnStore(const LearnReport& report, const AdviceContext& context, Lines& lines) {
+    if (const auto* const launch = lastWith(report, LaunchOutcome::kStoreFailed)) {
+        lines.push_back("the store did not keep the launch: " + causeText(*launch, context));
+    }
+    const auto isUncounted = [](const LaunchResult& launch) {
+        return launch.countFailed && launch.outcome != LaunchOutcome::kStoreFailed;
+    };
+    if (const auto* const launch = lastThat(report, isUncounted)) {
+        lines.push_back("the store did not count a launch: " + causeText(*launch, context));
+    }
+}
+
+void adviseOnLibrary(const LearnReport& report, const AdviceContext& context, Lines& lines) {
+    if (lastWith(report, LaunchOutcome::kLearningFailed) != nullptr) {
+        lines.push_back("the library could not learn a launch; see " + context.log);
+    }
+    if (lastWith(report, LaunchOutcome::kLimitReached) != nullptr) {
+        lines.push_back("the 500th launch of " + report.package +
+                        " was not learned: it erased what was known, to begin again");
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> adviceOn(const LearnReport& report, const AdviceContext& context) {
+    Lines lines;
+    adviseOnRelearning(report, context, lines);
+    adviseOnEarlyExit(report, context, lines);
+    adviseOnChild(report, context, lines);
+    adviseOnUndecided(report, context, lines);
+    adviseOnNames(report, lines);
+    adviseOnStore(report, context, lines);
+    adviseOnLibrary(report, context, lines);
+    return lines;
+}
+
+}  // namespace host

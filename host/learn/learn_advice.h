@@ -1,0 +1,25 @@
+// What learn says of launches that did not go as asked.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/learn/learn_report.h"
+#include "host/library/launch_kind.h"
+
+namespace host {
+
+/// What the advice names beside the launches.
+struct AdviceContext {
+    LaunchKind kind;
+    std::string eraseCommand;  ///< forgets the package, in this state folder
+    std::string database;
+    std::string log;
+    std::string commandOutput;
+};
+
+/// One line for each thing that a person should know, without a newline. Names in
+/// it are as the processes show them, and may hold anything.
+std::vector<std::string> adviceOn(const LearnReport& report, const AdviceContext& context);
+
+}  // namespace host

@@ -1,0 +1,259 @@
+// What learn decides, without a process: the name to follow, the process that
+// grows, what is said of launches, the exit code.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/base/exit_code.h"
+#include "host/learn/learn_advice.h"
+#include "host/learn/shown_name.h"
+#include "host/learn/tree_growth.h"
+
+namespace host {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Tree = std::vector<ProcessLook>;
+
+constexpr pid_t kHost = 1;
+constexpr double kNever = 1e9;
+
+struct Phase {
+    double untilMs;
+    Tree tree;
+};
+
+struct Decision {
+    ShownName::Verdict verdict;
+    std::string name;
+    double atMs;
+    std::vector<std::string> names;
+};
+
+Decision decide(const std::vector<Phase>& phases) {
+    ShownName shown("my.app");
+    double nowMs = 0;
+    for (const Phase& phase : phases) {
+        for (; nowMs < std::min(phase.untilMs, 5000.0); nowMs += 100) {
+            shown.take(nowMs, phase.tree);
+            if (shown.verdict() != ShownName::Verdict::kOpen)
+                return {shown.verdict(), shown.name(), nowMs, shown.names()};
+        }
+    }
+    return {shown.verdict(), shown.name(), nowMs, shown.names()};
+}
+
+TEST(ShownNameTest, NameOfTheTopmostProgramIsFollowedOnceItHolds) {
+    const ProcessLook script{10, kHost, "/bin/sh", 200};
+    const ProcessLook python{10, kHost, "python3", 9000};
+    const ProcessLook child{11, 10, "python3", 9000};
+    const ProcessLook helper{12, 10, "crash_handler", 90'000};
+    const ProcessLook logger{13, 10, "tee", 100};
+    const ProcessLook inner{11, 10, "/usr/bin/bash", 300};
+    const ProcessLook below{14, 11, "java", 100};
+    const struct {
+        const char* what;
+        std::vector<Phase> phases;
+        const char* name;
+        double atMs;
+    } cases[] = {
+        {"script that executes", {{200, {script}}, {kNever, {python}}}, "python3", 700},
+        {"script that waits", {{100, {script}}, {kNever, {script, child}}}, "python3", 600},
+        {"program with helpers", {{kNever, {python, helper}}}, "python3", 500},
+        {"script in a script", {{kNever, {script, inner, below}}}, "java", 500},
+        {"pipe", {{kNever, {script, child, logger}}}, "python3", 500},
+        {"children of one name", {{kNever, {python, child}}}, "python3", 500},
+        {"orphan", {{100, {script}}, {kNever, {{11, kHost, "app", 1}}}}, "app", 600},
+        {"name given late", {{300, {python}}, {kNever, {{10, kHost, "srv", 1}}}}, "srv", 800},
+        {"shell with work of its own", {{kNever, {script}}}, "/bin/sh", 1500},
+    };
+    for (const auto& [what, phases, name, atMs] : cases) {
+        const Decision decision = decide(phases);
+        EXPECT_EQ(decision.verdict, ShownName::Verdict::kOther) << what;
+        EXPECT_EQ(decision.name, name) << what;
+        EXPECT_EQ(decision.atMs, atMs) << what;
+    }
+}
+
+TEST(ShownNameTest, NothingIsDecidedWhileTheWantedNameIsShownByAnyProcess) {
+    const ProcessLook other{10, kHost, "python3", 9000};
+    for (const Tree& tree : {Tree{{10, kHost, "my.app", 1}}, Tree{other, {11, 10, "my.app", 1}},
+                             Tree{}})
+        EXPECT_EQ(decide({{kNever, tree}}).verdict, ShownName::Verdict::kOpen);
+}
+
+TEST(ShownNameTest, WhereNoNameStandsOutTheNamesAreTold) {
+    const Decision two = decide({{kNever, {{10, kHost, "a", 50}, {11, kHost, "b", 60}}}});
+    EXPECT_EQ(two.verdict, ShownName::Verdict::kNone);
+    EXPECT_EQ(two.atMs, 2000);
+    EXPECT_THAT(two.names, ElementsAre("a", "b"));
+
+    std::vector<Phase> changing;
+    for (int i = 1; i < 30; ++i)
+        changing.push_back({i * 100.0, {{10, kHost, std::to_string(i), 1}}});
+    EXPECT_EQ(decide(changing).verdict, ShownName::Verdict::kNone);
+    const std::string unfit(300, 'x');
+    EXPECT_EQ(decide({{kNever, {{10, kHost, unfit, 1}}}}).verdict, ShownName::Verdict::kNone);
+    // Their parents were read at different moments.
+    EXPECT_EQ(decide({{kNever, {{10, 11, "/bin/sh", 1}, {11, 10, "/bin/sh", 1}}}}).verdict,
+              ShownName::Verdict::kNone);
+}
+
+TEST(ProcessLookTest, StatusIsReadPastAHostileNameAndRefusedWithoutMemory) {
+    const std::string text = "Name:\tPPid:\t7\\nPPid:\t8\nTgid:\t12\nPid:\t12\nPPid:\t34\n";
+    const auto look = parseProcessStatus(text + "RssAnon:\t     100 kB\nVmSwap:\t 11 kB\n");
+    ASSERT_TRUE(look);
+    EXPECT_EQ(look->pid, 12);
+    EXPECT_EQ(look->parent, 34);
+    EXPECT_EQ(look->memoryKb, 111);
+    for (const char* rest : {"", "RssAnon:\t1 kB\n", "RssAnon:\t1 kB\nVmSwap:", "VmSwap:\tx\n"})
+        EXPECT_FALSE(parseProcessStatus(text + rest)) << rest;
+}
+
+// The looks of a launch's sampling: the sampled process is 10, its child 11.
+struct Growth {
+    const char* what;
+    std::vector<Tree> looks;
+    const char* other;  // that grew much more; null for none
+    bool hasChanged;
+};
+
+TEST(TreeGrowthTest, ProcessThatGrowsWhileTheSampledOneDoesNotIsFound) {
+    const auto own = [](std::int64_t kb) { return ProcessLook{10, kHost, "app", kb}; };
+    const auto child = [](const char* name, std::int64_t kb) {
+        return ProcessLook{11, 10, name, kb};
+    };
+    const Growth cases[] = {
+        {"child that was there", {{own(400), child("c", 100)}, {own(400), child("c", 9000)}}, "c", false},
+        {"child that came", {{own(400)}, {own(400), child("c", 9000)}}, "c", false},
+        {"child that came and went", {{own(400)}, {own(400), child("c", 9000)}, {own(400)}}, "c", false},
+        {"fork that rests", {{own(9000)}, {own(9000), child("app", 9000)}}, nullptr, false},
+        {"fork that grows", {{own(9000)}, {own(9000), child("app", 8000)}, {own(9000), child("app", 30'000)}}, "app", false},
+        {"child settled before", {{own(400), child("c", 9000)}, {own(400), child("c", 9100)}}, nullptr, false},
+        {"both grow", {{own(400), child("c", 100)}, {own(9000), child("c", 20'000)}}, nullptr, true},
+        {"sampled one shrinks", {{own(9000)}, {own(400)}}, nullptr, true},
+        {"sampled one within the tolerance", {{own(9900)}, {own(9999)}}, nullptr, false},
+        {"nothing was seen", {{}}, nullptr, false},
+    };
+    for (const Growth& each : cases) {
+        TreeGrowth growth;
+        for (const Tree& look : each.looks)
+            growth.take(look);
+        const auto other = growth.otherThan(10);
+        EXPECT_EQ(other ? other->name : "", each.other ? each.other : "") << each.what;
+        EXPECT_EQ(growth.hasChanged(10), each.hasChanged) << each.what;
+    }
+}
+
+LaunchResult resultOf(LaunchOutcome outcome) {
+    LaunchResult result;
+    result.outcome = outcome;
+    if (outcome == LaunchOutcome::kStored) result.endpointMs = 300;
+    return result;
+}
+
+class AdviceTest : public testing::Test {
+protected:
+    AdviceTest() {
+        mReport.package = "p";
+        mReport.followed = "p";
+        mReport.launchesAsked = 2;
+    }
+
+    std::vector<std::string> adviceOn(const std::vector<LaunchResult>& launches) {
+        mReport.launches = launches;
+        return host::adviceOn(mReport, mContext);
+    }
+
+    LearnReport mReport;
+    AdviceContext mContext{{}, "orvo-host erase p", "the.db", "the.log", "command.log"};
+};
+
+TEST_F(AdviceTest, EachCauseIsToldOnceAndOnlyWhereItHolds) {
+    const LaunchResult stored = resultOf(LaunchOutcome::kStored);
+    LaunchResult early = resultOf(LaunchOutcome::kExitedEarly);
+    const LaunchResult followedLeft = early;
+    early.commandEnded = true;
+    const LaunchResult quick = resultOf(LaunchOutcome::kUndecided);
+    LaunchResult restless = quick;
+    restless.changedWhileSampled = true;
+    LaunchResult childGrew = quick;
+    childGrew.otherGrew = GrownProcess{"python3", 38'000};
+    LaunchResult forkGrew = quick;
+    forkGrew.otherGrew = GrownProcess{"p", 38'000};
+    LaunchResult storedButChildGrew = stored;
+    storedButChildGrew.otherGrew = childGrew.otherGrew;
+    LaunchResult uncounted = stored;
+    uncounted.countFailed = true;
+    LaunchResult full = resultOf(LaunchOutcome::kStoreFailed);
+    full.databaseError = "database or disk is full";
+    LaunchResult locked = full;
+    locked.databaseError = "database is locked";
+    const LaunchResult unexplained = resultOf(LaunchOutcome::kStoreFailed);
+
+    const struct {
+        std::vector<LaunchResult> launches;
+        std::vector<const char*> words;
+    } cases[] = {
+        {{stored, stored}, {}},
+        {{early, early}, {"must stay", "command.log"}},
+        {{followedLeft}, {"'p' ended while COMMAND went on", "--follow NAME"}},
+        {{quick, stored}, {"before the first look"}},
+        {{restless, restless}, {"still changed", "--subtype 1"}},
+        {{childGrew}, {"'python3', grew by 37 MB; learn that one with --follow 'python3'"}},
+        {{forkGrew}, {"'p', grew by 37 MB; the two cannot be told apart"}},
+        {{storedButChildGrew}, {"if that is the one, orvo-host erase p, and learn that one"}},
+        {{uncounted}, {"did not count", "no reason; see the.log"}},
+        {{full}, {"did not keep", "disk is full; free the disk"}},
+        {{locked}, {"database is locked; another process holds the.db"}},
+        {{unexplained}, {"no reason; see the.log"}},
+        {{resultOf(LaunchOutcome::kLimitReached)}, {"500th"}},
+        {{resultOf(LaunchOutcome::kLearningFailed)}, {"see the.log"}},
+        {{resultOf(LaunchOutcome::kInterrupted)}, {}},
+    };
+    for (const auto& [launches, words] : cases) {
+        const std::vector<std::string> lines = adviceOn(launches);
+        EXPECT_EQ(lines.size(), words.empty() ? 0U : 1U) << outcomeText(launches[0].outcome);
+        for (const char* word : words)
+            EXPECT_THAT(lines, ElementsAre(HasSubstr(word)));
+    }
+    EXPECT_EQ(adviceOn({early, quick, restless, childGrew}).size(), 4U);
+}
+
+TEST_F(AdviceTest, NamesKindAndWhatWasLearnedBeforeAreTakenIntoAccount) {
+    mReport.namesShown = {"a", "b"};
+    EXPECT_THAT(adviceOn({resultOf(LaunchOutcome::kNotFound)}),
+                ElementsAre(AllOf(HasSubstr("name 'p'; there is 'a', 'b'"), HasSubstr("--follow"))));
+    LaunchResult restless = resultOf(LaunchOutcome::kUndecided);
+    restless.changedWhileSampled = true;
+    mContext.kind = {1, 2};
+    EXPECT_THAT(adviceOn({restless}), ElementsAre(HasSubstr("sampled; --type 2")));
+    mContext.kind = {2, 0};
+    EXPECT_THAT(adviceOn({restless}), ElementsAre(HasSubstr("comes to rest")));
+    mReport.finalEndpointMs = 300;
+    EXPECT_THAT(adviceOn({}), ElementsAre(AllOf(HasSubstr("nothing was run"),
+                                                HasSubstr("orvo-host erase p"))));
+    EXPECT_THAT(adviceOn({resultOf(LaunchOutcome::kStored)}), IsEmpty());
+}
+
+TEST_F(AdviceTest, ExitCodeTellsWhetherWhatWasAskedForIsReached) {
+    const LaunchResult stored = resultOf(LaunchOutcome::kStored);
+    const LaunchResult undecided = resultOf(LaunchOutcome::kUndecided);
+    const auto codeOf = [&](const std::vector<LaunchResult>& launches, bool interrupted = false) {
+        mReport.launches = launches;
+        return exitCodeOf(mReport, interrupted);
+    };
+    EXPECT_EQ(codeOf({stored, stored}), kDone);
+    EXPECT_EQ(codeOf({stored, undecided}), kNotLearned);
+    EXPECT_EQ(codeOf({stored}), kNotLearned);
+    EXPECT_EQ(codeOf({stored}, true), kInterrupted);
+    EXPECT_EQ(codeOf({stored, resultOf(LaunchOutcome::kStoreFailed)}), kEnvironment);
+    mReport.finalEndpointMs = 300;
+    EXPECT_EQ(codeOf({}), kDone);
+    EXPECT_EQ(codeOf({undecided}, true), kDone);
+}
+
+}  // namespace
+}  // namespace host

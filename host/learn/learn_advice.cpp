@@ -40,8 +40,9 @@ const LaunchResult* lastWith(const LearnReport& report, LaunchOutcome outcome) {
 
 void adviseOnRelearning(const LearnReport& report, const AdviceContext& context, Lines& lines) {
     if (!report.launches.empty() || !report.finalEndpointMs) return;
-    lines.push_back(report.package + " is learned already, and nothing was run; to learn it anew: " +
-                    context.eraseCommand);
+    lines.push_back(
+        report.package +
+        " is learned already, and nothing was run; to learn it anew: " + context.eraseCommand);
 }
 
 void adviseOnEarlyExit(const LearnReport& report, const AdviceContext& context, Lines& lines) {
@@ -110,23 +111,15 @@ void adviseOnNames(const LearnReport& report, Lines& lines) {
                     "; there is " + shown + ": name the one to learn with --follow NAME");
 }
 
-std::string causeText(const LaunchResult& launch, const AdviceContext& context) {
-    if (launch.databaseError.empty()) return "it gave no reason; see " + context.log;
-    const bool isLocked = launch.databaseError.find("locked") != std::string::npos;
-    return launch.databaseError +
-           (isLocked ? "; another process holds " + context.database + ": end that"
-                     : "; free the disk or make " + context.database + " writable");
-}
-
-void adviseOnStore(const LearnReport& report, const AdviceContext& context, Lines& lines) {
+void adviseOnStore(const LearnReport& report, Lines& lines) {
     if (const auto* const launch = lastWith(report, LaunchOutcome::kStoreFailed)) {
-        lines.push_back("the store did not keep the launch: " + causeText(*launch, context));
+        lines.push_back("the store did not keep the launch: " + launch->storeFault);
     }
     const auto isUncounted = [](const LaunchResult& launch) {
         return launch.countFailed && launch.outcome != LaunchOutcome::kStoreFailed;
     };
     if (const auto* const launch = lastThat(report, isUncounted)) {
-        lines.push_back("the store did not count a launch: " + causeText(*launch, context));
+        lines.push_back("the store did not count a launch: " + launch->storeFault);
     }
 }
 
@@ -149,7 +142,7 @@ std::vector<std::string> adviceOn(const LearnReport& report, const AdviceContext
     adviseOnChild(report, context, lines);
     adviseOnUndecided(report, context, lines);
     adviseOnNames(report, lines);
-    adviseOnStore(report, context, lines);
+    adviseOnStore(report, lines);
     adviseOnLibrary(report, context, lines);
     return lines;
 }

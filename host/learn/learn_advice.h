@@ -13,7 +13,6 @@ namespace host {
 struct AdviceContext {
     LaunchKind kind;
     std::string eraseCommand;  ///< forgets the package, in this state folder
-    std::string database;
     std::string log;
     std::string commandOutput;
 };

@@ -18,7 +18,7 @@ struct LaunchResult {
     bool changedWhileSampled = false;        ///< the memory of the process that was sampled
     bool countFailed = false;                ///< the store did not count the launch
     std::optional<GrownProcess> otherGrew;   ///< much more than the process that was sampled
-    std::string databaseError;               ///< the last of the launch, if any
+    std::string storeFault;                  ///< why either failed, and what to do
 };
 
 struct LearnReport {

@@ -228,12 +228,21 @@ LaunchResult LearnSession::judge(Launch& launch) {
     result.outcome = outcomeOf(record, {isInterrupted(), result.commandEnded});
     if (result.outcome == LaunchOutcome::kStored) result.endpointMs = record.endpointMs();
     result.countFailed = record.countFailed();
-    result.databaseError = record.databaseError();
+    if (record.storeFailed() || record.countFailed()) result.storeFault = storeFaultOf(record);
     if (record.ending() == LaunchEnding::kNotFound) return result;
     const pid_t sampled = mLibrary.pid(mFollowed);
     result.changedWhileSampled = launch.growth.hasChanged(sampled);
     result.otherGrew = launch.growth.otherThan(sampled);
     return result;
+}
+
+std::string LearnSession::storeFaultOf(const LaunchRecord& record) const {
+    const std::string& error = record.databaseError();
+    if (error.empty()) return "it gave no reason; see " + mState.log();
+    if (error.find("locked") != std::string::npos) {
+        return error + "; another process holds " + mState.database() + ": end that";
+    }
+    return error + "; free the disk or make " + mState.database() + " writable";
 }
 
 void LearnSession::note(const LaunchResult& result, std::int64_t launchedAtUnixMs) {

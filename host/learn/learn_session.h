@@ -54,6 +54,7 @@ private:
     void followName(const std::string& name);
     void noteNames(Launch& launch);
     LaunchResult judge(Launch& launch);
+    std::string storeFaultOf(const LaunchRecord& record) const;
     void note(const LaunchResult& result, std::int64_t launchedAtUnixMs);
 
     const LearnOptions& mOptions;

@@ -6,8 +6,8 @@
 namespace host {
 namespace {
 
-constexpr std::int64_t kNotableKb = 1024;  // beyond what a waiting program allocates
-constexpr std::int64_t kMuchMore = 4;      // helpers of a program grow too, but less
+constexpr std::int64_t kNotableKb = 1024;      // beyond what a waiting program allocates
+constexpr std::int64_t kMuchMore = 4;          // helpers of a program grow too, but less
 constexpr std::int64_t kTolerancePercent = 1;  // the analysis's, of memory
 
 }  // namespace
@@ -43,8 +43,8 @@ std::optional<GrownProcess> TreeGrowth::otherThan(pid_t sampled) const {
     const std::int64_t ownKb = own == mRanges.end() ? 0 : own->second.grownKb();
     std::optional<GrownProcess> most;
     for (const auto& [pid, range] : mRanges) {
-        const bool isMore = pid != sampled && range.grownKb() >= kNotableKb &&
-                            range.grownKb() > kMuchMore * ownKb;
+        const bool isMore =
+            pid != sampled && range.grownKb() >= kNotableKb && range.grownKb() > kMuchMore * ownKb;
         if (isMore && (!most || range.grownKb() > most->grownKb))
             most = {range.name, range.grownKb()};
     }

@@ -32,8 +32,8 @@ std::optional<ProcessLook> parseProcessStatus(std::string_view text) {
     const auto anonymousKb = numberOf(text, "RssAnon");
     const auto swappedKb = numberOf(text, "VmSwap");
     if (!pid || !parent || !anonymousKb || !swappedKb) return std::nullopt;
-    return ProcessLook{static_cast<pid_t>(*pid), static_cast<pid_t>(*parent), {},
-                       *anonymousKb + *swappedKb};
+    return ProcessLook{
+        static_cast<pid_t>(*pid), static_cast<pid_t>(*parent), {}, *anonymousKb + *swappedKb};
 }
 
 std::vector<ProcessLook> lookAt(const std::set<pid_t>& processes) {

@@ -61,7 +61,7 @@ AdviceContext adviceContextOf(const LearnArguments& arguments, const Invocation&
     const std::string folder =
         invocation.stateFolder.empty() ? "" : " --state " + invocation.stateFolder;
     return {arguments.options.kind, "orvo-host erase " + arguments.options.package + folder,
-            state.database(), state.log(), state.commandOutput()};
+            state.log(), state.commandOutput()};
 }
 
 void advise(const LearnReport& report, const AdviceContext& context) {
@@ -107,8 +107,8 @@ void addLearnVerb(CLI::App& app, Invocation& invocation) {
     verb->add_option("PACKAGE", options.package, "Name to learn under, and COMMAND's argv[0]")
         ->required();
     verb->add_option("--follow", options.follow,
-                     "Learn the process that shows this name (default: PACKAGE, or else\n"
-                     "the name that COMMAND turns out to show)")
+                     "Learn the process of COMMAND that shows this name (default:\n"
+                     "PACKAGE, or the name that is shown in its place)")
         ->type_name("NAME");
     verb->add_option("--launches", options.launches, "Launches at most (default 5)")
         ->type_name("N")
@@ -118,8 +118,8 @@ void addLearnVerb(CLI::App& app, Invocation& invocation) {
                      "launch, for up to a minute")
         ->type_name("T");
     verb->add_option("--subtype", options.kind.subtype,
-                     "Launch subtype (default 0): with type 1, 1 and 2 are sampled for\n"
-                     "three seconds; with type 2, 1 and 2 must hold longer, and -1 shorter")
+                     "Launch subtype (default 0): of type 1, 1 and 2 are sampled for three\n"
+                     "seconds; of type 2, 1 and 2 must be stable for longer, -1 not as long")
         ->type_name("S");
     verb->add_flag("--dump", arguments->dump, "Write each launch's series to the dumps folder");
     verb->add_flag("--keep-name", arguments->keepName,

@@ -79,8 +79,8 @@ TEST(ShownNameTest, NameOfTheTopmostProgramIsFollowedOnceItHolds) {
 
 TEST(ShownNameTest, NothingIsDecidedWhileTheWantedNameIsShownByAnyProcess) {
     const ProcessLook other{10, kHost, "python3", 9000};
-    for (const Tree& tree : {Tree{{10, kHost, "my.app", 1}}, Tree{other, {11, 10, "my.app", 1}},
-                             Tree{}})
+    for (const Tree& tree :
+         {Tree{{10, kHost, "my.app", 1}}, Tree{other, {11, 10, "my.app", 1}}, Tree{}})
         EXPECT_EQ(decide({{kNever, tree}}).verdict, ShownName::Verdict::kOpen);
 }
 
@@ -126,13 +126,28 @@ TEST(TreeGrowthTest, ProcessThatGrowsWhileTheSampledOneDoesNotIsFound) {
         return ProcessLook{11, 10, name, kb};
     };
     const Growth cases[] = {
-        {"child that was there", {{own(400), child("c", 100)}, {own(400), child("c", 9000)}}, "c", false},
+        {"child that was there",
+         {{own(400), child("c", 100)}, {own(400), child("c", 9000)}},
+         "c",
+         false},
         {"child that came", {{own(400)}, {own(400), child("c", 9000)}}, "c", false},
-        {"child that came and went", {{own(400)}, {own(400), child("c", 9000)}, {own(400)}}, "c", false},
+        {"child that came and went",
+         {{own(400)}, {own(400), child("c", 9000)}, {own(400)}},
+         "c",
+         false},
         {"fork that rests", {{own(9000)}, {own(9000), child("app", 9000)}}, nullptr, false},
-        {"fork that grows", {{own(9000)}, {own(9000), child("app", 8000)}, {own(9000), child("app", 30'000)}}, "app", false},
-        {"child settled before", {{own(400), child("c", 9000)}, {own(400), child("c", 9100)}}, nullptr, false},
-        {"both grow", {{own(400), child("c", 100)}, {own(9000), child("c", 20'000)}}, nullptr, true},
+        {"fork that grows",
+         {{own(9000)}, {own(9000), child("app", 8000)}, {own(9000), child("app", 30'000)}},
+         "app",
+         false},
+        {"child settled before",
+         {{own(400), child("c", 9000)}, {own(400), child("c", 9100)}},
+         nullptr,
+         false},
+        {"both grow",
+         {{own(400), child("c", 100)}, {own(9000), child("c", 20'000)}},
+         nullptr,
+         true},
         {"sampled one shrinks", {{own(9000)}, {own(400)}}, nullptr, true},
         {"sampled one within the tolerance", {{own(9900)}, {own(9999)}}, nullptr, false},
         {"nothing was seen", {{}}, nullptr, false},
@@ -168,7 +183,7 @@ protected:
     }
 
     LearnReport mReport;
-    AdviceContext mContext{{}, "orvo-host erase p", "the.db", "the.log", "command.log"};
+    AdviceContext mContext{{}, "orvo-host erase p", "the.log", "command.log"};
 };
 
 TEST_F(AdviceTest, EachCauseIsToldOnceAndOnlyWhereItHolds) {
@@ -188,10 +203,8 @@ TEST_F(AdviceTest, EachCauseIsToldOnceAndOnlyWhereItHolds) {
     LaunchResult uncounted = stored;
     uncounted.countFailed = true;
     LaunchResult full = resultOf(LaunchOutcome::kStoreFailed);
-    full.databaseError = "database or disk is full";
-    LaunchResult locked = full;
-    locked.databaseError = "database is locked";
-    const LaunchResult unexplained = resultOf(LaunchOutcome::kStoreFailed);
+    full.countFailed = true;
+    uncounted.storeFault = full.storeFault = "it is full; free it";
 
     const struct {
         std::vector<LaunchResult> launches;
@@ -205,10 +218,8 @@ TEST_F(AdviceTest, EachCauseIsToldOnceAndOnlyWhereItHolds) {
         {{childGrew}, {"'python3', grew by 37 MB; learn that one with --follow 'python3'"}},
         {{forkGrew}, {"'p', grew by 37 MB; the two cannot be told apart"}},
         {{storedButChildGrew}, {"if that is the one, orvo-host erase p, and learn that one"}},
-        {{uncounted}, {"did not count", "no reason; see the.log"}},
-        {{full}, {"did not keep", "disk is full; free the disk"}},
-        {{locked}, {"database is locked; another process holds the.db"}},
-        {{unexplained}, {"no reason; see the.log"}},
+        {{uncounted}, {"did not count a launch: it is full; free it"}},
+        {{full}, {"did not keep the launch: it is full; free it"}},
         {{resultOf(LaunchOutcome::kLimitReached)}, {"500th"}},
         {{resultOf(LaunchOutcome::kLearningFailed)}, {"see the.log"}},
         {{resultOf(LaunchOutcome::kInterrupted)}, {}},
@@ -224,8 +235,9 @@ TEST_F(AdviceTest, EachCauseIsToldOnceAndOnlyWhereItHolds) {
 
 TEST_F(AdviceTest, NamesKindAndWhatWasLearnedBeforeAreTakenIntoAccount) {
     mReport.namesShown = {"a", "b"};
-    EXPECT_THAT(adviceOn({resultOf(LaunchOutcome::kNotFound)}),
-                ElementsAre(AllOf(HasSubstr("name 'p'; there is 'a', 'b'"), HasSubstr("--follow"))));
+    EXPECT_THAT(
+        adviceOn({resultOf(LaunchOutcome::kNotFound)}),
+        ElementsAre(AllOf(HasSubstr("name 'p'; there is 'a', 'b'"), HasSubstr("--follow"))));
     LaunchResult restless = resultOf(LaunchOutcome::kUndecided);
     restless.changedWhileSampled = true;
     mContext.kind = {1, 2};
@@ -233,8 +245,8 @@ TEST_F(AdviceTest, NamesKindAndWhatWasLearnedBeforeAreTakenIntoAccount) {
     mContext.kind = {2, 0};
     EXPECT_THAT(adviceOn({restless}), ElementsAre(HasSubstr("comes to rest")));
     mReport.finalEndpointMs = 300;
-    EXPECT_THAT(adviceOn({}), ElementsAre(AllOf(HasSubstr("nothing was run"),
-                                                HasSubstr("orvo-host erase p"))));
+    EXPECT_THAT(adviceOn({}),
+                ElementsAre(AllOf(HasSubstr("nothing was run"), HasSubstr("orvo-host erase p"))));
     EXPECT_THAT(adviceOn({resultOf(LaunchOutcome::kStored)}), IsEmpty());
 }
 

@@ -87,28 +87,38 @@ std::string longerSampling(const LaunchKind& kind) {
     return kind.subtype == 0 ? "--subtype 1 samples for three seconds, " + longLaunch : longLaunch;
 }
 
+// Of an application under its own name there is no other process to mean.
+std::string otherProcess(const LearnReport& report) {
+    if (report.followed == report.package) return "";
+    return "; if another one is meant, name it with --follow NAME";
+}
+
 void adviseOnUndecided(const LearnReport& report, const AdviceContext& context, Lines& lines) {
     const auto isUndecided = [](const LaunchResult& launch, bool changed) {
         return launch.outcome == LaunchOutcome::kUndecided && !launch.otherGrew &&
                launch.changedWhileSampled == changed;
     };
+    const std::string subject = "an undecided launch's process " + quoted(report.followed);
     if (lastThat(report, [&](const LaunchResult& each) { return isUndecided(each, true); })) {
-        lines.push_back("an undecided launch's memory still changed while it was sampled; " +
-                        longerSampling(context.kind));
+        lines.push_back(subject + " still changed its memory while it was sampled; " +
+                        longerSampling(context.kind) + otherProcess(report));
     }
     if (lastThat(report, [&](const LaunchResult& each) { return isUndecided(each, false); })) {
-        lines.push_back(
-            "an undecided launch had settled before the first look at it, 200 ms after the "
-            "start: such a quick one cannot be learned");
+        lines.push_back(subject +
+                        " had settled before the first look, 200 ms after the start: such a "
+                        "quick one cannot be learned" +
+                        otherProcess(report));
     }
 }
 
 void adviseOnNames(const LearnReport& report, Lines& lines) {
     if (lastWith(report, LaunchOutcome::kNotFound) == nullptr) return;
-    const std::string shown =
-        report.namesShown.empty() ? "no name at all" : listOf(report.namesShown);
+    const std::string shown = report.namesShown.empty() ? "none" : listOf(report.namesShown);
+    const std::string remedy =
+        report.followedWasSeen ? "; a name that changes from launch to launch cannot be followed"
+                               : "; name the process to learn with --follow NAME";
     lines.push_back("no process of COMMAND shows the name " + quoted(report.followed) +
-                    "; there is " + shown + ": name the one to learn with --follow NAME");
+                    ", those shown: " + shown + remedy);
 }
 
 void adviseOnStore(const LearnReport& report, Lines& lines) {

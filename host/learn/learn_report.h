@@ -28,6 +28,7 @@ struct LearnReport {
     std::optional<std::int32_t> finalEndpointMs;  ///< none while not learned
     int samplesStored = 0;                        ///< towards the final endpoint
     std::string followed;                         ///< the name that was looked for
+    bool followedWasSeen = false;                 ///< it is the one that COMMAND showed before
     std::vector<std::string> namesShown;          ///< when that was not found: those there were
 };
 

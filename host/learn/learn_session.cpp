@@ -88,6 +88,7 @@ LearnReport LearnSession::run() {
     const StoredPackage stored = mStore.package(mOptions.package);
     report.samplesStored = static_cast<int>(stored.launchEndpointsMs.size());
     report.followed = mFollowed;
+    report.followedWasSeen = mOptions.follow.empty() && !mMayFollowOther;
     report.namesShown = mNamesShown;
     return report;
 }

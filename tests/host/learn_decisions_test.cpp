@@ -214,7 +214,7 @@ TEST_F(AdviceTest, EachCauseIsToldOnceAndOnlyWhereItHolds) {
         {{early, early}, {"must stay", "command.log"}},
         {{followedLeft}, {"'p' ended while COMMAND went on", "--follow NAME"}},
         {{quick, stored}, {"before the first look"}},
-        {{restless, restless}, {"still changed", "--subtype 1"}},
+        {{restless, restless}, {"'p' still changed", "--subtype 1"}},
         {{childGrew}, {"'python3', grew by 37 MB; learn that one with --follow 'python3'"}},
         {{forkGrew}, {"'p', grew by 37 MB; the two cannot be told apart"}},
         {{storedButChildGrew}, {"if that is the one, orvo-host erase p, and learn that one"}},
@@ -234,14 +234,20 @@ TEST_F(AdviceTest, EachCauseIsToldOnceAndOnlyWhereItHolds) {
 }
 
 TEST_F(AdviceTest, NamesKindAndWhatWasLearnedBeforeAreTakenIntoAccount) {
+    const LaunchResult notFound = resultOf(LaunchOutcome::kNotFound);
     mReport.namesShown = {"a", "b"};
     EXPECT_THAT(
-        adviceOn({resultOf(LaunchOutcome::kNotFound)}),
-        ElementsAre(AllOf(HasSubstr("name 'p'; there is 'a', 'b'"), HasSubstr("--follow"))));
+        adviceOn({notFound}),
+        ElementsAre(AllOf(HasSubstr("name 'p', those shown: 'a', 'b'"), HasSubstr("--follow"))));
+    mReport.followedWasSeen = true;
+    EXPECT_THAT(adviceOn({notFound}), ElementsAre(HasSubstr("changes from launch to launch")));
     LaunchResult restless = resultOf(LaunchOutcome::kUndecided);
     restless.changedWhileSampled = true;
     mContext.kind = {1, 2};
     EXPECT_THAT(adviceOn({restless}), ElementsAre(HasSubstr("sampled; --type 2")));
+    mReport.followed = "sleep";
+    EXPECT_THAT(adviceOn({restless}),
+                ElementsAre(AllOf(HasSubstr("'sleep'"), HasSubstr("--follow"))));
     mContext.kind = {2, 0};
     EXPECT_THAT(adviceOn({restless}), ElementsAre(HasSubstr("comes to rest")));
     mReport.finalEndpointMs = 300;

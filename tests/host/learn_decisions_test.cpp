@@ -85,10 +85,11 @@ TEST(ShownNameTest, NothingIsDecidedWhileTheWantedNameIsShownByAnyProcess) {
 }
 
 TEST(ShownNameTest, WhereNoNameStandsOutTheNamesAreTold) {
-    const Decision two = decide({{kNever, {{10, kHost, "a", 50}, {11, kHost, "b", 60}}}});
+    const ProcessLook shell{9, kHost, "sh", 1};
+    const Decision two = decide({{kNever, {shell, {10, 9, "a", 50}, {11, 9, "b", 60}}}});
     EXPECT_EQ(two.verdict, ShownName::Verdict::kNone);
     EXPECT_EQ(two.atMs, 2000);
-    EXPECT_THAT(two.names, ElementsAre("a", "b"));
+    EXPECT_THAT(two.names, ElementsAre("sh", "a", "b"));
 
     std::vector<Phase> changing;
     for (int i = 1; i < 30; ++i)

@@ -1,11 +1,11 @@
-// Reads small text files that a person has written.
+// Reads small text files.
 #include "host/base/text_file.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 
-#include "host/base/unique_fd.h"
+#include "host/base/regular_file.h"
 #include "host/base/whole_file.h"
 
 namespace host {
@@ -18,12 +18,9 @@ bool isForeign(char c) {
     return (byte < 0x20 && c != '\t' && c != '\r' && c != '\n') || byte == 0x7f;
 }
 
-}  // namespace
-
-std::string readTextFile(const std::string& path, ExitCode code) {
-    const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+std::string readOpened(const UniqueFd& file, const std::string& path, ExitCode code) {
     std::string text;
-    if (!file.isOpen() || !readWhole(file.get(), text, kLargestSize)) {
+    if (!readWhole(file.get(), text, kLargestSize)) {
         throw HostError(code, "cannot read " + path + ": " + std::strerror(errno));
     }
     const auto foreign = std::find_if(text.begin(), text.end(), isForeign);
@@ -38,9 +35,17 @@ std::string readTextFile(const std::string& path, ExitCode code) {
     return text;
 }
 
-std::string readTextFileIfAny(const std::string& path, ExitCode code) {
-    const bool isMissing = access(path.c_str(), F_OK) != 0 && errno == ENOENT;
-    return isMissing ? std::string() : readTextFile(path, code);
+}  // namespace
+
+std::string readTextFile(const std::string& path, ExitCode code) {
+    const UniqueFd file = openGivenFile(path, code);
+    if (file.isOpen()) return readOpened(file, path, code);
+    throw HostError(code, "cannot read " + path + ": " + std::strerror(errno));
+}
+
+std::string readKeptTextFile(const std::string& path) {
+    const UniqueFd file = openKeptFile(path, O_RDONLY);
+    return file.isOpen() ? readOpened(file, path, kEnvironment) : std::string();
 }
 
 }  // namespace host

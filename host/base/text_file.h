@@ -1,4 +1,4 @@
-// Reads small text files that a person has written.
+// Reads small text files.
 #pragma once
 
 #include <string>
@@ -7,12 +7,13 @@
 
 namespace host {
 
-/// The whole file. Throws HostError with `code` and the file's name, and the
+/// The whole file, which a person names. Throws HostError with `code` and the file's name, and the
 /// line where there is one, when the file cannot be read, is larger than 1 MiB,
 /// or is no text: holds a control character other than tab and line ends.
 std::string readTextFile(const std::string& path, ExitCode code);
 
-/// The same, and empty when there is no such file.
-std::string readTextFileIfAny(const std::string& path, ExitCode code);
+/// The same of a file that the host keeps; empty when there is none. Throws with
+/// kEnvironment.
+std::string readKeptTextFile(const std::string& path);
 
 }  // namespace host

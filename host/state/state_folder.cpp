@@ -45,7 +45,7 @@ void StateFolder::create() const {
 }
 
 void StateFolder::setDumpEnabled(bool enabled) const {
-    const std::string old = readTextFileIfAny(properties(), kEnvironment);
+    const std::string old = readKeptTextFile(properties());
     const std::string text = withProperty(old, kDumpProperty, enabled ? "true" : "");
     if (text == old) return;
     // Beside it and then over it, so that a reader never sees half a file.

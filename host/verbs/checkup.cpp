@@ -113,7 +113,7 @@ std::string describeHistory(const StateFolder& state) {
 }
 
 std::string describeProperties(const StateFolder& state) {
-    readTextFileIfAny(state.properties(), kEnvironment);
+    readKeptTextFile(state.properties());
     setenv("TAVO_PROPERTIES", state.properties().c_str(), 1);
     char value[8] = "";
     TavoConfigDataStore::mTavoStorage.GetProperty(kDumpProperty, value, sizeof value);

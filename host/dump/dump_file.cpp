@@ -10,16 +10,14 @@
 #include "host/base/printable.h"
 #include "host/base/unique_fd.h"
 #include "host/base/whole_file.h"
+#include "host/dump/dump_name.h"
 #include "host/dump/dump_parser.h"
 #include "host/dump/launch_grouping.h"
 
 namespace host {
 namespace {
 
-constexpr std::string_view kFolderOnDevice = "/data/vendor/lm/";
-constexpr std::string_view kSuffix = "_vmrss.csv";
 constexpr std::string_view kFileSuffix = ".csv";
-constexpr std::size_t kLongestPathOnDevice = 127;  // the library cuts the path there
 
 // A thousand long launches, or ten thousand short ones. What is parsed takes
 // about as much memory as the text.
@@ -29,15 +27,9 @@ bool endsWith(std::string_view text, std::string_view end) {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
-std::string fileNameOf(const std::string& package) {
-    std::string path = std::string(kFolderOnDevice) + package + std::string(kSuffix);
-    path.resize(std::min(path.size(), kLongestPathOnDevice));
-    return path.substr(kFolderOnDevice.size());
-}
-
 std::string packageOf(const std::string& file) {
     std::string name = file.substr(file.rfind('/') + 1);
-    const std::string_view suffix = endsWith(name, kSuffix) ? kSuffix : kFileSuffix;
+    const std::string_view suffix = endsWith(name, kDumpSuffix) ? kDumpSuffix : kFileSuffix;
     if (endsWith(name, suffix) && name.size() > suffix.size()) {
         name.resize(name.size() - suffix.size());
     }
@@ -72,7 +64,7 @@ DumpSource dumpSourceOf(const std::string& argument, const StateFolder& state) {
     if (argument.empty()) throw HostError(kUsage, "PACKAGE is empty");
     const bool isFile = endsWith(argument, kFileSuffix) || argument.find('/') != std::string::npos;
     if (isFile) return {argument, packageOf(argument), false};
-    return {state.dumps() + '/' + fileNameOf(argument), argument, true};
+    return {state.dumps() + '/' + dumpNameOf(argument), argument, true};
 }
 
 const DumpedLaunch& Dump::launch(int number) const {

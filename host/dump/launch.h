@@ -6,11 +6,9 @@
 #include <optional>
 #include <vector>
 
-#include "host/dump/metric.h"
+#include "host/library/metric.h"
 
 namespace host {
-
-using Series = std::vector<std::int32_t>;
 
 /// Samples that the learner took itself; descriptor counts come from the host.
 inline std::size_t sampleCount(const PerMetric<Series>& series) {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/dump/metric.h"
+#include "host/library/metric.h"
 
 namespace host {
 

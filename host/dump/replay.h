@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "host/dump/analysis.h"
 #include "host/dump/launch.h"
 
 namespace host {
@@ -15,15 +16,7 @@ struct ReplayOptions {
     std::optional<std::int32_t> subtype;
 };
 
-/// What an evaluation results in: once as recorded, once as replayed.
-struct EvaluationResult {
-    PerMetric<std::int32_t> endpointIndices{};
-    PerMetric<std::int32_t> settledValues{};
-    std::optional<std::int32_t> finalIndex;
-
-    bool operator==(const EvaluationResult& other) const;
-};
-
+/// What was recorded of it.
 EvaluationResult resultOf(const Evaluation& recorded);
 
 struct LaunchReplay {

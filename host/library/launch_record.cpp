@@ -2,28 +2,10 @@
 #include "host/library/launch_record.h"
 
 #include <android/log.h>
-#include <charconv>
 
 #include "host/library/log_messages.h"
 
 namespace host {
-namespace {
-
-// The integer that `text` starts with, 0 when it starts with none.
-std::int32_t leadingInteger(std::string_view text) {
-    std::int32_t value = 0;
-    std::from_chars(text.data(), text.data() + text.size(), value);
-    return value;
-}
-
-// The integer after the last `mark`: the text before it may hold a package's
-// name, which may hold anything.
-std::int32_t integerAfterLast(std::string_view text, std::string_view mark) {
-    const std::size_t at = text.rfind(mark);
-    return at == std::string_view::npos ? 0 : leadingInteger(text.substr(at + mark.size()));
-}
-
-}  // namespace
 
 const char* outcomeText(LaunchOutcome outcome) {
     switch (outcome) {

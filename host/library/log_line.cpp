@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <android/log.h>
+#include <charconv>
 
 #include "host/library/log_messages.h"
 
@@ -40,6 +41,14 @@ std::uint32_t gateOf(const LogLine& line) {
 
 bool startsWith(std::string_view text, std::string_view prefix) {
     return text.substr(0, prefix.size()) == prefix;
+}
+
+std::int32_t integerAfterLast(std::string_view text, std::string_view mark) {
+    const std::size_t at = text.rfind(mark);
+    if (at == std::string_view::npos) return 0;
+    std::int32_t value = 0;
+    std::from_chars(text.data() + at + mark.size(), text.data() + text.size(), value);
+    return value;
 }
 
 LogLine parseLogLine(int priority, std::string_view tag, std::string_view text) {

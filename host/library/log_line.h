@@ -21,6 +21,10 @@ LogLine parseLogLine(int priority, std::string_view tag, std::string_view text);
 /// it write more than was asked for, because it follows launches by the lines.
 bool isWantedAt(std::uint32_t level, const LogLine& line);
 
+/// The integer after the last `mark` in `text`, 0 without one: what comes before
+/// it may hold a package's name, which may hold anything.
+std::int32_t integerAfterLast(std::string_view text, std::string_view mark);
+
 bool startsWith(std::string_view text, std::string_view prefix);
 
 }  // namespace host

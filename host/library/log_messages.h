@@ -18,8 +18,15 @@ constexpr std::string_view kLimitErased = "Erased learning for ";
 // Of the learner, in the order of a launch.
 constexpr std::string_view kWaiting = "Waiting for Launch Event";
 constexpr std::string_view kTaken = "Start Learning appName:";
+constexpr std::string_view kCleared = "cleared";  // the series of the launch before
 constexpr std::string_view kNoProcess = "Could not find pid";
+constexpr std::string_view kFoundProcess = "actual pid = ";
+constexpr std::string_view kHuntTime = " TimeTakenToFind ";
 constexpr std::string_view kSampleBudget = "Decided Samples = ";
+constexpr std::string_view kMemory = "Process total rss = ";
+constexpr std::string_view kOomScore = " OmmScore (";
+constexpr std::string_view kFdCount = "FD info ";
+constexpr std::string_view kEvaluation = "vmRssBias=";
 constexpr std::string_view kAborted = "Abort Detected for ";
 constexpr std::string_view kLearned = "Learned Launch Endpoint for ";
 constexpr std::string_view kUndecided = "Launch Endpoint could not determined for ";

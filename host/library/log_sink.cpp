@@ -18,6 +18,8 @@ namespace {
 std::mutex theSinkMutex;
 LogSink* theSink = nullptr;  // guarded by it, and so is the sink
 
+thread_local bool isPaused = false;
+
 char priorityLetter(int priority) {
     constexpr const char* kLetters = "??VDIWEFS";
     return priority >= 0 && priority <= ANDROID_LOG_SILENT ? kLetters[priority] : '?';
@@ -71,6 +73,7 @@ void LogSink::setListener(Listener listener) {
 }
 
 void LogSink::onLine(const __android_logger_data* data, const char* text) {
+    if (isPaused) return;
     const std::lock_guard<std::mutex> lock(theSinkMutex);
     if (theSink == nullptr) return;
     theSink->take(parseLogLine(data->priority, data->tag == nullptr ? "" : data->tag, text), text);
@@ -94,6 +97,14 @@ void LogSink::keep(const LogLine& line, const char* text) {
     if (out.back() != '\n') out += '\n';
     if (mFile.isOpen()) writeLine(mFile.get(), out);
     if (mEcho) writeLine(STDERR_FILENO, out);
+}
+
+LogPause::LogPause() {
+    isPaused = true;
+}
+
+LogPause::~LogPause() {
+    isPaused = false;
 }
 
 }  // namespace host

@@ -45,4 +45,14 @@ private:
     std::string mLastDatabaseError;
 };
 
+/// While one lives, no sink gets what its thread logs: the host runs parts of
+/// the library itself, whose lines are not those of the launch being followed.
+class LogPause {
+public:
+    LogPause();
+    ~LogPause();
+    LogPause(const LogPause&) = delete;
+    LogPause& operator=(const LogPause&) = delete;
+};
+
 }  // namespace host

@@ -4,6 +4,7 @@
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
+#include "host/dump/dump_writer.h"
 #include "host/root/device_root.h"
 #include "host/state/watch_lock.h"
 #include "host/verbs/verbs.h"
@@ -30,10 +31,20 @@ std::string textOf(const LaunchEntry& entry) {
     return text + '\n';
 }
 
+void writeDumpOf(const EndedLaunch& ended) {
+    const SentLaunch& launch = ended.launch;
+    try {
+        writeDump(launch.app.package, ended.recorded, launch.kind.type, launch.kind.subtype);
+    } catch (const HostError& error) {
+        std::fprintf(stderr, "orvo-host: %s\n", error.what());
+    }
+}
+
 int watchHere(WatchArguments& arguments, const Invocation& invocation, const StateFolder& state) {
     noteInterruptions();
     const WatchLock lock(state.watchLock());
-    state.setDumpEnabled(arguments.dump);
+    state.setDumpEnabled(false);  // or the library would write its own beside ours
+    if (arguments.dump) arguments.options.keep = writeDumpOf;
     LogSink log(state.log(), invocation.logLevel, invocation.verbose);
     arguments.options.tell = [&arguments](const LaunchEntry& entry) {
         print(arguments.json ? toJsonLine(entry) : textOf(entry));

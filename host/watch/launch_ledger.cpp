@@ -46,13 +46,16 @@ void LaunchLedger::begin(std::string_view package, const LogLine& line) {
         end(*it, LaunchOutcome::kSuperseded);
     mCurrent = *taken;
     mCurrent->record.take(line);
+    mRecorder.take(line);
     mWaiting.erase(mWaiting.begin(), newest.base());
 }
 
 void LaunchLedger::follow(const LogLine& line) {
     if (!mCurrent) return;
     mCurrent->record.take(line);
+    mRecorder.take(line);
     if (mCurrent->record.phase() != LaunchPhase::kEnded) return;
+    mCurrent->recorded = mRecorder.launch();
     mEnded.push_back(*std::exchange(mCurrent, std::nullopt));
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/library/launch_record.h"
+#include "host/library/series_recorder.h"
 #include "host/watch/app_scan.h"
 #include "host/watch/launch_rules.h"
 
@@ -23,6 +24,7 @@ struct EndedLaunch {
     SentLaunch launch;
     std::optional<LaunchOutcome> notLearned;  ///< why the library did not learn it
     LaunchRecord record;                      ///< what it did, from the counting on
+    RecordedLaunch recorded;                  ///< what it sampled
 };
 
 /// The library learns one launch and keeps one more waiting; a third replaces
@@ -59,6 +61,7 @@ private:
     std::optional<EndedLaunch> mOffered;  // being sent
     std::deque<EndedLaunch> mWaiting;     // all but the last are superseded
     std::optional<EndedLaunch> mCurrent;  // being learned
+    SeriesRecorder mRecorder;             // of that one
     std::vector<EndedLaunch> mEnded;
 };
 

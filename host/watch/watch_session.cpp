@@ -130,6 +130,7 @@ void WatchSession::report(const EndedLaunch& ended) {
     if (finalMs > 0) entry.finalEndpointMs = finalMs;
     mHistory.note(entry);
     mOptions.tell(entry);
+    if (mOptions.keep) mOptions.keep(ended);
 }
 
 // A process that ended without its joiner's help stays in an ordinary file, and

@@ -21,6 +21,7 @@ struct WatchOptions {
     int intervalMs = 50;
     LaunchRules rules;
     std::function<void(const LaunchEntry&)> tell;  ///< gets each result as it comes
+    std::function<void(const EndedLaunch&)> keep;  ///< and each launch whole; may be empty
 };
 
 /// One per process, on one thread.

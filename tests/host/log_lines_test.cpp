@@ -5,6 +5,7 @@
 
 #include "host/library/launch_record.h"
 #include "host/library/log_line.h"
+#include "host/library/series_recorder.h"
 
 namespace host {
 namespace {
@@ -103,6 +104,36 @@ TEST(LaunchRecordTest, StoresFailuresAreToldApartWithTheLaunchsOwnCause) {
     EXPECT_TRUE(record.countFailed());
     EXPECT_FALSE(record.storeFailed());
     EXPECT_EQ(record.databaseError(), "disk I/O error");
+}
+
+// That it keeps all that the library samples is seen where both write a dump.
+TEST(SeriesRecorderTest, WhatIsNoSampleAndWhatCameToNoResultIsLeftOut) {
+    const auto launchOf = [](const std::vector<Line>& lines) {
+        SeriesRecorder recorder;
+        for (const Line& line : lines)
+            recorder.take({line.priority, line.tag, line.function, line.message});
+        return recorder.launch();
+    };
+    const Line evaluation{kDebug, "vmRssBias=0, streak=5", kLearner, "churnForStablizingPoints"};
+    const Line dumped{kError, "dump property not set, cancelling", kLearner, "exportToFile"};
+    const Line memory{kDebug, "Process total rss = 70", kLearner, "getProcessVmRss"};
+    const Line fds{kDebug, "FD info 1[0]", kLearner, "updatesFDCount"};
+    const Line score{kDebug, "nread=0 OmmScore (0)", kLearner, "getProcessOMMScore"};
+    const Line heard{kDebug, "FD info 1[7]", "TAVO-ORVO", "setData"};
+    const Line found{kDebug, "actual pid = 42 TimeTakenToFind 200.500000 ms"};
+    std::vector<Line> lines{memory, kTaken,     found,  memory, score,     heard,
+                            fds,    evaluation, dumped, memory, evaluation};
+    const RecordedLaunch launch = launchOf(lines);
+    EXPECT_EQ(launch.series.values, (std::array<Series, 3>{Series{70, 70}, Series{}, Series{0}}));
+    ASSERT_EQ(launch.evaluations.size(), 1U) << "an exception ended the other";
+    EXPECT_EQ(launch.evaluations[0].values, (std::array<std::size_t, 3>{1, 0, 1}));
+    EXPECT_EQ(launch.process, 42);
+    EXPECT_EQ(launch.huntTimeMs, 200.5);
+    lines.insert(lines.end(), {kAbort, kTaken, memory, dumped});
+    EXPECT_TRUE(launchOf(lines).evaluations.empty());
+    EXPECT_FALSE(launchOf(lines).isAborted);
+    lines.insert(lines.end(), 2001, memory);
+    EXPECT_EQ(launchOf(lines).series[Metric::kVmRss].size(), 2000U);
 }
 
 }  // namespace

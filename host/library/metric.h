@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace host {
 
@@ -23,6 +24,9 @@ struct PerMetric {
         return values[static_cast<std::size_t>(metric)];
     }
 };
+
+/// The samples of one metric, in their order.
+using Series = std::vector<std::int32_t>;
 
 struct MetricTraits {
     const char* id;        ///< as options name it

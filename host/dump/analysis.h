@@ -1,0 +1,46 @@
+// The library's own analysis, on recorded series.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/library/series_recorder.h"
+
+class OrvoLearnerPeer;
+
+namespace host {
+
+/// What an evaluation results in.
+struct EvaluationResult {
+    PerMetric<std::int32_t> endpointIndices{};
+    PerMetric<std::int32_t> settledValues{};
+    std::optional<std::int32_t> finalIndex;
+
+    bool operator==(const EvaluationResult& other) const;
+};
+
+/// One launch's evaluations, one after the other. The library logs as ever.
+class Analysis {
+public:
+    Analysis(std::int32_t type, std::int32_t subtype);
+    ~Analysis();
+    Analysis(const Analysis&) = delete;
+    Analysis& operator=(const Analysis&) = delete;
+
+    /// Has the library append what follows to the package's dump. It does not
+    /// tell when that fails.
+    void writeDumpOf(const std::string& package);
+
+    /// The next evaluation, of the first `seen` samples.
+    EvaluationResult evaluate(const PerMetric<Series>& series, const SeriesLengths& seen);
+
+    /// The launch is stopped before the next evaluation.
+    void abort();
+
+private:
+    const std::unique_ptr<OrvoLearnerPeer> mLearner;
+};
+
+}  // namespace host

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <sys/stat.h>
 
-
 namespace host {
 namespace {
 

@@ -46,9 +46,7 @@ public:
         return result;
     }
 
-    void abort() {
-        mLearner.exportToFile("Aborted Before analysis", 0, mLearner.mAppName.c_str());
-    }
+    void abort() { mLearner.exportToFile("Aborted Before analysis", 0, mLearner.mAppName.c_str()); }
 
 private:
     OrvoLearner mLearner;

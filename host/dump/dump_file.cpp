@@ -4,24 +4,16 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <unistd.h>
 
 #include "host/base/exit_code.h"
 #include "host/base/printable.h"
-#include "host/base/unique_fd.h"
-#include "host/base/whole_file.h"
+#include "host/base/regular_file.h"
 #include "host/dump/dump_name.h"
-#include "host/dump/dump_parser.h"
-#include "host/dump/launch_grouping.h"
 
 namespace host {
 namespace {
 
 constexpr std::string_view kFileSuffix = ".csv";
-
-// A thousand long launches, or ten thousand short ones. What is parsed takes
-// about as much memory as the text.
-constexpr std::size_t kLargestFile = std::size_t{64} << 20U;
 
 bool endsWith(std::string_view text, std::string_view end) {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
@@ -36,26 +28,21 @@ std::string packageOf(const std::string& file) {
     return name;
 }
 
-[[noreturn]] void failToRead(const DumpSource& source) {
-    const int error = errno;
-    if (error == ENOENT && source.isOfState) {
-        throw HostError(kNotLearned, "there is no dump of " + printable(source.package) + " (" +
-                                         printable(source.file) +
-                                         "); record one with orvo-host learn --dump");
+[[noreturn]] void refuseMissing(const DumpSource& source) {
+    if (!source.isOfState) {
+        throw HostError(kEnvironment,
+                        "cannot open " + printable(source.file) + ": " + std::strerror(ENOENT));
     }
-    throw HostError(kEnvironment,
-                    "cannot read " + printable(source.file) + ": " + std::strerror(error));
+    throw HostError(kNotLearned, "there is no dump of " + printable(source.package) + " (" +
+                                     printable(source.file) +
+                                     "); record one with orvo-host learn --dump");
 }
 
-std::string readText(const DumpSource& source) {
-    const UniqueFd file(open(source.file.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file.isOpen()) failToRead(source);
-    std::string text;
-    if (!readWhole(file.get(), text, kLargestFile)) failToRead(source);
-    if (text.size() <= kLargestFile) return text;
-    throw HostError(kUsage, printable(source.file) + ": larger than " +
-                                std::to_string(kLargestFile >> 20U) +
-                                " MiB; keep its last blocks alone");
+UniqueFd openDump(const DumpSource& source) {
+    UniqueFd file = source.isOfState ? openKeptFile(source.file, O_RDONLY)
+                                     : openGivenFile(source.file, kEnvironment);
+    if (!file.isOpen()) refuseMissing(source);
+    return file;
 }
 
 }  // namespace
@@ -67,22 +54,21 @@ DumpSource dumpSourceOf(const std::string& argument, const StateFolder& state) {
     return {state.dumps() + '/' + dumpNameOf(argument), argument, true};
 }
 
-const DumpedLaunch& Dump::launch(int number) const {
-    if (number >= 1 && number <= static_cast<int>(launches.size())) {
-        return launches[static_cast<std::size_t>(number) - 1];
-    }
+void refuseNumber(const DumpSource& source, std::int64_t number, std::int64_t launches) {
     throw HostError(kUsage, "there is no launch " + std::to_string(number) + " in " +
-                                printable(source.file) + "; it has " +
-                                std::to_string(launches.size()));
+                                printable(source.file) + "; it has " + std::to_string(launches));
 }
 
-Dump readDump(const DumpSource& source) {
-    const std::string text = readText(source);
-    Dump dump{source, groupLaunches(parseDumpBlocks(text, printable(source.file)))};
-    if (dump.launches.empty()) {
-        throw HostError(kUsage, printable(source.file) + ":1: the file holds no launch");
-    }
-    return dump;
+DumpFile::DumpFile(const DumpSource& source)
+    : mShownName(printable(source.file)),
+      mFile(openDump(source)),
+      mLaunches(bytesOf(mFile.get(), mShownName), mShownName) {}
+
+std::optional<DumpedLaunch> DumpFile::next() {
+    std::optional<DumpedLaunch> launch = mLaunches.next();
+    if (!launch && mIsEmpty) throw HostError(kUsage, mShownName + ":1: the file holds no launch");
+    mIsEmpty = false;
+    return launch;
 }
 
 }  // namespace host

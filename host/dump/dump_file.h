@@ -1,11 +1,11 @@
 // Finds and reads the dump of a package.
 #pragma once
 
+#include <optional>
 #include <string>
-#include <string_view>
-#include <vector>
 
-#include "host/dump/launch.h"
+#include "host/base/unique_fd.h"
+#include "host/dump/launch_grouping.h"
 #include "host/state/state_folder.h"
 
 namespace host {
@@ -22,17 +22,27 @@ struct DumpSource {
 /// Throws HostError, kUsage, when it is empty.
 DumpSource dumpSourceOf(const std::string& argument, const StateFolder& state);
 
-struct Dump {
-    DumpSource source;
-    std::vector<DumpedLaunch> launches;  ///< at least one
+/// A dump's launches, one after the other; files of any size are read in bounded
+/// memory.
+class DumpFile {
+public:
+    /// Throws HostError: kNotLearned when the package has no dump, kEnvironment
+    /// when the file cannot be read.
+    explicit DumpFile(const DumpSource& source);
 
-    /// Throws HostError, kUsage, when there is no launch of that number.
-    const DumpedLaunch& launch(int number) const;
+    /// The next launch; none at the end. Throws HostError: kUsage when the file is
+    /// no dump or holds no launch, kEnvironment when it cannot be read.
+    std::optional<DumpedLaunch> next();
+
+private:
+    const std::string mShownName;
+    const UniqueFd mFile;
+    LaunchReader mLaunches;
+    bool mIsEmpty = true;
 };
 
-/// Reads a dump whole. Throws HostError: kNotLearned when the package has none,
-/// kEnvironment when the file cannot be read, kUsage when it is no dump, holds
-/// no launch or is too large.
-Dump readDump(const DumpSource& source);
+/// Throws HostError, kUsage: the dump has `launches`, and none of that number.
+[[noreturn]] void refuseNumber(const DumpSource& source, std::int64_t number,
+                               std::int64_t launches);
 
 }  // namespace host

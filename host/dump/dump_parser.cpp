@@ -6,6 +6,7 @@
 // lines before a block tell whether the one before it is whole.
 #include "host/dump/dump_parser.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "host/base/exit_code.h"
@@ -23,9 +24,10 @@ constexpr std::string_view kYoungestTitle = "mVmRssYoungest, mOOMScroeYoungest, 
 constexpr std::string_view kFinalTitle = "Final : ";
 constexpr std::string_view kSeparator = ", ";
 
-constexpr std::size_t kBlanksBeforeHeader = 2;
-constexpr std::size_t kBlanksBeforeMarker = 1;
+constexpr std::int64_t kBlanksBeforeHeader = 2;
+constexpr std::int64_t kBlanksBeforeMarker = 1;
 constexpr std::size_t kLinesAfterRows = 7;
+constexpr std::size_t kMostLines = 1 + kMostSamples + kLinesAfterRows;
 constexpr std::size_t kQuotedBytes = 40;
 
 enum Column : std::size_t {
@@ -112,12 +114,6 @@ bool isNumbersStart(std::string_view text) {
 
 // --- Lines.
 
-struct Line {
-    std::string_view text;
-    int number = 0;
-    bool isWhole = true;
-};
-
 enum class LineKind { kHeader, kMarker, kOther };
 
 /// What a line is the first part of; nothing else starts like these two.
@@ -128,62 +124,33 @@ LineKind kindOf(std::string_view text) {
     return isMarker ? LineKind::kMarker : LineKind::kOther;
 }
 
-std::size_t blanksBefore(LineKind kind) {
+std::int64_t blanksBefore(LineKind kind) {
     return kind == LineKind::kHeader ? kBlanksBeforeHeader : kBlanksBeforeMarker;
 }
 
-class Lines {
+}  // namespace
+
+class BlockReader::Parser {
 public:
-    explicit Lines(std::string_view text) : mRest(text) {}
-
-    bool atEnd() const { return mRest.empty(); }
-
-    Line peek() const {
-        const std::size_t length = std::min(mRest.find('\n'), mRest.size());
-        std::string_view text = mRest.substr(0, length);
-        if (!text.empty() && text.back() == '\r') text.remove_suffix(1);
-        return {text, mNumber, length < mRest.size()};
+    Parser(ReadBytes read, const std::string& fileName)
+        : mFileName(fileName), mLines(std::move(read), fileName) {
+        // The lines of a block look into it, so it must never move: one blank line
+        // and one line too many may come on top.
+        mText.reserve((kMostLines + 2) * kLongestLine);
     }
 
-    Line next() {
-        const Line line = peek();
-        mRest.remove_prefix(std::min(mRest.find('\n'), mRest.size() - 1) + 1);
-        ++mNumber;
-        return line;
-    }
-
-    std::size_t skipBlanks() {
-        std::size_t blanks = 0;
-        for (; !atEnd() && peek().text.empty(); ++blanks)
-            next();
-        return blanks;
-    }
-
-private:
-    std::string_view mRest;
-    int mNumber = 1;
-};
-
-// --- Blocks.
-
-class Parser {
-public:
-    Parser(std::string_view text, const std::string& fileName)
-        : mLines(text), mFileName(fileName) {}
-
-    std::vector<DumpBlock> parse() {
-        std::vector<DumpBlock> blocks;
-        for (mLines.skipBlanks(); !mLines.atEnd(); mLines.skipBlanks())
-            blocks.push_back(parseBlock());
-        return blocks;
+    std::optional<DumpBlock> next() {
+        mLines.skipBlanks();
+        return mLines.atEnd() ? std::nullopt : std::optional<DumpBlock>(parseBlock());
     }
 
 private:
     DumpBlock parseBlock() {
         takeLinesOfBlock();
-        const Line start = takeLine();
+        const TextLine start = takeLine();
         DumpBlock block;
         block.line = start.number;
+        block.offset = std::max<std::int64_t>(start.offset - blanksBefore(kindOf(start.text)), 0);
         block.isAbort = kindOf(start.text) == LineKind::kMarker;
         if (startsWith(start.text, kMarkerText) && start.isWhole) {
             if (!parseInt(start.text.substr(kMarkerText.size())))
@@ -201,23 +168,31 @@ private:
 
     /// Takes all lines up to the start of the next block.
     void takeLinesOfBlock() {
-        mBlock.assign(1, mLines.next());
+        mText.clear();
+        mBlock.clear();
         mNext = 0;
+        keepLine();
         while (!mLines.atEnd()) {
-            const std::size_t blanks = mLines.skipBlanks();
+            const std::int64_t blanks = mLines.skipBlanks();
             if (mLines.atEnd()) return;
             const LineKind next = kindOf(mLines.peek().text);
             if (next != LineKind::kOther) {
                 mBlock.back().isWhole = blanks >= blanksBefore(next);
                 return;
             }
-            const Line line = mLines.next();
-            if (blanks > 0) mBlock.push_back({"", line.number - 1, true});
-            mBlock.push_back(line);
-            if (mBlock.size() > 1 + kMostSamples + kLinesAfterRows) {
-                refuse(mBlock.back(), "more lines than a block has");
-            }
+            if (blanks > 0) mBlock.push_back({"", mLines.peek().number - 1, 0, true});
+            keepLine();
+            if (mBlock.size() > kMostLines) refuse(mBlock.back(), "more lines than a block has");
         }
+    }
+
+    void keepLine() {
+        TextLine line = mLines.peek();
+        const std::size_t start = mText.size();
+        mText += line.text;
+        line.text = std::string_view(mText).substr(start);
+        mBlock.push_back(line);
+        mLines.skip();
     }
 
     void parseEvaluation(DumpBlock& block) {
@@ -231,7 +206,7 @@ private:
         const std::size_t first = mNext;
         std::size_t fdWeights = 0;
         for (; mNext < mBlock.size() && isNumbersStart(mBlock[mNext].text); ++mNext) {
-            const Line& line = mBlock[mNext];
+            const TextLine& line = mBlock[mNext];
             const std::optional<Row> row = parseRow(line.text);
             if (!row && line.isWhole) refuse(line, "not a row of ten numbers");
             if (!row) continue;  // broken off, so the last
@@ -284,7 +259,7 @@ private:
     bool parseDecision(Evaluation& evaluation) {
         if (mNext == mBlock.size()) return true;  // undecided
         expect("");
-        const Line line = takeLine();
+        const TextLine line = takeLine();
         const std::string_view title = line.text.substr(0, kFinalTitle.size());
         if (!line.isWhole && startsWith(kFinalTitle, title)) return false;
         if (title == kFinalTitle) {
@@ -296,7 +271,7 @@ private:
 
     bool expect(std::string_view text) {
         if (mNext == mBlock.size()) return false;
-        const Line line = takeLine();
+        const TextLine line = takeLine();
         if (line.isWhole && line.text == text) return true;
         if (!line.isWhole && startsWith(text, line.text)) return false;
         refuse(line, text.empty() ? "no blank line" : "not '" + std::string(text) + "'");
@@ -304,30 +279,34 @@ private:
 
     std::optional<Triple> takeTriple(ParseNumber* parseNumber) {
         if (mNext == mBlock.size()) return std::nullopt;
-        const Line line = takeLine();
+        const TextLine line = takeLine();
         const std::optional<Triple> triple = parseTriple(line.text, parseNumber);
         if (line.isWhole && triple) return triple;
         if (!line.isWhole && isNumbersStart(line.text)) return std::nullopt;
         refuse(line, "not three numbers in their range");
     }
 
-    Line takeLine() { return mBlock[mNext++]; }
+    TextLine takeLine() { return mBlock[mNext++]; }
 
-    [[noreturn]] void refuse(const Line& line, const std::string& why) const {
+    [[noreturn]] void refuse(const TextLine& line, const std::string& why) const {
         throw HostError(kUsage, mFileName + ":" + std::to_string(line.number) + ": " + why + ": '" +
                                     printable(line.text, kQuotedBytes) + "'");
     }
 
-    Lines mLines;
-    const std::string& mFileName;
-    std::vector<Line> mBlock;  // the lines of the block at hand
-    std::size_t mNext = 0;     // the first of them that is not yet taken
+    const std::string mFileName;
+    LineReader mLines;
+    std::string mText;             // of the block at hand
+    std::vector<TextLine> mBlock;  // its lines
+    std::size_t mNext = 0;         // the first of them that is not yet taken
 };
 
-}  // namespace
+BlockReader::BlockReader(ReadBytes read, const std::string& fileName)
+    : mParser(std::make_unique<Parser>(std::move(read), fileName)) {}
 
-std::vector<DumpBlock> parseDumpBlocks(std::string_view text, const std::string& fileName) {
-    return Parser(text, fileName).parse();
+BlockReader::~BlockReader() = default;
+
+std::optional<DumpBlock> BlockReader::next() {
+    return mParser->next();
 }
 
 }  // namespace host

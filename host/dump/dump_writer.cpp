@@ -1,47 +1,34 @@
-// Writes the dump of a launch that the host followed.
+// Writes the dumps of launches that the host followed.
 #include "host/dump/dump_writer.h"
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <sys/stat.h>
 
 #include "host/base/exit_code.h"
 #include "host/base/printable.h"
-#include "host/base/unique_fd.h"
+#include "host/base/regular_file.h"
+#include "host/base/whole_file.h"
 #include "host/dump/analysis.h"
 #include "host/dump/dump_name.h"
+#include "host/dump/launch_grouping.h"
 #include "host/library/log_sink.h"
 #include "host/root/device_root.h"
 
 namespace host {
 namespace {
 
-constexpr mode_t kForOwnerAlone = 0600;
+constexpr std::size_t kCopiedAtOnce = std::size_t{1} << 16U;
 
 [[noreturn]] void fail(const std::string& file, const std::string& why) {
     throw HostError(kEnvironment, "cannot write the dump " + printable(file) + ": " + why);
 }
 
-// The library would follow a link, and wait for a pipe's reader.
-UniqueFd openToAppend(const std::string& file) {
-    constexpr int kFlags = O_RDWR | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    UniqueFd fd(open(file.c_str(), kFlags, kForOwnerAlone));
-    if (!fd.isOpen()) fail(file, std::strerror(errno));
-    struct stat there {};
-    if (fstat(fd.get(), &there) != 0 || !S_ISREG(there.st_mode)) fail(file, "it is no file");
-    return fd;
-}
-
-off_t sizeOf(const UniqueFd& fd) {
-    struct stat there {};
-    return fstat(fd.get(), &there) == 0 ? there.st_size : 0;
-}
-
-/// The library does not tell what it could not write; every block and every
-/// marker ends a line.
-bool endsLine(const UniqueFd& fd) {
-    char last = 0;
-    return pread(fd.get(), &last, 1, sizeOf(fd) - 1) == 1 && last == '\n';
+struct stat statusOf(const UniqueFd& fd, const std::string& file) {
+    struct stat status {};
+    if (fstat(fd.get(), &status) != 0) fail(file, std::strerror(errno));
+    return status;
 }
 
 void analyse(const std::string& package, const RecordedLaunch& launch, std::int32_t type,
@@ -54,17 +41,93 @@ void analyse(const std::string& package, const RecordedLaunch& launch, std::int3
     if (launch.isAborted) analysis.abort();
 }
 
+/// The library does not tell what it could not write; but every block and every
+/// marker ends a line.
+void checkGrowth(const UniqueFd& fd, const std::string& file, off_t sizeBefore) {
+    const off_t size = statusOf(fd, file).st_size;
+    char last = 0;
+    const bool endsLine = size > sizeBefore && pread(fd.get(), &last, 1, size - 1) == 1;
+    if (!endsLine || last != '\n') fail(file, "it did not take all of the launch; free the disk");
+}
+
+bool copyFrom(off_t start, int from, int to) {
+    std::string buffer(kCopiedAtOnce, '\0');
+    for (;;) {
+        const ssize_t length = pread(from, buffer.data(), buffer.size(), start);
+        if (length < 0 && errno == EINTR) continue;
+        if (length <= 0) return length == 0;
+        if (!writeWhole(to, {buffer.data(), static_cast<std::size_t>(length)})) return false;
+        start += length;
+    }
+}
+
 }  // namespace
 
-void writeDump(const std::string& package, const RecordedLaunch& launch, std::int32_t type,
-               std::int32_t subtype) {
+DumpWriter::DumpWriter(const std::string& folder, std::size_t launchesKept)
+    : mFolder([&] {
+          std::error_code ignored;
+          return std::filesystem::equivalent(folder, kDumpFolder, ignored) ? folder : kDumpFolder;
+      }()),
+      mKept(launchesKept) {}
+
+void DumpWriter::write(const std::string& package, const RecordedLaunch& launch, std::int32_t type,
+                       std::int32_t subtype) {
     if (launch.evaluations.empty() && !launch.isAborted) return;
-    const std::string file = std::string(kDumpFolder) + '/' + dumpNameOf(package);
+    const std::string file = mFolder + '/' + dumpNameOf(package);
     if (package.find('/') != std::string::npos) fail(file, "no PACKAGE with '/' in it has one");
-    const UniqueFd fd = openToAppend(file);
-    const off_t sizeBefore = sizeOf(fd);
+    // Before the library opens it, which would follow a link and wait for a pipe.
+    const UniqueFd fd = openKeptFile(file, O_RDWR | O_APPEND | O_CREAT);
+    if (!fd.isOpen()) fail(file, std::strerror(errno));
+    Known known = lookInto(fd, file);
+    mKnown.erase(file);  // until it is whole again
+    note(known, known.size);
     analyse(package, launch, type, subtype);
-    if (sizeOf(fd) <= sizeBefore || !endsLine(fd)) fail(file, "is the disk full?");
+    checkGrowth(fd, file, known.size);
+    known.size = statusOf(fd, file).st_size;
+    if (known.starts.size() > most()) trim(fd, file, known);
+    mKnown[file] = std::move(known);
+}
+
+DumpWriter::Known DumpWriter::lookInto(const UniqueFd& fd, const std::string& file) {
+    const struct stat status = statusOf(fd, file);
+    const auto found = mKnown.find(file);
+    if (found != mKnown.end() && found->second.device == status.st_dev &&
+        found->second.inode == status.st_ino && found->second.size == status.st_size) {
+        return found->second;
+    }
+    Known known{status.st_dev, status.st_ino, status.st_size, {}};
+    LaunchReader launches(bytesOf(fd.get(), printable(file)), printable(file));
+    while (const std::optional<DumpedLaunch> launch = launches.next())
+        note(known, launch->offset);
+    return known;
+}
+
+/// Of more launches than it takes to trim only the last matter.
+void DumpWriter::note(Known& known, off_t start) const {
+    known.starts.push_back(start);
+    if (known.starts.size() > most() + 1) known.starts.pop_front();
+}
+
+// Beside it and then over it, so that there is never half a dump. What a kill
+// leaves beside it is removed the next time.
+void DumpWriter::trim(const UniqueFd& fd, const std::string& file, Known& known) const {
+    while (known.starts.size() > mKept)
+        known.starts.pop_front();
+    const off_t start = known.starts.front();
+    const std::string fresh = file + ".new";
+    unlink(fresh.c_str());
+    const UniqueFd to = openKeptFile(fresh, O_WRONLY | O_CREAT | O_EXCL);
+    if (!copyFrom(start, fd.get(), to.get()) || std::rename(fresh.c_str(), file.c_str()) != 0) {
+        const int error = errno;
+        unlink(fresh.c_str());
+        fail(file, std::string("it cannot be trimmed: ") + std::strerror(error));
+    }
+    const struct stat status = statusOf(to, file);
+    known.device = status.st_dev;
+    known.inode = status.st_ino;
+    known.size = status.st_size;
+    for (off_t& kept : known.starts)
+        kept -= start;
 }
 
 }  // namespace host

@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kSchemaVersion = 1;
 constexpr std::size_t kShownValues = 5;
+constexpr std::size_t kMostCompared = 1000;  // launches; those long ago were of other versions
 
 // Columns of the table of evaluations.
 constexpr int kEvaluation = 12;
@@ -185,33 +186,25 @@ std::string decisionText(const DumpedLaunch& launch, const LaunchExplanation& ex
 
 // --- All launches of the dump.
 
-struct Settled {
-    std::vector<int> numbers;
-    std::vector<double> endpointsMs;
-};
-
-Settled settledLaunches(const Dump& dump) {
-    Settled settled;
-    for (const DumpedLaunch& launch : dump.launches) {
-        if (!launch.finalIndex()) continue;
-        settled.numbers.push_back(launch.number);
-        settled.endpointsMs.push_back(static_cast<double>(timeMs(*launch.finalIndex())));
-    }
-    return settled;
+Spread spreadIn(const DumpSummary& summary) {
+    return spreadOf(std::vector<double>(summary.endpointsMs.begin(), summary.endpointsMs.end()));
 }
 
 void writeSpread(std::ostream& out, const ExplanationReport& report) {
-    const Settled settled = settledLaunches(report.dump);
-    out << "\nLaunches in the dump: " << report.dump.launches.size()
-        << ", settled: " << settled.numbers.size() << '\n';
-    if (!settled.numbers.empty()) {
-        const Spread spread = spreadOf(settled.endpointsMs);
+    const DumpSummary& summary = report.summary;
+    out << "\nLaunches in the dump: " << summary.launches << ", settled: " << summary.settled
+        << '\n';
+    if (summary.settled > 0) {
+        const Spread spread = spreadIn(summary);
+        if (static_cast<std::int64_t>(summary.numbers.size()) < summary.settled) {
+            out << "  compared are the last " << summary.numbers.size() << " that settled\n";
+        }
         out << "  median " << rounded(spread.medianMs) << " ms, mean " << rounded(spread.meanMs)
             << " ms, from " << rounded(spread.smallestMs) << " to " << rounded(spread.largestMs)
             << " ms\n";
         for (const std::size_t i : spread.farFromRest) {
-            out << "  far from the rest: launch " << settled.numbers[i] << ", "
-                << rounded(settled.endpointsMs[i]) << " ms\n";
+            out << "  far from the rest: launch " << summary.numbers[i] << ", "
+                << rounded(summary.endpointsMs[i]) << " ms\n";
         }
     }
     if (report.storedMeanMs) {
@@ -333,19 +326,20 @@ Json launchToJson(const DumpedLaunch& launch) {
 }
 
 Json spreadToJson(const ExplanationReport& report) {
-    const Settled settled = settledLaunches(report.dump);
+    const DumpSummary& summary = report.summary;
     Json far = Json::array();
     std::optional<Spread> spread;
-    if (!settled.numbers.empty()) {
-        spread = spreadOf(settled.endpointsMs);
+    if (summary.settled > 0) {
+        spread = spreadIn(summary);
         for (const std::size_t i : spread->farFromRest)
-            far.push_back(settled.numbers[i]);
+            far.push_back(summary.numbers[i]);
     }
     const auto orNone = [&](double Spread::*member) {
         return spread ? Json((*spread).*member) : Json(nullptr);
     };
-    return {{"launches", report.dump.launches.size()},
-            {"settled", settled.numbers.size()},
+    return {{"launches", summary.launches},
+            {"settled", summary.settled},
+            {"compared", summary.numbers.size()},
             {"stored_mean_ms", orNull(report.storedMeanMs)},
             {"mean_ms", orNone(&Spread::meanMs)},
             {"median_ms", orNone(&Spread::medianMs)},
@@ -355,6 +349,17 @@ Json spreadToJson(const ExplanationReport& report) {
 }
 
 }  // namespace
+
+void DumpSummary::add(const DumpedLaunch& launch) {
+    ++launches;
+    if (!launch.finalIndex()) return;
+    ++settled;
+    numbers.push_back(launch.number);
+    endpointsMs.push_back(static_cast<double>(timeMs(*launch.finalIndex())));
+    if (numbers.size() <= kMostCompared) return;
+    numbers.pop_front();
+    endpointsMs.pop_front();
+}
 
 std::string outcomeText(const DumpedLaunch& launch) {
     if (launch.finalIndex()) return "settled at " + ms(timeMs(*launch.finalIndex()));
@@ -374,8 +379,8 @@ std::string renderText(const ExplanationReport& report) {
     const DumpedLaunch& launch = report.launch;
     const LaunchExplanation explanation = explain(launch);
     std::ostringstream out;
-    out << printable(report.dump.source.package) << ", launch " << launch.number << " of "
-        << report.dump.launches.size() << " (line " << launch.line << "): " << outcomeText(launch)
+    out << printable(report.source.package) << ", launch " << launch.number << " of "
+        << report.summary.launches << " (line " << launch.line << "): " << outcomeText(launch)
         << (launch.isLong() ? ", a long launch" : "") << '\n';
     if (explanation.evaluations.size() > 1) writeEvaluations(out, explanation.evaluations);
     if (!explanation.evaluations.empty()) {
@@ -395,8 +400,8 @@ std::string renderText(const ExplanationReport& report) {
 
 std::string renderJson(const ExplanationReport& report) {
     return jsonLine({{"schema_version", kSchemaVersion},
-                     {"package", report.dump.source.package},
-                     {"file", report.dump.source.file},
+                     {"package", report.source.package},
+                     {"file", report.source.file},
                      {"launch", launchToJson(report.launch)},
                      {"spread", spreadToJson(report)}});
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 
@@ -9,8 +10,19 @@
 
 namespace host {
 
+/// What the launches of a dump came to; of the endpoints the latest are kept.
+struct DumpSummary {
+    void add(const DumpedLaunch& launch);
+
+    std::int64_t launches = 0;
+    std::int64_t settled = 0;
+    std::deque<std::int64_t> numbers;  ///< of the latest that settled
+    std::deque<double> endpointsMs;    ///< theirs
+};
+
 struct ExplanationReport {
-    const Dump& dump;
+    const DumpSource& source;
+    const DumpSummary& summary;
     const DumpedLaunch& launch;                ///< the one to explain, of that dump
     std::optional<std::int32_t> storedMeanMs;  ///< the package's final endpoint
 };

@@ -41,8 +41,9 @@ enum class DumpOutcome {
 };
 
 struct DumpedLaunch {
-    int number = 0;  ///< in its file, from 1
-    int line = 0;    ///< where it starts, from 1
+    std::int64_t number = 0;  ///< in its file, from 1
+    std::int64_t line = 0;    ///< where it starts, from 1
+    std::int64_t offset = 0;  ///< of its first byte
     DumpOutcome outcome = DumpOutcome::kUndecided;
     PerMetric<Series> series;             ///< whole; each evaluation saw a prefix
     std::vector<Evaluation> evaluations;  ///< several in a long launch, none in an aborted one

@@ -45,17 +45,20 @@ void append(DumpedLaunch& launch, DumpBlock& block) {
 
 }  // namespace
 
-std::vector<DumpedLaunch> groupLaunches(std::vector<DumpBlock> blocks) {
-    std::vector<DumpedLaunch> launches;
-    for (DumpBlock& block : blocks) {
-        if (launches.empty() || !belongsTo(launches.back(), block)) {
-            launches.emplace_back();
-            launches.back().number = static_cast<int>(launches.size());
-            launches.back().line = block.line;
-        }
-        append(launches.back(), block);
-    }
-    return launches;
+LaunchReader::LaunchReader(ReadBytes read, const std::string& fileName)
+    : mBlocks(std::move(read), fileName), mAhead(mBlocks.next()) {}
+
+std::optional<DumpedLaunch> LaunchReader::next() {
+    if (!mAhead) return std::nullopt;
+    DumpedLaunch launch;
+    launch.number = ++mLaunches;
+    launch.line = mAhead->line;
+    launch.offset = mAhead->offset;
+    do {
+        append(launch, *mAhead);
+        mAhead = mBlocks.next();
+    } while (mAhead && belongsTo(launch, *mAhead));
+    return launch;
 }
 
 }  // namespace host

@@ -28,7 +28,8 @@ std::string targetOf(const std::string& file) {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(file, error);
     if (!std::filesystem::exists(status)) return file;
-    if (!std::filesystem::is_regular_file(status)) fail(file, "it is there and no file");
+    if (!std::filesystem::is_regular_file(status))
+        fail(file, "something that is not a file has that name; choose another");
     const std::filesystem::path target = std::filesystem::canonical(file, error);
     if (error) fail(file, error.message());
     return target;

@@ -32,8 +32,11 @@ std::string titleOf(const Picture& picture) {
     const auto settled =
         std::count_if(picture.launches.begin(), picture.launches.end(),
                       [](const DumpedLaunch* launch) { return launch->finalIndex().has_value(); });
-    return name + ", " + std::to_string(picture.launches.size()) + " launches, " +
-           std::to_string(settled) + " settled";
+    const std::string drawn = std::to_string(picture.launches.size());
+    const bool isPart = picture.launches.size() < picture.launchesInAll;
+    const std::string launches =
+        isPart ? "the last " + drawn + " of " + std::to_string(picture.launchesInAll) : drawn;
+    return name + ", " + launches + " launches, " + std::to_string(settled) + " settled";
 }
 
 std::int64_t lastMsOf(const Picture& picture) {

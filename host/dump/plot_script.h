@@ -17,6 +17,7 @@ struct Picture {
     int rows = 24;     ///< of a text; more are used when the panels need them
     std::string package;
     std::vector<const DumpedLaunch*> launches;  ///< with samples; at least one
+    std::size_t launchesInAll = 0;              ///< of which the launches are the last
     std::vector<Metric> metrics;                ///< a panel each; at least one
 };
 

@@ -2,7 +2,9 @@
 #include "host/dump/replay_report.h"
 
 #include <algorithm>
+#include <cstring>
 #include <sstream>
+#include <utility>
 
 #include "host/base/json_text.h"
 #include "host/base/printable.h"
@@ -41,17 +43,25 @@ void writeDifferences(std::ostream& out, const LaunchReplay& launch) {
     }
 }
 
-void writeLaunch(std::ostream& out, const DumpedLaunch& dumped, const LaunchReplay& launch) {
+std::string launchText(const DumpedLaunch& dumped, const LaunchReplay& launch) {
+    std::ostringstream out;
     out << "launch " << dumped.number << " (line " << dumped.line << "): ";
     if (launch.recorded.empty()) {
         out << "nothing to replay, it was not evaluated\n";
-        return;
+        return out.str();
     }
     out << (launch.isEqual() ? "equal" : "DIFFERS") << " as type " << launch.type << ", subtype "
         << launch.subtype;
     if (launch.isEqual()) out << "; " << resultText(launch.replayed.back());
     out << '\n';
     writeDifferences(out, launch);
+    return out.str();
+}
+
+std::string jsonText(const Json& json) {
+    std::string line = jsonLine(json);
+    line.pop_back();
+    return line;
 }
 
 Json toJson(const std::vector<EvaluationResult>& results, const PerMetric<Series>& series) {
@@ -86,37 +96,31 @@ Json toJson(const DumpedLaunch& dumped, const LaunchReplay& launch) {
 
 }  // namespace
 
-std::size_t ReplayReport::replayedCount() const {
-    return static_cast<std::size_t>(
-        std::count_if(launches.begin(), launches.end(),
-                      [](const LaunchReplay& launch) { return !launch.recorded.empty(); }));
+std::string ReplayReport::start() const {
+    if (!mIsJson) return "";
+    std::string open = jsonText({{"schema_version", kSchemaVersion},
+                                 {"package", mSource.package},
+                                 {"file", mSource.file},
+                                 {"launches", Json::array()}});
+    open.resize(open.size() - std::strlen("]}"));
+    return open;
 }
 
-std::size_t ReplayReport::equalCount() const {
-    return static_cast<std::size_t>(std::count_if(
-        launches.begin(), launches.end(),
-        [](const LaunchReplay& launch) { return !launch.recorded.empty() && launch.isEqual(); }));
+std::string ReplayReport::add(const DumpedLaunch& dumped, const LaunchReplay& launch) {
+    if (!launch.recorded.empty()) ++mReplayed;
+    if (!launch.recorded.empty() && launch.isEqual()) ++mEqual;
+    const bool isFirst = std::exchange(mIsFirst, false);
+    if (mIsJson) return (isFirst ? "" : ",") + jsonText(toJson(dumped, launch));
+    return launchText(dumped, launch);
 }
 
-std::string renderText(const ReplayReport& report) {
-    std::ostringstream out;
-    for (std::size_t i = 0; i < report.launches.size(); ++i)
-        writeLaunch(out, report.dump.launches[i], report.launches[i]);
-    out << printable(report.dump.source.package) << ": " << report.equalCount() << " of "
-        << report.replayedCount() << " replayed launches are equal\n";
-    return out.str();
-}
-
-std::string renderJson(const ReplayReport& report) {
-    Json launches = Json::array();
-    for (std::size_t i = 0; i < report.launches.size(); ++i)
-        launches.push_back(toJson(report.dump.launches[i], report.launches[i]));
-    return jsonLine({{"schema_version", kSchemaVersion},
-                     {"package", report.dump.source.package},
-                     {"file", report.dump.source.file},
-                     {"replayed", report.replayedCount()},
-                     {"equal", report.equalCount()},
-                     {"launches", launches}});
+std::string ReplayReport::end() const {
+    if (mIsJson) {
+        return "],\"replayed\":" + std::to_string(mReplayed) +
+               ",\"equal\":" + std::to_string(mEqual) + "}\n";
+    }
+    return printable(mSource.package) + ": " + std::to_string(mEqual) + " of " +
+           std::to_string(mReplayed) + " replayed launches are equal\n";
 }
 
 }  // namespace host

@@ -1,24 +1,32 @@
 // What replay prints, as text and as JSON.
 #pragma once
 
+#include <cstdint>
 #include <string>
-#include <vector>
 
 #include "host/dump/dump_file.h"
 #include "host/dump/replay.h"
 
 namespace host {
 
-struct ReplayReport {
-    const Dump& dump;
-    std::vector<LaunchReplay> launches;  ///< of the dump's, in their order
+/// Renders piece by piece, since a dump may hold any number of launches.
+class ReplayReport {
+public:
+    ReplayReport(const DumpSource& source, bool isJson) : mSource(source), mIsJson(isJson) {}
 
-    std::size_t replayedCount() const;
-    std::size_t equalCount() const;  ///< of the replayed ones
+    std::string start() const;
+    std::string add(const DumpedLaunch& dumped, const LaunchReplay& launch);
+    std::string end() const;
+
+    std::int64_t replayedCount() const { return mReplayed; }
+    std::int64_t equalCount() const { return mEqual; }  ///< of the replayed ones
+
+private:
+    const DumpSource& mSource;
+    const bool mIsJson;
+    bool mIsFirst = true;
+    std::int64_t mReplayed = 0;
+    std::int64_t mEqual = 0;
 };
-
-// Each ends with a newline.
-std::string renderText(const ReplayReport& report);
-std::string renderJson(const ReplayReport& report);
 
 }  // namespace host

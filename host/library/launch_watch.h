@@ -7,6 +7,7 @@
 
 #include "host/library/launch_record.h"
 #include "host/library/log_sink.h"
+#include "host/library/series_recorder.h"
 
 namespace host {
 
@@ -25,6 +26,12 @@ public:
         return mRecord;
     }
 
+    /// What it has sampled so far.
+    RecordedLaunch recorded() {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return mRecorder.launch();
+    }
+
     /// True when the library has ended the launch; waits for it that long.
     bool waitForEnd(std::chrono::milliseconds limit) {
         std::unique_lock<std::mutex> lock(mMutex);
@@ -36,13 +43,15 @@ private:
     void take(const LogLine& line) {
         const std::lock_guard<std::mutex> lock(mMutex);
         mRecord.take(line);
+        mRecorder.take(line);
         if (mRecord.phase() == LaunchPhase::kEnded) mEnded.notify_all();
     }
 
     LogSink& mLog;
     std::mutex mMutex;
     std::condition_variable mEnded;
-    LaunchRecord mRecord;  // guarded by mMutex
+    LaunchRecord mRecord;  // guarded by mMutex, and the recorder too
+    SeriesRecorder mRecorder;
 };
 
 }  // namespace host

@@ -14,7 +14,7 @@ namespace {
 
 struct ExplainArguments {
     std::string source;
-    int launch = 0;  // 0: the last
+    std::int64_t launch = 0;  // 0: the last
     bool json = false;
 };
 
@@ -23,14 +23,26 @@ std::optional<std::int32_t> storedMeanMs(const DumpSource& source, const StateFo
     return StoreReader(state.database()).package(source.package).finalEndpointMs();
 }
 
+/// The launch of that number; with 0 the last. All others are summed up.
+DumpedLaunch findLaunch(const DumpSource& source, std::int64_t number, DumpSummary& summary) {
+    DumpFile file(source);
+    DumpedLaunch found;
+    while (std::optional<DumpedLaunch> launch = file.next()) {
+        summary.add(*launch);
+        if (number == 0 || launch->number == number) found = std::move(*launch);
+    }
+    if (found.number == 0) refuseNumber(source, number, summary.launches);
+    return found;
+}
+
 int explain(const ExplainArguments& arguments, const Invocation& invocation) {
     refuseCommand(invocation);
     const StateFolder state(invocation.statePath());
     LogSink log("", invocation.logLevel, invocation.verbose);
-    const Dump dump = readDump(dumpSourceOf(arguments.source, state));
-    const DumpedLaunch& launch =
-        arguments.launch == 0 ? dump.launches.back() : dump.launch(arguments.launch);
-    const ExplanationReport report{dump, launch, storedMeanMs(dump.source, state)};
+    const DumpSource source = dumpSourceOf(arguments.source, state);
+    DumpSummary summary;
+    const DumpedLaunch launch = findLaunch(source, arguments.launch, summary);
+    const ExplanationReport report{source, summary, launch, storedMeanMs(source, state)};
     print(arguments.json ? renderJson(report) : renderText(report));
     return kDone;
 }

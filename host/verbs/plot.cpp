@@ -1,5 +1,7 @@
 // orvo-host plot: draws recorded launches.
 #include <CLI/CLI.hpp>
+#include <cstdio>
+#include <deque>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -14,28 +16,40 @@ namespace host {
 namespace {
 
 constexpr int kTextFileColumns = 100;
+constexpr std::size_t kMostOverlaid = 100;  // more would only be grey upon grey
 
 struct PlotArguments {
     std::string source;
-    int launch = 0;  // 0: the last with samples
+    std::int64_t launch = 0;  // 0: the last with samples
     bool all = false;
     std::string file;    // empty: standard output, in characters
     std::string metric;  // empty: all with samples
 };
 
-using Launches = std::vector<const DumpedLaunch*>;
+/// The launches to draw, with samples, and how many there are of that kind.
+struct Chosen {
+    std::deque<DumpedLaunch> launches;
+    std::size_t inAll = 0;
 
-Launches chooseLaunches(const Dump& dump, const PlotArguments& arguments) {
-    Launches chosen;
-    if (arguments.launch != 0) {
-        chosen.push_back(&dump.launch(arguments.launch));
-    } else {
-        for (const DumpedLaunch& launch : dump.launches) {
-            if (launch.hasSamples()) chosen.push_back(&launch);
-        }
-        if (!arguments.all && !chosen.empty()) chosen.erase(chosen.begin(), chosen.end() - 1);
+    void add(DumpedLaunch launch, std::size_t most) {
+        if (!launch.hasSamples()) return;
+        ++inAll;
+        launches.push_back(std::move(launch));
+        if (launches.size() > most) launches.pop_front();
     }
-    if (!chosen.empty() && chosen.front()->hasSamples()) return chosen;
+};
+
+Chosen chooseLaunches(const DumpSource& source, const PlotArguments& arguments) {
+    DumpFile file(source);
+    Chosen chosen;
+    std::int64_t launches = 0;
+    while (std::optional<DumpedLaunch> launch = file.next()) {
+        ++launches;
+        if (arguments.launch != 0 && launch->number != arguments.launch) continue;
+        chosen.add(std::move(*launch), arguments.all ? kMostOverlaid : 1);
+    }
+    if (!chosen.launches.empty()) return chosen;
+    if (arguments.launch > launches) refuseNumber(source, arguments.launch, launches);
     throw HostError(kNotLearned,
                     "there is nothing to draw: " +
                         (arguments.launch == 0
@@ -43,7 +57,14 @@ Launches chooseLaunches(const Dump& dump, const PlotArguments& arguments) {
                              : "launch " + std::to_string(arguments.launch) + " has no samples"));
 }
 
-std::vector<Metric> chooseMetrics(const Launches& launches, const std::string& id) {
+void tellOfThoseLeftOut(const Chosen& chosen) {
+    std::fprintf(stderr,
+                 "orvo-host: only the last %zu of the %zu launches with samples are drawn\n",
+                 chosen.launches.size(), chosen.inAll);
+}
+
+std::vector<Metric> chooseMetrics(const std::vector<const DumpedLaunch*>& launches,
+                                  const std::string& id) {
     std::vector<Metric> present = metricsWithSamples(launches);
     if (id.empty()) return present;
     for (const Metric metric : present) {
@@ -69,9 +90,13 @@ int plot(const PlotArguments& arguments, const Invocation& invocation) {
     } else {
         fitToTerminal(picture);
     }
-    const Dump dump = readDump(dumpSourceOf(arguments.source, state));
-    picture.package = dump.source.package;
-    picture.launches = chooseLaunches(dump, arguments);
+    const DumpSource source = dumpSourceOf(arguments.source, state);
+    const Chosen chosen = chooseLaunches(source, arguments);
+    if (arguments.all && chosen.launches.size() < chosen.inAll) tellOfThoseLeftOut(chosen);
+    picture.package = source.package;
+    for (const DumpedLaunch& launch : chosen.launches)
+        picture.launches.push_back(&launch);
+    picture.launchesInAll = chosen.inAll;
     picture.metrics = chooseMetrics(picture.launches, arguments.metric);
     const std::string drawn = runGnuplot(plotScript(picture));
     if (arguments.file.empty()) {
@@ -90,8 +115,8 @@ void addPlotVerb(CLI::App& app, Invocation& invocation) {
         addVerb(app, invocation, "plot", "Draw recorded launches", "PACKAGE|FILE.csv [OPTIONS]");
     verb->add_option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
         ->required();
-    CLI::Option* const all =
-        verb->add_flag("--all", arguments->all, "Lay all launches over each other");
+    CLI::Option* const all = verb->add_flag(
+        "--all", arguments->all, "Lay all launches over each other, the last 100 at most");
     verb->add_option("--launch", arguments->launch,
                      "Which launch, from 1 on (default the last with samples)")
         ->type_name("N")

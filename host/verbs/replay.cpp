@@ -11,23 +11,39 @@
 namespace host {
 namespace {
 
+constexpr std::size_t kPrintedAtOnce = std::size_t{1} << 16U;
+
 struct ReplayArguments {
     std::string source;
     ReplayOptions options;
     bool json = false;
 };
 
+/// Reads it whole, so that nothing is printed of a file that is refused.
+void refuseUnlessDump(const DumpSource& source) {
+    DumpFile file(source);
+    while (file.next()) {
+    }
+}
+
 int replay(const ReplayArguments& arguments, const Invocation& invocation) {
     refuseCommand(invocation);
     const StateFolder state(invocation.statePath());
-    const Dump dump = readDump(dumpSourceOf(arguments.source, state));
+    const DumpSource source = dumpSourceOf(arguments.source, state);
+    refuseUnlessDump(source);
     // The analysis logs; with --verbose that is worth seeing.
     LogSink log("", invocation.logLevel, invocation.verbose);
     setTavoLogLevel(invocation.verbose ? invocation.logLevel : 0);
-    ReplayReport report{dump, {}};
-    for (const DumpedLaunch& launch : dump.launches)
-        report.launches.push_back(replay(launch, arguments.options));
-    print(arguments.json ? renderJson(report) : renderText(report));
+    ReplayReport report(source, arguments.json);
+    std::string text = report.start();
+    DumpFile file(source);
+    while (const std::optional<DumpedLaunch> launch = file.next()) {
+        text += report.add(*launch, replay(*launch, arguments.options));
+        if (text.size() < kPrintedAtOnce) continue;
+        print(text);
+        text.clear();
+    }
+    print(text + report.end());
     if (report.replayedCount() == 0) {
         throw HostError(kNotLearned, "no launch in the dump was evaluated");
     }

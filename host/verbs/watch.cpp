@@ -4,6 +4,7 @@
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
+#include "host/base/printable.h"
 #include "host/dump/dump_writer.h"
 #include "host/root/device_root.h"
 #include "host/state/watch_lock.h"
@@ -17,6 +18,7 @@ struct WatchArguments {
     WatchOptions options;
     std::string rulesFile;
     bool dump = false;
+    std::size_t dumpsKept = kDumpsKept;
     bool json = false;
     bool realCpuset = false;
 };
@@ -31,12 +33,12 @@ std::string textOf(const LaunchEntry& entry) {
     return text + '\n';
 }
 
-void writeDumpOf(const EndedLaunch& ended) {
+void writeDumpOf(const EndedLaunch& ended, DumpWriter& dumps) {
     const SentLaunch& launch = ended.launch;
     try {
-        writeDump(launch.app.package, ended.recorded, launch.kind.type, launch.kind.subtype);
+        dumps.write(launch.app.package, ended.recorded, launch.kind.type, launch.kind.subtype);
     } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: %s\n", error.what());
+        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
     }
 }
 
@@ -44,7 +46,10 @@ int watchHere(WatchArguments& arguments, const Invocation& invocation, const Sta
     noteInterruptions();
     const WatchLock lock(state.watchLock());
     state.setDumpEnabled(false);  // or the library would write its own beside ours
-    if (arguments.dump) arguments.options.keep = writeDumpOf;
+    DumpWriter dumps(state.dumps(), arguments.dumpsKept);
+    if (arguments.dump) {
+        arguments.options.keep = [&](const EndedLaunch& ended) { writeDumpOf(ended, dumps); };
+    }
     LogSink log(state.log(), invocation.logLevel, invocation.verbose);
     arguments.options.tell = [&arguments](const LaunchEntry& entry) {
         print(arguments.json ? toJsonLine(entry) : textOf(entry));
@@ -88,6 +93,10 @@ void addWatchVerb(CLI::App& app, Invocation& invocation) {
         ->type_name("N")
         ->check(CLI::Range(5, 10'000));
     verb->add_flag("--dump", arguments->dump, "Write each launch's series to the dumps folder");
+    verb->add_option("--keep-dumps", arguments->dumpsKept,
+                     "Launches of a package that its dump keeps, the last (default 50)")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1'000'000));
     verb->add_flag("--json", arguments->json, "Print one JSON object a line");
     verb->add_flag("--real-cpuset", arguments->realCpuset,
                    "Watch the kernel's own top-app cpuset (root, cgroup version 1)");

@@ -5,11 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <regex>
+#include <sys/stat.h>
 
-#include "host/dump/dump_file.h"
-#include "host/dump/dump_parser.h"
-#include "host/dump/launch_grouping.h"
 #include "tests/framework/temp_folder.h"
+#include "tests/host/golden_dumps.h"
 #include "tests/host/refusal.h"
 
 namespace host {
@@ -23,8 +22,18 @@ using testing::StartsWith;
 
 constexpr const char* kAbortText = "\nAborted Before analysis 0\n";
 
-std::vector<DumpedLaunch> launchesOf(const std::string& text) {
-    return groupLaunches(parseDumpBlocks(text, "x.csv"));
+/// The launches in `text`, of which each read gives a few bytes only.
+std::vector<DumpedLaunch> launchesOf(const std::string& text, std::size_t bytesAtOnce = 4096) {
+    const auto read = [&, at = std::size_t{0}](char* buffer, std::size_t size) mutable {
+        const std::size_t length = text.copy(buffer, std::min(size, bytesAtOnce), at);
+        at += length;
+        return length;
+    };
+    LaunchReader reader(read, "x.csv");
+    std::vector<DumpedLaunch> launches;
+    while (std::optional<DumpedLaunch> launch = reader.next())
+        launches.push_back(std::move(*launch));
+    return launches;
 }
 
 /// A block as the library writes it: memory that grows by 4, and a steady score.
@@ -120,7 +129,8 @@ TEST(DumpReader, TheErrorNamesTheLine) {
         {replaced(good, "Final : 3", "Final : 0"), "x.csv:22: "},
         {"\nAborted Before analysis x\n\n\n", "x.csv:2: "},
         {blockOf(2001), "x.csv:2004: "},
-        {blockOf(34) + std::string(5000, 'x'), "x.csv:"},
+        {blockOf(34) + std::string(5000, 'x'), "x.csv:43: longer than any line"},
+        {blockOf(34) + std::string(1 << 20, '\0'), "x.csv:43: longer than any line"},
     };
     for (const auto& [text, where] : cases) {
         const auto isShortAndNamesIt = AllOf(StartsWith(where), SizeIs(Lt(150U)));
@@ -128,22 +138,40 @@ TEST(DumpReader, TheErrorNamesTheLine) {
     }
 }
 
-TEST(DumpReader, WindowsLineEndsAreRead) {
+TEST(DumpReader, WindowsLineEndsAreReadAndBytesThatComeOneByOne) {
     const std::string text = std::regex_replace(blockOf(12, "3"), std::regex("\n"), "\r\n");
-    EXPECT_EQ(launchesOf(text).at(0).finalIndex(), 3);
+    EXPECT_EQ(launchesOf(text, 1).at(0).finalIndex(), 3);
+}
+
+// Where a launch's text starts: a file that is cut there loses none behind it.
+TEST(DumpReader, OffsetsAreThoseAtWhichTheTextMayBeCut) {
+    const std::string first = blockOf(14, "3") + blockOf(14).substr(0, 300);
+    const std::string parts[] = {first, kAbortText, blockOf(167) + blockOf(334), kAbortText,
+                                 blockOf(12, "5")};
+    const std::string text = parts[0] + parts[1] + parts[2] + parts[3] + parts[4];
+    const std::vector<DumpedLaunch> launches = launchesOf(text, 100);
+    ASSERT_THAT(launches, SizeIs(5));
+    EXPECT_EQ(launches[2].offset, static_cast<std::int64_t>(first.size()));
+    EXPECT_EQ(text.substr(static_cast<std::size_t>(launches[3].offset)),
+              parts[2] + parts[3] + parts[4]);
+    EXPECT_EQ(text.substr(static_cast<std::size_t>(launches[4].offset)), parts[4]);
 }
 
 TEST(DumpFile, UnusableFilesGiveTheirCode) {
     const TempFolder folder;
     const StateFolder state(folder / "state");
     const auto reading = [&](const std::string& argument) {
-        return [&state, argument] { readDump(dumpSourceOf(argument, state)); };
+        return [&state, argument] { DumpFile(dumpSourceOf(argument, state)).next(); };
     };
     std::ofstream(folder / "empty.csv").flush();
-    std::ofstream(folder / "huge\n.csv").flush();
-    std::filesystem::resize_file(folder / "huge\n.csv", (std::uintmax_t{64} << 20U) + 1);
+    mkfifo((folder / "pipe.csv").c_str(), 0600);
+    std::filesystem::create_directories(state.dumps());
+    std::filesystem::create_symlink(goldenFile("java"), state.dumps() + "/com.link_vmrss.csv");
+    std::filesystem::create_symlink(goldenFile("java"), folder / "link.csv");
     EXPECT_THAT(reading(folder / "empty.csv"), refuses(kUsage, HasSubstr("empty.csv:1: ")));
-    EXPECT_THAT(reading(folder / "huge\n.csv"), refuses(kUsage, HasSubstr("larger than 64 MiB")));
+    EXPECT_THAT(reading(folder / "pipe.csv"), refuses(kEnvironment, HasSubstr("not a file")));
+    EXPECT_THAT(reading("com.link"), refuses(kEnvironment, HasSubstr("symbolic link")));
+    EXPECT_NO_THROW(reading(folder / "link.csv")());
     EXPECT_THAT(reading(folder / "missing.csv"), refuses(kEnvironment, HasSubstr("No such file")));
     EXPECT_THAT(reading("com.unknown"), refuses(kNotLearned, HasSubstr("--dump")));
 }

@@ -84,25 +84,34 @@ TEST(Spread, OnlyALaunchFarFromTheRestIsFlagged) {
 TEST(ExplanationReport, JsonHasNullForWhatWasNotMeasured) {
     const Dump dump = golden("node");
     EXPECT_THAT(
-        renderJson({dump, dump.launch(2), std::nullopt}),
+        renderJson(dump.explained(2)),
         AllOf(HasSubstr(R"("endpoint_ms":null,"set_by":[],"missing":"endpoint",)"),
               HasSubstr(R"("fd_count":{"samples":0,"frequent_values":[],"settled_value":null,)")));
-    EXPECT_THAT(renderJson({dump, dump.launch(1), 955}),
+    EXPECT_THAT(renderJson(dump.explained(1, 955)),
                 AllOf(HasSubstr(R"("endpoint_ms":870,"set_by":["vmrss_kb"],"missing":null,)"),
                       HasSubstr(R"("stored_mean_ms":955,)")));
 }
 
 TEST(ExplanationReport, TextNamesTheMetricTheRuleAndTheReason) {
     const Dump node = golden("node");
-    EXPECT_THAT(renderText({node, node.launch(2), std::nullopt}),
+    EXPECT_THAT(renderText(node.explained(2)),
                 AllOf(HasSubstr("launch 2 of 2 (line 113): undecided"),
                       HasSubstr("within 1 % from the first sample on"),
                       HasSubstr("descriptors: no samples")));
     const Dump game = golden("python3-game");
     EXPECT_THAT(
-        renderText({game, game.launch(1), std::nullopt}),
+        renderText(game.explained(1)),
         AllOf(HasSubstr("7470 ms, 33.7 % off"), HasSubstr("memory 2, OOM score 3, descriptors 2"),
               HasSubstr(" 668 (523 times), 667 (123 times), 666 (22 times)\n")));
+}
+
+TEST(ExplanationReport, OfVeryManyLaunchesTheLatestAreCompared) {
+    Dump dump = golden("node");
+    for (int i = 0; i < 1200; ++i)
+        dump.summary.add(dump.launch(1));
+    EXPECT_THAT(renderText(dump.explained(1)),
+                AllOf(HasSubstr("Launches in the dump: 1202, settled: 1201"),
+                      HasSubstr("compared are the last 1000 that settled")));
 }
 
 using ExplainVerb = HostTest;

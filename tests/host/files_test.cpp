@@ -1,11 +1,10 @@
 // What the host opens, locks and writes, beside others who mean it harm or no harm.
-#include "host/base/regular_file.h"
-
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "host/base/regular_file.h"
 #include "host/base/whole_file.h"
 #include "tests/framework/temp_folder.h"
 #include "tests/host/refusal.h"

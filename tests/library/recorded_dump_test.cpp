@@ -2,16 +2,20 @@
 // library's own. A program of its own, in which the host reaches into the learner.
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "feature/orvo.h"
 #include "host/dump/dump_writer.h"
 #include "host/library/log_sink.h"
+#include "host/root/device_root.h"
 #include "learner/orvo_learner.h"
 #include "platform/tavo_log.h"
 #include "store/orvo_dblayer.h"
+#include "tests/host/refusal.h"
 #include "tests/support/device.h"
 #include "tests/support/scripted_framework.h"
 #include "tests/support/virtual_time.h"
@@ -88,7 +92,7 @@ protected:
         ASSERT_NE(own.find(end), std::string::npos) << own.substr(0, 500);
         unlink(mPath.c_str());
         const int lines = mLines;
-        host::writeDump(mApp, mRecorder.launch(), type, subtype);
+        host::DumpWriter(host::kDumpFolder, 1).write(mApp, mRecorder.launch(), type, subtype);
         EXPECT_EQ(mLines, lines) << "its lines are taken for the library's";
         EXPECT_TRUE(device::contentOf(mPath) == own) << own.size() << " bytes or their like";
         unlink(mPath.c_str());
@@ -124,6 +128,61 @@ TEST_F(RecordedDumpTest, EveryKindOfLaunchIsWrittenAsTheLibraryWouldWriteIt) {
         if (sample == 5) mChild.die();
     };
     expectTheSame(1, 0, "\nAborted Before analysis 0\n");
+}
+
+/// Launches that were stopped: markers, of 27 bytes each.
+class DumpWriterTest : public testing::Test {
+protected:
+    ~DumpWriterTest() override { unlink(mPath.c_str()); }
+
+    void write(host::DumpWriter& writer) const { writer.write(mApp, mLaunch, 1, 0); }
+    std::size_t launches() const { return device::contentOf(mPath).size() / 27; }
+
+    const std::string mApp = "kept." + std::to_string(getpid());
+    const std::string mPath = device::dumpPath(mApp);
+    const host::RecordedLaunch mLaunch{{}, {}, true, 0, {}};
+};
+
+TEST_F(DumpWriterTest, TheLastLaunchesAreKeptAndAQuarterMoreAtMost) {
+    std::ofstream(mPath) << std::string(10, '\n');  // not ours yet, and readable by all
+    host::DumpWriter writer(host::kDumpFolder, 8);
+    std::vector<std::size_t> counts;
+    for (int i = 0; i < 14; ++i) {
+        write(writer);
+        counts.push_back(launches());
+    }
+    EXPECT_THAT(counts, testing::ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 8, 9, 10, 8));
+    struct stat status {};
+    ASSERT_EQ(stat(mPath.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    EXPECT_NE(access((mPath + ".new").c_str(), F_OK), 0);
+
+    // Another process's launches count as well, and what it left half done goes.
+    std::ofstream(mPath, std::ios::app) << "\nAborted Before analysis 0\n";
+    std::ofstream(mPath + ".new") << "half";
+    host::DumpWriter fewer(host::kDumpFolder, 2);
+    write(fewer);
+    EXPECT_EQ(device::contentOf(mPath),
+              "\nAborted Before analysis 0\n\nAborted Before analysis 0\n");
+    write(writer);
+    EXPECT_EQ(launches(), 3U);
+}
+
+TEST_F(DumpWriterTest, WhatIsNoDumpIsRefusedAndLeftAsItWas) {
+    host::DumpWriter writer(host::kDumpFolder, 8);
+    const std::string target = mPath + ".target";
+    std::ofstream(target) << "precious";
+    ASSERT_EQ(symlink(target.c_str(), mPath.c_str()), 0);
+    EXPECT_THAT([&] { write(writer); },
+                refuses(host::kEnvironment, testing::HasSubstr("symbolic link")));
+    EXPECT_EQ(device::contentOf(target), "precious");
+    std::rename(target.c_str(), mPath.c_str());
+    EXPECT_THAT([&] { write(writer); }, refuses(host::kUsage, testing::HasSubstr(".csv:1: ")));
+    EXPECT_EQ(device::contentOf(mPath), "precious");
+    unlink(mPath.c_str());
+    mkfifo(mPath.c_str(), 0600);
+    EXPECT_THAT([&] { write(writer); },
+                refuses(host::kEnvironment, testing::HasSubstr("not a file")));
 }
 
 }  // namespace

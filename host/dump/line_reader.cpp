@@ -1,0 +1,87 @@
+// Lines of a text of any size, in bounded memory.
+#include "host/dump/line_reader.h"
+
+#include <cerrno>
+#include <cstring>
+#include <unistd.h>
+
+#include "host/base/exit_code.h"
+#include "host/base/printable.h"
+
+namespace host {
+namespace {
+
+constexpr std::size_t kBufferSize = std::size_t{1} << 16U;
+constexpr std::size_t kQuotedBytes = 40;
+
+}  // namespace
+
+ReadBytes bytesOf(int fd, const std::string& fileName) {
+    return [fd, fileName, offset = off_t{0}](char* buffer, std::size_t size) mutable {
+        ssize_t length = 0;
+        do {
+            length = pread(fd, buffer, size, offset);
+        } while (length < 0 && errno == EINTR);
+        if (length < 0) {
+            throw HostError(kEnvironment, "cannot read " + fileName + ": " + std::strerror(errno));
+        }
+        offset += length;
+        return static_cast<std::size_t>(length);
+    };
+}
+
+LineReader::LineReader(ReadBytes read, std::string fileName)
+    : mRead(std::move(read)), mFileName(std::move(fileName)), mBuffer(kBufferSize) {
+    load();
+}
+
+void LineReader::skip() {
+    mLine.offset += static_cast<std::int64_t>(mNext - mStart);
+    mStart = mNext;
+    load();
+}
+
+std::int64_t LineReader::skipBlanks() {
+    std::int64_t blanks = 0;
+    for (; !mIsAtEnd && mLine.text.empty(); ++blanks)
+        skip();
+    return blanks;
+}
+
+void LineReader::load() {
+    ++mLine.number;
+    for (std::size_t searched = 0;;) {
+        const char* const start = mBuffer.data() + mStart;
+        const std::size_t length = mEnd - mStart;
+        const void* const end = std::memchr(start + searched, '\n', length - searched);
+        if (end != nullptr) {
+            return take(static_cast<std::size_t>(static_cast<const char*>(end) - start), true);
+        }
+        searched = length;
+        if (length > kLongestLine || !fill()) return take(length, false);
+    }
+}
+
+bool LineReader::fill() {
+    std::memmove(mBuffer.data(), mBuffer.data() + mStart, mEnd - mStart);
+    mEnd -= mStart;
+    mStart = 0;
+    const std::size_t length = mRead(mBuffer.data() + mEnd, mBuffer.size() - mEnd);
+    mEnd += length;
+    return length > 0;
+}
+
+void LineReader::take(std::size_t length, bool isWhole) {
+    mLine.text = {mBuffer.data() + mStart, length};
+    mLine.isWhole = isWhole;
+    mNext = mStart + length + (isWhole ? 1 : 0);
+    mIsAtEnd = mNext == mStart;
+    if (length > kLongestLine) {
+        throw HostError(kUsage, mFileName + ":" + std::to_string(mLine.number) +
+                                    ": longer than any line of a dump: '" +
+                                    printable(mLine.text.substr(0, kQuotedBytes)) + "...'");
+    }
+    if (length > 0 && mLine.text.back() == '\r') mLine.text.remove_suffix(1);
+}
+
+}  // namespace host

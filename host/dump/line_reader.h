@@ -1,0 +1,59 @@
+// Lines of a text of any size, in bounded memory.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host {
+
+/// Puts up to `size` bytes into `buffer` and gives how many; 0 at the text's end.
+using ReadBytes = std::function<std::size_t(char* buffer, std::size_t size)>;
+
+/// Reads on from the file's start, wherever others read it. Throws HostError,
+/// kEnvironment, which names `fileName`. `fd` stays the caller's.
+ReadBytes bytesOf(int fd, const std::string& fileName);
+
+/// More bytes than any line of a dump has: ten numbers, or the header's titles.
+constexpr std::size_t kLongestLine = 1024;
+
+struct TextLine {
+    std::string_view text;    ///< without its end, "\n" or "\r\n"
+    std::int64_t number = 0;  ///< from 1
+    std::int64_t offset = 0;  ///< of its first byte
+    bool isWhole = true;      ///< it has an end
+};
+
+/// Throws HostError, kUsage, at a line that is too long for a dump's.
+class LineReader {
+public:
+    LineReader(ReadBytes read, std::string fileName);
+
+    bool atEnd() const { return mIsAtEnd; }
+
+    /// The next line, whose text stays until it is skipped.
+    const TextLine& peek() const { return mLine; }
+
+    void skip();
+
+    /// Skips empty lines and gives their number.
+    std::int64_t skipBlanks();
+
+private:
+    void load();
+    bool fill();
+    void take(std::size_t length, bool isWhole);
+
+    const ReadBytes mRead;
+    const std::string mFileName;
+    std::vector<char> mBuffer;
+    std::size_t mStart = 0;  // of the line at hand, in the buffer
+    std::size_t mEnd = 0;    // of what was read
+    std::size_t mNext = 0;   // of the line after it
+    TextLine mLine;
+    bool mIsAtEnd = false;
+};
+
+}  // namespace host

@@ -121,8 +121,9 @@ TEST(SeriesRecorderTest, WhatIsNoSampleAndWhatCameToNoResultIsLeftOut) {
     const Line score{kDebug, "nread=0 OmmScore (0)", kLearner, "getProcessOMMScore"};
     const Line heard{kDebug, "FD info 1[7]", "TAVO-ORVO", "setData"};
     const Line found{kDebug, "actual pid = 42 TimeTakenToFind 200.500000 ms"};
-    std::vector<Line> lines{memory, kTaken,     found,  memory, score,     heard,
-                            fds,    evaluation, dumped, memory, evaluation};
+    const Line cleared{kDebug, "cleared", kLearner, "clearAll"};
+    std::vector<Line> lines{memory, kTaken, fds, cleared, found, memory, score, heard};
+    lines.insert(lines.end(), {fds, evaluation, dumped, memory, evaluation});
     const RecordedLaunch launch = launchOf(lines);
     EXPECT_EQ(launch.series.values, (std::array<Series, 3>{Series{70, 70}, Series{}, Series{0}}));
     ASSERT_EQ(launch.evaluations.size(), 1U) << "an exception ended the other";

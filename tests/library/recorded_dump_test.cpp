@@ -157,8 +157,11 @@ TEST_F(DumpWriterTest, TheLastLaunchesAreKeptAndAQuarterMoreAtMost) {
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
     EXPECT_NE(access((mPath + ".new").c_str(), F_OK), 0);
 
-    // Another process's launches count as well, and what it left half done goes.
+    // What others wrote counts as well, and what they left half done goes.
     std::ofstream(mPath, std::ios::app) << "\nAborted Before analysis 0\n";
+    write(writer);
+    write(writer);
+    EXPECT_EQ(launches(), 8U);
     std::ofstream(mPath + ".new") << "half";
     host::DumpWriter fewer(host::kDumpFolder, 2);
     write(fewer);

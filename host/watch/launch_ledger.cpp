@@ -9,7 +9,7 @@
 namespace host {
 void LaunchLedger::offer(const SentLaunch& launch) {
     const std::lock_guard<std::mutex> lock(mMutex);
-    mOffered = EndedLaunch{launch, std::nullopt, {}};
+    mOffered = EndedLaunch{launch, std::nullopt, {}, {}};
 }
 
 // The library wakes its thread for every launch but those of a learned package.

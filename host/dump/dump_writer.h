@@ -41,7 +41,7 @@ private:
         dev_t device = 0;
         ino_t inode = 0;
         off_t size = 0;
-        std::deque<off_t> starts;  // of the last launches, with the room to trim
+        std::deque<off_t> starts;  // of the last launches, as many as trimming looks at
     };
 
     Known lookInto(const UniqueFd& fd, const std::string& file);

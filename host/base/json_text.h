@@ -15,10 +15,10 @@ Json orNull(const std::optional<T>& value) {
     return value ? Json(*value) : Json(nullptr);
 }
 
-/// One line. Names come from outside and may hold any bytes; what is no UTF-8
-/// is replaced.
+/// One line of ASCII. Names come from outside and may hold any bytes; what is no
+/// UTF-8 is replaced, and what a terminal might obey is escaped.
 inline std::string jsonLine(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+    return json.dump(-1, ' ', true, Json::error_handler_t::replace) + '\n';
 }
 
 }  // namespace host

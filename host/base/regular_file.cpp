@@ -31,8 +31,9 @@ UniqueFd openRegular(const std::string& path, int flags, ExitCode code) {
     // Without waiting, or a pipe would have us wait for its other end.
     UniqueFd file(open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kForOwnerAlone));
     const int error = errno;
-    if (!file.isOpen() && error != ENOENT) fail(path, code, openFault(path, error));
-    if (!file.isOpen()) return file;
+    const bool isMissing = !file.isOpen() && error == ENOENT && (flags & O_CREAT) == 0;
+    if (isMissing) return file;
+    if (!file.isOpen()) fail(path, code, openFault(path, error));
     struct stat opened {};
     if (fstat(file.get(), &opened) != 0) fail(path, code, std::strerror(errno));
     const std::string fault = faultOf(opened.st_mode);

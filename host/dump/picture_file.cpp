@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include "host/base/exit_code.h"
+#include "host/base/new_files.h"
 #include "host/base/printable.h"
 #include "host/base/unique_fd.h"
 #include "host/base/whole_file.h"
@@ -35,12 +36,6 @@ std::string targetOf(const std::string& file) {
     return target;
 }
 
-mode_t newFileMode() {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return kNewFileMode & ~mask;
-}
-
 }  // namespace
 
 PictureFormat formatOf(const std::string& file) {
@@ -57,7 +52,8 @@ void writePicture(const std::string& file, const std::string& picture) {
     std::string fresh = target + ".XXXXXX";
     const UniqueFd fd(mkostemp(fresh.data(), O_CLOEXEC));
     if (!fd.isOpen()) fail(file, std::strerror(errno));
-    const bool isWritten = writeWhole(fd.get(), picture) && fchmod(fd.get(), newFileMode()) == 0 &&
+    const bool isWritten = writeWhole(fd.get(), picture) &&
+                           fchmod(fd.get(), kNewFileMode & ~personsUmask()) == 0 &&
                            std::rename(fresh.c_str(), target.c_str()) == 0;
     if (isWritten) return;
     const int error = errno;

@@ -46,7 +46,7 @@ std::string listOf(const std::vector<std::string>& names) {
 /// One launch under way.
 struct LearnSession::Launch {
     Launch(const LearnSession& session)
-        : command(session.mOptions.command, session.mState.commandOutput()),
+        : command(session.mOptions.command, session.mOutput.fd()),
           watch(session.mLog),
           shownName(session.mFollowed) {}
 
@@ -59,10 +59,12 @@ struct LearnSession::Launch {
     bool hasNotedNames = false;
 };
 
-LearnSession::LearnSession(const LearnOptions& options, const StateFolder& state, LogSink& log,
-                           std::uint32_t logLevel, Progress& progress)
+LearnSession::LearnSession(const LearnOptions& options, const StateFolder& state,
+                           const CommandOutput& output, LogSink& log, std::uint32_t logLevel,
+                           Progress& progress)
     : mOptions(options),
       mState(state),
+      mOutput(output),
       mLog(log),
       mProgress(progress),
       mLibrary(state, log, std::max(logLevel, kFollowingLevel)),
@@ -113,6 +115,7 @@ LaunchResult LearnSession::learnOnce(int number) {
 std::optional<LaunchResult> LearnSession::tryOnce(int number) {
     mProgress.beginLaunch(number);
     const std::int64_t launchedAtUnixMs = unixMs();
+    mOutput.keepBounded();
     Launch launch(*this);
     mLibrary.launch(mFollowed, mOptions.kind.type, mOptions.kind.subtype);
     if (launch.watch.record().phase() != LaunchPhase::kEnded) follow(launch);
@@ -155,6 +158,7 @@ void LearnSession::awaitEnd(Launch& launch) {
         const LaunchRecord record = launch.watch.record();
         if (mOptions.fdCounts && record.phase() == LaunchPhase::kSampling) fdCounts.take();
         launch.command.tend();
+        mOutput.keepBounded();
         look(launch, record, nowMs - startMs);
         mProgress.show(record);
         if (firstStopMs > 0 && nowMs - firstStopMs > kStopLimitMs) {

@@ -13,6 +13,7 @@
 #include "host/library/log_sink.h"
 #include "host/library/orvo_library.h"
 #include "host/process/launched_command.h"
+#include "host/state/command_output.h"
 #include "host/state/state_folder.h"
 #include "host/state/store_reader.h"
 
@@ -31,8 +32,8 @@ struct LearnOptions {
 class LearnSession {
 public:
     /// Throws HostError when the store does not work.
-    LearnSession(const LearnOptions& options, const StateFolder& state, LogSink& log,
-                 std::uint32_t logLevel, Progress& progress);
+    LearnSession(const LearnOptions& options, const StateFolder& state, const CommandOutput& output,
+                 LogSink& log, std::uint32_t logLevel, Progress& progress);
 
     /// Learns until the package is learned, the launches are done, the store
     /// fails, the command is not found, or a person interrupts. Throws HostError
@@ -59,6 +60,7 @@ private:
 
     const LearnOptions& mOptions;
     const StateFolder& mState;
+    const CommandOutput& mOutput;
     LogSink& mLog;
     Progress& mProgress;
     OrvoLibrary mLibrary;

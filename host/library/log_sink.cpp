@@ -2,12 +2,13 @@
 #include "host/library/log_sink.h"
 
 #include <android/log.h>
-#include <cstring>
 #include <ctime>
 #include <mutex>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include "host/base/exit_code.h"
+#include "host/base/printable.h"
 #include "host/library/log_messages.h"
 
 namespace host {
@@ -38,21 +39,18 @@ std::string timeStamp() {
 }
 
 // A line that cannot be written is lost: the log must not stop the learning.
-void writeLine(int fd, const std::string& line) {
-    [[maybe_unused]] const ssize_t written = write(fd, line.data(), line.size());
+void writeLine(RotatingFile& file, const std::string& line) {
+    try {
+        file.append(line);
+    } catch (const HostError&) {
+    }
 }
 
 }  // namespace
 
 LogSink::LogSink(const std::string& file, std::uint32_t level, bool echo)
     : mLevel(level), mEcho(echo) {
-    if (!file.empty()) {
-        mFile = UniqueFd(open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
-    }
-    if (!file.empty() && !mFile.isOpen()) {
-        throw HostError(kEnvironment, "cannot write the log " + file + ": " + std::strerror(errno) +
-                                          "; choose a folder with --state");
-    }
+    if (!file.empty()) mFile.emplace(file).open();
     {
         const std::lock_guard<std::mutex> lock(theSinkMutex);
         theSink = this;
@@ -95,8 +93,10 @@ std::string LogSink::lastDatabaseError() {
 void LogSink::keep(const LogLine& line, const char* text) {
     std::string out = timeStamp() + ' ' + priorityLetter(line.priority) + ' ' + text;
     if (out.back() != '\n') out += '\n';
-    if (mFile.isOpen()) writeLine(mFile.get(), out);
-    if (mEcho) writeLine(STDERR_FILENO, out);
+    if (mFile) writeLine(*mFile, out);
+    if (!mEcho) return;
+    out = printable(out.substr(0, out.size() - 1)) + '\n';
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, out.data(), out.size());
 }
 
 LogPause::LogPause() {

@@ -3,9 +3,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
-#include "host/base/unique_fd.h"
+#include "host/base/rotating_file.h"
 #include "host/library/log_line.h"
 
 struct __android_logger_data;
@@ -40,7 +41,7 @@ private:
 
     const std::uint32_t mLevel;
     const bool mEcho;
-    UniqueFd mFile;
+    std::optional<RotatingFile> mFile;
     Listener mListener;
     std::string mLastDatabaseError;
 };

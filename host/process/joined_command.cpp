@@ -37,7 +37,7 @@ void setSignals() {
 }
 
 void resetSignals() {
-    for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGHUP})
+    for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGXFSZ})
         std::signal(signal, SIG_DFL);
 }
 

@@ -7,9 +7,11 @@
 #include <ctime>
 #include <sys/file.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include "host/base/exit_code.h"
+#include "host/base/new_files.h"
 #include "host/base/steady_clock.h"
 #include "host/process/command.h"
 #include "host/process/fork.h"
@@ -23,7 +25,7 @@ constexpr int kLookPeriodMs = 10;
 
 // What the child tells through its report pipe. Nothing more comes once the
 // program runs, for the pipe closes then.
-enum class Step : int { kReady, kOutput, kJoin, kRun };
+enum class Step : int { kReady, kInput, kJoin, kRun };
 struct Report {
     Step step;
     int error;
@@ -34,7 +36,8 @@ struct Report {
 // any lock.
 struct ChildPlan {
     const char* file;
-    const char* outputFile;
+    int output;
+    mode_t umask;
     char* const* arguments;
     char* const* environment;
     char* momentDigits;  // the digits at the end of the last environment entry
@@ -55,7 +58,7 @@ void report(const ChildPlan& plan, Step step, int error) {
 }
 
 void resetSignals() {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ})
         std::signal(signal, SIG_DFL);
     sigset_t none;
     sigemptyset(&none);
@@ -64,13 +67,11 @@ void resetSignals() {
 
 void redirectStreams(const ChildPlan& plan) {
     const int input = open("/dev/null", O_RDONLY);
-    const int output = open(plan.outputFile, O_WRONLY | O_CREAT | O_APPEND, 0644);
-    if (input < 0 || output < 0) giveUp(plan, Step::kOutput);
+    if (input < 0) giveUp(plan, Step::kInput);
     dup2(input, STDIN_FILENO);
-    dup2(output, STDOUT_FILENO);
-    dup2(output, STDERR_FILENO);
+    dup2(plan.output, STDOUT_FILENO);
+    dup2(plan.output, STDERR_FILENO);
     if (input > STDERR_FILENO) close(input);
-    if (output > STDERR_FILENO) close(output);
 }
 
 // Writes `value` in decimal so that it ends before `end`.
@@ -107,6 +108,7 @@ void stampMoment(const ChildPlan& plan) {
     if (getppid() != plan.parent) _exit(kEnvironment);
     setpgid(0, 0);
     resetSignals();
+    umask(plan.umask);
     redirectStreams(plan);
     joinTaskList(plan);
     report(plan, Step::kReady, 0);
@@ -128,8 +130,8 @@ const char* runHint(int error) {
 std::string failureText(const Report& report, const std::string& program) {
     std::string why = std::strerror(report.error);
     switch (report.step) {
-        case Step::kOutput:
-            return "cannot write the command's output file: " + why;
+        case Step::kInput:
+            return "cannot open /dev/null: " + why;
         case Step::kJoin:
             return std::string("cannot join ") + kTaskListPath + ": " + why +
                    "; run as root or inside orvo-device-root";
@@ -143,16 +145,16 @@ std::string failureText(const Report& report, const std::string& program) {
 
 }  // namespace
 
-LaunchedCommand::LaunchedCommand(const CommandLine& commandLine, const std::string& outputFile)
+LaunchedCommand::LaunchedCommand(const CommandLine& commandLine, int output)
     : mProgram(commandLine.file) {
     if (!isKernelTaskList(kTaskListPath)) mTaskList.emplace(kTaskListPath);
     // Refused by emulators alone: there an orphan that left its group escapes.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    forkChild(commandLine, outputFile);
+    forkChild(commandLine, output);
     expectReport();
 }
 
-void LaunchedCommand::forkChild(const CommandLine& commandLine, const std::string& outputFile) {
+void LaunchedCommand::forkChild(const CommandLine& commandLine, int output) {
     std::vector<std::string> arguments = commandLine.arguments;
     std::vector<std::string> environment = launchEnvironment();
     const std::vector<char*> argumentPointers = pointersTo(arguments);
@@ -160,7 +162,8 @@ void LaunchedCommand::forkChild(const CommandLine& commandLine, const std::strin
     Pipe gate;
     Pipe reports;
     const ChildPlan plan{commandLine.file.c_str(),
-                         outputFile.c_str(),
+                         output,
+                         personsUmask(),
                          argumentPointers.data(),
                          environmentPointers.data(),
                          environment.back().data() + std::strlen(kLaunchMomentVariable),

@@ -24,9 +24,10 @@ struct CommandLine {
 class LaunchedCommand {
 public:
     /// Forks a process that has joined the top-app task list, in a process
-    /// group of its own, and stands ready to run. What it prints goes to
-    /// `outputFile`. Throws HostError.
-    LaunchedCommand(const CommandLine& commandLine, const std::string& outputFile);
+    /// group of its own, and stands ready to run. What it prints goes to the
+    /// descriptor `output`, which must not be one of the standard ones. Throws
+    /// HostError.
+    LaunchedCommand(const CommandLine& commandLine, int output);
 
     /// Ends what is left of it.
     ~LaunchedCommand();
@@ -52,7 +53,7 @@ public:
     const std::set<pid_t>& processes() const { return mTree.processes(); }
 
 private:
-    void forkChild(const CommandLine& commandLine, const std::string& outputFile);
+    void forkChild(const CommandLine& commandLine, int output);
     void expectReport();
     void look();
     void reap();

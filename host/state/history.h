@@ -32,7 +32,8 @@ constexpr const char* kErasedOutcome = "erased";
 /// With the newline at its end. Bytes of a name that are no UTF-8 are replaced.
 std::string toJsonLine(const LaunchEntry& entry);
 
-/// Nothing for a line that is cut off or is no entry.
+/// Nothing for a line that is cut off or is no entry, a number beyond what an
+/// entry can hold included.
 std::optional<LaunchEntry> parseHistoryLine(std::string_view line);
 
 /// What the history tells of one package.
@@ -50,22 +51,17 @@ struct HistoryContents {
     std::size_t unreadableLines = 0;
 };
 
-/// Takes the text of a history into account, older text first.
-void addHistory(HistoryContents& contents, std::string_view text);
+/// Takes a line of a history into account, older lines first.
+void addHistoryLine(HistoryContents& contents, std::string_view line);
 
-/// The file. Several processes may append to it at once. At 4 MiB it is renamed
-/// to FILE.1, in place of the one before, so that it stays bounded.
+/// The file, and FILE.1 before it. Several processes may append to it at once.
 class History {
 public:
     explicit History(std::string path) : mPath(std::move(path)) {}
 
-    /// Adds an entry that survives a kill or a power cut once this returns.
-    /// What a killed process left of a line is closed first. False, with errno,
-    /// when that fails.
-    bool append(const LaunchEntry& entry) const;
-
-    /// The same, and tells on standard error when it fails: what is learned is
-    /// in the store, so that a history that cannot be written is no failure.
+    /// Adds an entry that survives a kill or a power cut once this returns. Tells
+    /// on standard error when that fails: what is learned is in the store, so
+    /// that a history that cannot be written is no failure.
     void note(const LaunchEntry& entry) const;
 
     /// Both files; what does not exist is empty. Throws HostError for what cannot

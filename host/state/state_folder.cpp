@@ -4,14 +4,17 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include "host/base/exit_code.h"
+#include "host/base/locked_file.h"
 #include "host/base/text_file.h"
+#include "host/base/whole_file.h"
 
 namespace host {
 namespace {
+
+constexpr const char* kFormerWatchLock = "watch.pid";
 
 [[noreturn]] void refuse(const std::filesystem::path& path, const std::string& why) {
     throw HostError(kEnvironment, "the state folder " + path.string() + " cannot be used: " + why +
@@ -25,6 +28,12 @@ bool isLineOf(std::string_view line, std::string_view name) {
     return next != std::string_view::npos && line[next] == '=';
 }
 
+void createFolder(const std::filesystem::path& path) {
+    constexpr mode_t kForOwnerAlone = 0700;
+    if (mkdir(path.c_str(), kForOwnerAlone) == 0 || std::filesystem::is_directory(path)) return;
+    refuse(path, std::strerror(errno));
+}
+
 }  // namespace
 
 std::string StateFolder::defaultPath() {
@@ -35,27 +44,51 @@ std::string StateFolder::defaultPath() {
     throw HostError(kEnvironment, "neither XDG_STATE_HOME nor HOME is set; give --state DIR");
 }
 
-StateFolder::StateFolder(const std::string& path) : mPath(std::filesystem::absolute(path)) {}
+StateFolder::StateFolder(const std::string& path)
+    : mPath(std::filesystem::absolute(path).lexically_normal()) {
+    if (!mPath.has_filename()) mPath = mPath.parent_path();
+}
+
+void StateFolder::refuseIfMissing() const {
+    if (std::filesystem::is_directory(mPath)) return;
+    throw HostError(kUsage, "there is no state folder " + mPath.string() + "; check --state");
+}
+
+void StateFolder::refuseIfForeign() const {
+    struct stat status {};
+    if (stat(mPath.c_str(), &status) != 0) refuse(mPath, std::strerror(errno));
+    if (status.st_uid != geteuid() && status.st_uid != 0) {
+        refuse(mPath, "it belongs to user " + std::to_string(status.st_uid) +
+                          ", who could lead its files elsewhere; own it (chown)");
+    }
+    if ((status.st_mode & S_IWOTH) != 0) {
+        refuse(mPath, "everybody may write there and lead its files elsewhere; run chmod 700");
+    }
+}
 
 void StateFolder::create() const {
     std::error_code error;
-    std::filesystem::create_directories(dumps(), error);
+    std::filesystem::create_directories(mPath.parent_path(), error);
     if (error) refuse(mPath, error.message());
+    createFolder(mPath);
+    refuseIfForeign();
+    createFolder(dumps());
     if (access(mPath.c_str(), W_OK | X_OK) != 0) refuse(mPath, std::strerror(errno));
+    unlink((mPath / kFormerWatchLock).c_str());
 }
 
+// Beside it and then over it, so that a reader never sees half a file.
 void StateFolder::setDumpEnabled(bool enabled) const {
+    const std::string fresh = properties() + ".new";
+    const UniqueFd file = openLocked(fresh, 0);
     const std::string old = readKeptTextFile(properties());
     const std::string text = withProperty(old, kDumpProperty, enabled ? "true" : "");
-    if (text == old) return;
-    // Beside it and then over it, so that a reader never sees half a file.
-    const std::string fresh = properties() + ".new";
-    std::ofstream file(fresh, std::ios::binary | std::ios::trunc);
-    file << text;
-    file.close();
-    std::error_code error;
-    if (file) std::filesystem::rename(fresh, properties(), error);
-    if (!file || error) refuse(mPath, "cannot write " + properties());
+    const bool isSame = text == old;
+    const bool isDone = isSame || (ftruncate(file.get(), 0) == 0 && writeWhole(file.get(), text) &&
+                                   rename(fresh.c_str(), properties().c_str()) == 0);
+    const int error = errno;
+    if (isSame || !isDone) unlink(fresh.c_str());
+    if (!isDone) refuse(mPath, "cannot write " + properties() + ": " + std::strerror(error));
 }
 
 std::string withProperty(std::string_view text, std::string_view name, std::string_view value) {

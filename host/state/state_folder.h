@@ -19,7 +19,16 @@ public:
     /// Creates nothing yet.
     explicit StateFolder(const std::string& path);
 
-    /// Creates what is missing. Throws HostError when it cannot be written.
+    /// Throws HostError when it is not there, though a person gave it.
+    void refuseIfMissing() const;
+
+    /// Throws HostError when somebody else could put links in the way of what is
+    /// written there: when it belongs to another user than this one or root, or
+    /// everybody may write in it.
+    void refuseIfForeign() const;
+
+    /// Creates what is missing, for this user alone. Throws HostError when it
+    /// cannot be written or is foreign.
     void create() const;
 
     /// Sets the property by which the library writes dumps, or removes it; the
@@ -34,9 +43,13 @@ public:
     /// One line of JSON a launch.
     std::string history() const { return mPath / "history.jsonl"; }
     /// Held by the process that watches.
-    std::string watchLock() const { return mPath / "watch.pid"; }
-    /// What the launched commands print.
-    std::string commandOutput() const { return mPath / "command.log"; }
+    std::string watchLock() const { return mPath / "watch.lock"; }
+    /// Held, one byte a package, by the processes that learn or erase.
+    std::string packageLocks() const { return mPath / "packages.lock"; }
+    /// What the launched commands print; the N-th for the N-th learn at a time.
+    std::string commandOutput(int n) const {
+        return mPath / (n == 1 ? "command.log" : "command." + std::to_string(n) + ".log");
+    }
 
 private:
     std::filesystem::path mPath;

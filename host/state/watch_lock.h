@@ -9,18 +9,15 @@
 
 namespace host {
 
-/// Held for the life of the object, or of the process, however that ends.
+/// Held for the life of the object, or of the process, however that ends. The
+/// file stays empty: the kernel knows who holds it.
 class WatchLock {
 public:
     /// Throws HostError when another process holds it.
     explicit WatchLock(const std::string& path);
 
-    /// Empties the file, or the number would be taken for a watching process's.
-    ~WatchLock();
-    WatchLock(const WatchLock&) = delete;
-    WatchLock& operator=(const WatchLock&) = delete;
-
-    /// The process that holds it now.
+    /// The process that holds it now; 0 for one that cannot be seen from here.
+    /// To be asked of other processes' locks alone (host/base/record_lock.h).
     static std::optional<pid_t> holder(const std::string& path);
 
 private:

@@ -1,9 +1,11 @@
 // orvo-host learn: launches a command and lets the library learn its endpoint.
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <optional>
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
+#include "host/base/new_files.h"
 #include "host/base/printable.h"
 #include "host/learn/learn_advice.h"
 #include "host/learn/learn_session.h"
@@ -11,6 +13,7 @@
 #include "host/process/command.h"
 #include "host/process/package_name.h"
 #include "host/root/device_root.h"
+#include "host/state/package_lock.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -57,11 +60,11 @@ void warnOfDumpName(const LearnArguments& arguments) {
 }
 
 AdviceContext adviceContextOf(const LearnArguments& arguments, const Invocation& invocation,
-                              const StateFolder& state) {
+                              const StateFolder& state, const CommandOutput& output) {
     const std::string folder =
         invocation.stateFolder.empty() ? "" : " --state " + invocation.stateFolder;
     return {arguments.options.kind, "orvo-host erase " + arguments.options.package + folder,
-            state.log(), state.commandOutput()};
+            state.log(), output.path()};
 }
 
 void advise(const LearnReport& report, const AdviceContext& context) {
@@ -73,14 +76,15 @@ int learnHere(const LearnArguments& arguments, const Invocation& invocation,
               const StateFolder& state) {
     noteInterruptions();
     state.setDumpEnabled(arguments.dump);
-    std::remove(state.commandOutput().c_str());
+    keepNewFilesPrivate();
+    const CommandOutput output(state);
     LogSink log(state.log(), invocation.logLevel, invocation.verbose);
     Progress progress(Progress::styleFor(invocation.quiet, invocation.verbose),
                       arguments.options.launches);
-    LearnSession session(arguments.options, state, log, invocation.logLevel, progress);
+    LearnSession session(arguments.options, state, output, log, invocation.logLevel, progress);
     const LearnReport report = session.run();
     print(arguments.json ? renderJson(report) : renderText(report));
-    advise(report, adviceContextOf(arguments, invocation, state));
+    advise(report, adviceContextOf(arguments, invocation, state, output));
     return exitCodeOf(report, isInterrupted());
 }
 
@@ -89,6 +93,11 @@ int learn(LearnArguments& arguments, const Invocation& invocation) {
     arguments.options.command = commandLineOf(arguments, invocation);
     const StateFolder state(invocation.statePath());
     state.create();
+    // Out here, for inside the private root other processes may be out of sight.
+    std::optional<PackageLocks> locks;
+    if (!hasArrivedInDeviceRoot()) {
+        locks.emplace(state.packageLocks()).takeOrRefuse(arguments.options.package);
+    }
     if (!isDeviceRoot(arguments.realCpuset)) {
         return runInDeviceRoot({state.dumps(), arguments.realCpuset}, invocation.program);
     }

@@ -6,6 +6,7 @@
 #include "host/base/interruption.h"
 #include "host/base/printable.h"
 #include "host/dump/dump_writer.h"
+#include "host/base/new_files.h"
 #include "host/root/device_root.h"
 #include "host/state/watch_lock.h"
 #include "host/verbs/verbs.h"
@@ -44,6 +45,7 @@ void writeDumpOf(const EndedLaunch& ended, DumpWriter& dumps) {
 
 int watchHere(WatchArguments& arguments, const Invocation& invocation, const StateFolder& state) {
     noteInterruptions();
+    keepNewFilesPrivate();
     const WatchLock lock(state.watchLock());
     state.setDumpEnabled(false);  // or the library would write its own beside ours
     DumpWriter dumps(state.dumps(), arguments.dumpsKept);

@@ -8,6 +8,7 @@
 #include "host/base/arguments.h"
 #include "host/base/exit_code.h"
 #include "host/base/printable.h"
+#include "host/base/standard_streams.h"
 #include "host/base/version.h"
 #include "host/process/command.h"
 #include "host/root/device_root.h"
@@ -72,6 +73,7 @@ int run(const std::vector<std::string>& program) {
 }  // namespace host
 
 int main(int argc, char** argv) {
+    host::holdStandardStreams();
     try {
         return host::run({argv, argv + argc});
     } catch (const host::HostError& error) {

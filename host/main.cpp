@@ -1,10 +1,12 @@
 // orvo-host: plays the host's part for the library, on a developer's machine.
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <unistd.h>
 
 #include "host/base/exit_code.h"
 #include "host/base/printable.h"
+#include "host/base/standard_streams.h"
 #include "host/base/version.h"
 #include "host/root/device_root.h"
 #include "host/verbs/verbs.h"
@@ -60,6 +62,8 @@ int runGuarded(int argc, char** argv) {
 
 // Leaves with _exit, as a host of the library must (feature/orvo.h).
 int main(int argc, char** argv) {
+    host::holdStandardStreams();
+    std::signal(SIGXFSZ, SIG_IGN);  // a write beyond the limit of file sizes fails instead
     const int code = host::runGuarded(argc, argv);
     std::fflush(stdout);
     std::fflush(stderr);

@@ -25,6 +25,19 @@ Outcome judge(sqlite3* database, int code, const char* doing) {
     return Outcome::kFailed;
 }
 
+// The form in which SQLite can be told that a file does not change.
+std::string unchangingUri(const std::string& file) {
+    constexpr char kHexDigits[] = "0123456789abcdef";
+    std::string uri = "file:";
+    for (const char c : file) {
+        const auto byte = static_cast<unsigned char>(c);
+        uri += '%';
+        uri += kHexDigits[byte >> 4];
+        uri += kHexDigits[byte & 0xf];
+    }
+    return uri + "?immutable=1";
+}
+
 }  // namespace
 
 bool Connection::open(const std::string& path, Access access) {
@@ -40,10 +53,14 @@ bool Connection::open(const std::string& path, Access access) {
         ORVO_LOGE("open", "%s: file is not a database", file.c_str());
         return false;
     }
-    const int flags = access == Access::kReadOnly ? SQLITE_OPEN_READONLY
-                                                  : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+    const bool isUnchanging = access == Access::kReadOnlyUnchanging;
+    const std::string name = isUnchanging ? unchangingUri(file) : file;
+    const int flags =
+        SQLITE_OPEN_NOMUTEX | (isUnchanging ? SQLITE_OPEN_URI : 0) |
+        (access == Access::kReadWriteCreate ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE
+                                            : SQLITE_OPEN_READONLY);
     sqlite3* handle = nullptr;
-    const int code = sqlite3_open_v2(file.c_str(), &handle, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int code = sqlite3_open_v2(name.c_str(), &handle, flags, nullptr);
     mHandle.reset(handle);
     if (judge(handle, code, ("open " + file).c_str()) == Outcome::kFailed) return false;
     sqlite3_extended_result_codes(handle, 1);

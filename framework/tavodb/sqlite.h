@@ -27,7 +27,9 @@ struct Bytes {
 /// Processes: do not use a connection on the other side of a fork.
 class Connection {
 public:
-    enum class Access { kReadOnly, kReadWriteCreate };
+    /// kReadOnlyUnchanging takes no locks and makes no files beside the database:
+    /// for one that nobody can write, as on a read-only mount.
+    enum class Access { kReadOnly, kReadOnlyUnchanging, kReadWriteCreate };
 
     /// Opens `path`, always a file name (a relative one is taken from the
     /// working directory). False on failure; most faults of the file itself

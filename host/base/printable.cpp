@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 
 namespace host {
 namespace {
@@ -23,14 +24,33 @@ Sequence sequenceOf(unsigned char first) {
     return {0, 0, 0};
 }
 
+struct CodePoints {
+    std::uint32_t first;
+    std::uint32_t last;
+};
+
+// Nothing of these can be seen, but terminals obey them, they turn the writing
+// direction, or they make two different names look the same.
+constexpr CodePoints kNotShown[] = {
+    {0x0, 0x1f},         // control characters
+    {0x7f, 0x9f},        // and those with the eighth bit
+    {0xad, 0xad},        // the soft hyphen
+    {0x61c, 0x61c},      // turns the direction
+    {0x180e, 0x180e},    // has no width
+    {0x200b, 0x200f},    // have no width, or turn the direction
+    {0x2028, 0x202e},    // line ends, and turns of the direction
+    {0x2060, 0x206f},    // the same again
+    {0xd800, 0xdfff},    // halves of characters
+    {0xfeff, 0xfeff},    // the byte order mark
+    {0xfff9, 0xfffb},    // annotations
+    {0xe0000, 0xe0fff},  // tags
+    {0x110000, ~0U},     // beyond Unicode
+};
+
 bool isShown(std::uint32_t codePoint) {
-    const bool isControl = codePoint < 0x20 || (codePoint >= 0x7f && codePoint < 0xa0);
-    const bool isSurrogate = codePoint >= 0xd800 && codePoint < 0xe000;
-    // They turn the writing direction, and so what a line seems to say.
-    const bool turns = (codePoint >= 0x202a && codePoint <= 0x202e) ||
-                       (codePoint >= 0x2066 && codePoint <= 0x2069);
-    const bool isLineEnd = codePoint == 0x2028 || codePoint == 0x2029;
-    return !isControl && !isSurrogate && !turns && !isLineEnd && codePoint < 0x110000;
+    return std::none_of(std::begin(kNotShown), std::end(kNotShown), [&](const CodePoints& range) {
+        return codePoint >= range.first && codePoint <= range.last;
+    });
 }
 
 /// Bytes of the character that `text` starts with; 0 when it is not to be shown.

@@ -8,8 +8,8 @@
 namespace host {
 
 /// `text` as one line of valid UTF-8: each byte of control characters, of those
-/// that turn the writing direction, and of what is no UTF-8 becomes '?'. Beyond `longest` bytes it
-/// is cut and ends in "...".
+/// that cannot be seen or turn the writing direction, and of what is no UTF-8
+/// becomes '?'. Beyond `longest` bytes it is cut and ends in "...".
 std::string printable(std::string_view text, std::size_t longest = std::string::npos);
 
 }  // namespace host

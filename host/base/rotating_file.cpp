@@ -44,7 +44,8 @@ void RotatingFile::appendForGood(const std::string& lines) {
     const off_t size = sizeOf(mFile.get());
     const char* const closing = endsInsideLine(mFile.get(), size) ? "\n" : "";
     int error = writeAtOnce(mFile.get(), closing + lines);
-    if (error != 0) [[maybe_unused]] const int cut = ftruncate(mFile.get(), size);
+    if (error != 0) [[maybe_unused]]
+        const int cut = ftruncate(mFile.get(), size);
     if (error == 0 && fdatasync(mFile.get()) != 0) error = errno;
     dropLock(mFile.get(), {});
     if (error != 0) fail(error);

@@ -29,6 +29,8 @@ const char* outcomeText(LaunchOutcome outcome) {
             return "already learned";
         case LaunchOutcome::kSuperseded:
             return "superseded";
+        case LaunchOutcome::kInUseElsewhere:
+            return "in use elsewhere";
     }
     return "";
 }

@@ -32,7 +32,8 @@ enum class LaunchOutcome {
     kLimitReached,
     kInterrupted,
     kAlreadyLearned,
-    kSuperseded,  ///< another launch came while it waited for its turn
+    kSuperseded,      ///< another launch came while it waited for its turn
+    kInUseElsewhere,  ///< another process is learning or erasing the package
 };
 
 /// The word for an outcome in output of both kinds.

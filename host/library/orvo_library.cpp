@@ -7,7 +7,10 @@
 #include "feature/orvo.h"
 #include "framework/tavodb/key_alias.h"
 #include "host/base/exit_code.h"
+#include "host/base/regular_file.h"
 #include "host/library/log_messages.h"
+#include "host/state/store_holder.h"
+#include "host/state/store_reader.h"
 #include "platform/tavo_log.h"
 
 namespace host {
@@ -33,6 +36,8 @@ void shutDown() {
 }  // namespace
 
 OrvoLibrary::OrvoLibrary(const StateFolder& state, LogSink& log, std::uint32_t logLevel) {
+    refuseUnlessDatabaseFiles(state.database());
+    refuseUnlessRegular(state.properties());
     setenv("TAVO_DB_PATH", state.database().c_str(), 1);
     setenv("TAVO_PROPERTIES", state.properties().c_str(), 1);
     setTavoLogLevel(logLevel);
@@ -44,9 +49,11 @@ OrvoLibrary::OrvoLibrary(const StateFolder& state, LogSink& log, std::uint32_t l
     }
     if (!storeOpened) {
         shutDown();
-        throw HostError(kEnvironment, "the store " + state.database() +
-                                          " does not open: " + log.lastDatabaseError() +
-                                          "; mend or move it, or choose another with --state");
+        throw HostError(kEnvironment,
+                        "the store " + state.database() + " does not open: " +
+                            describeStoreFault(log.lastDatabaseError(), state.database(),
+                                               "mend or move it, or choose another "
+                                               "with --state"));
     }
 }
 

@@ -121,7 +121,8 @@ std::string renderJson(const std::vector<StoredPackage>& packages, const History
     return jsonLine({{"schema_version", kSchemaVersion}, {"packages", list}});
 }
 
-std::string renderCsv(const std::vector<StoredPackage>& packages, const HistoryContents& history) {
+std::string renderCsv(const std::vector<StoredPackage>& packages, const HistoryContents& history,
+                      bool isForTerminal) {
     std::ostringstream out;
     out << "schema_version";
     const Json columns = toJson({}, {});
@@ -129,8 +130,10 @@ std::string renderCsv(const std::vector<StoredPackage>& packages, const HistoryC
         out << ',' << name;
     out << '\n';
     for (const StoredPackage& package : packages) {
+        Json row = toJson(package, history.of(package.name));
+        if (isForTerminal) row["package"] = printable(package.name);
         out << kSchemaVersion;
-        for (const Json& value : toJson(package, history.of(package.name)))
+        for (const Json& value : row)
             out << ',' << csvField(value);
         out << '\n';
     }

@@ -2,15 +2,20 @@
 #include "host/state/store_reader.h"
 
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <map>
+#include <sys/statvfs.h>
 
 #include "framework/tavodb/schema.h"
 #include "host/base/exit_code.h"
+#include "host/base/regular_file.h"
+#include "host/state/store_holder.h"
 
 namespace host {
 namespace {
 
+using Access = tavodb::Connection::Access;
 using tavodb::Bytes;
 using tavodb::Outcome;
 using tavodb::Statement;
@@ -58,6 +63,11 @@ bool forEachRow(Statement& statement, const std::function<void()>& takeRow) {
     return outcome == Outcome::kDone;
 }
 
+bool isOnReadOnlyMount(const std::string& file) {
+    struct statvfs status {};
+    return statvfs(file.c_str(), &status) == 0 && (status.f_flag & ST_RDONLY) != 0;
+}
+
 }  // namespace
 
 bool StoredPackage::isKnown() const {
@@ -73,8 +83,27 @@ std::optional<std::int32_t> StoredPackage::finalEndpointMs() const {
     return finalEndpointsMs[0];
 }
 
+void refuseUnlessDatabaseFiles(const std::string& databaseFile) {
+    for (const char* end : {"", "-wal", "-shm", "-journal"})
+        refuseUnlessRegular(databaseFile + end);
+}
+
+// Readers of a write-ahead log keep account of each other in a file beside the
+// database, which cannot be made on a read-only mount. Nor does anybody write
+// there, so that none is needed, but for a log that was left unfinished.
+Access readAccessTo(const std::string& file) {
+    if (!isOnReadOnlyMount(file)) return Access::kReadOnly;
+    std::error_code error;
+    const auto logSize = std::filesystem::file_size(file + "-wal", error);
+    if (error || logSize == 0) return Access::kReadOnlyUnchanging;
+    throw HostError(kEnvironment, "the store " + file +
+                                      " is on a read-only mount and its last writer was killed; "
+                                      "copy the state folder, and give the copy with --state");
+}
+
 StoreReader::StoreReader(const std::string& databaseFile) : mFile(databaseFile) {
-    if (!mConnection.open(mFile, tavodb::Connection::Access::kReadOnly)) fail();
+    refuseUnlessDatabaseFiles(mFile);
+    if (!mConnection.open(mFile, readAccessTo(mFile))) fail();
 }
 
 // A file whose making was cut short lacks tables, and so what they would hold.
@@ -130,11 +159,12 @@ StoredPackage StoreReader::package(const std::string& name) {
 }
 
 void StoreReader::fail() const {
-    throw HostError(kEnvironment, "the store " + mFile + " cannot be read: " +
-                                      (mConnection.handle() == nullptr
-                                           ? std::string("out of memory")
-                                           : std::string(sqlite3_errmsg(mConnection.handle()))) +
-                                      "; mend or move it, or choose another with --state");
+    const std::string error =
+        mConnection.handle() == nullptr ? "out of memory" : sqlite3_errmsg(mConnection.handle());
+    throw HostError(
+        kEnvironment,
+        "the store " + mFile + " cannot be read: " +
+            describeStoreFault(error, mFile, "mend or move it, or choose another with --state"));
 }
 
 }  // namespace host

@@ -33,6 +33,14 @@ struct StoredPackage {
     std::optional<std::int32_t> finalEndpointMs() const;
 };
 
+/// Throws HostError when the database's files are no regular files: SQLite opens
+/// them by their names.
+void refuseUnlessDatabaseFiles(const std::string& databaseFile);
+
+/// How to open the database for reading where it is. Throws HostError when that
+/// cannot be done.
+tavodb::Connection::Access readAccessTo(const std::string& databaseFile);
+
 /// A read-only look at one database file, for one thread. Throws HostError when
 /// the file cannot be read or is no database.
 class StoreReader {

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "framework/tavodb/sqlite.h"
@@ -14,6 +15,7 @@
 #include "host/process/task_list.h"
 #include "host/root/device_root.h"
 #include "host/state/history.h"
+#include "host/state/store_holder.h"
 #include "host/state/store_reader.h"
 #include "platform/tavo_config.h"
 #include "platform/tavo_log.h"
@@ -53,42 +55,65 @@ std::string describeTaskList() {
 std::string describeDumpFolder() {
     if (access(kDumpFolder, W_OK | X_OK) == 0) return kDumpFolder;
     complain(std::string("cannot write ") + kDumpFolder + ": " + std::strerror(errno) +
-             "; make it (mkdir -p) and own it, or no dump is written");
+             "; create it (mkdir -p) and own it, or no dump is written");
+}
+
+std::filesystem::path nearestThere(std::filesystem::path path) {
+    while (!std::filesystem::exists(path))
+        path = path.parent_path();
+    return path;
+}
+
+// Others could lock its files, or read what was launched when.
+void checkPrivacy(const StateFolder& state) {
+    struct stat status {};
+    if (stat(state.path().c_str(), &status) != 0 || (status.st_mode & 077) == 0) return;
+    complain("other users can read " + state.path() + "; run: chmod 700 " + state.path());
 }
 
 std::string describeFolder(const StateFolder& state) {
-    std::filesystem::path folder = state.path();
-    const bool exists = std::filesystem::exists(folder);
-    while (!std::filesystem::exists(folder))
-        folder = folder.parent_path();
-    if (!std::filesystem::is_directory(folder)) complain(folder.string() + " is no folder");
-    if (access(folder.c_str(), W_OK | X_OK) == 0) {
-        return state.path() + (exists ? "" : ", made by the first run");
+    const std::filesystem::path folder = nearestThere(state.path());
+    const bool exists = folder == state.path();
+    if (!std::filesystem::is_directory(folder)) complain(folder.string() + " is not a folder");
+    if (access(folder.c_str(), W_OK | X_OK) != 0) {
+        complain("cannot write " + folder.string() + ": " + std::strerror(errno) +
+                 "; own it (chown), or choose another with --state");
     }
-    complain("cannot write " + folder.string() + ": " + std::strerror(errno) +
-             "; own it (chown), or choose another with --state");
+    if (!exists) return state.path() + ", made by the first run";
+    state.refuseIfForeign();
+    checkPrivacy(state);
+    return state.path();
+}
+
+[[noreturn]] void complainOfStore(const std::string& what, const std::string& file,
+                                  const tavodb::Connection& connection, const std::string& remedy) {
+    complain(what + ' ' + file + ": " +
+             describeStoreFault(sqlite3_errmsg(connection.handle()), file, remedy));
 }
 
 void checkIntegrity(const std::string& file) {
     tavodb::Connection connection;
     tavodb::Statement check;
-    std::string result;
+    const bool isOpen = connection.open(file, readAccessTo(file)) &&
+                        check.prepare(connection, "PRAGMA integrity_check");
+    const tavodb::StatementRun run(check);
+    if (!isOpen || check.step() != tavodb::Outcome::kRow) {
+        complainOfStore("cannot check", file, connection,
+                        "move it away, and everything is learned anew");
+    }
+    const tavodb::Bytes column = check.column(0);
+    const std::string result(static_cast<const char*>(column.data), column.size);
+    if (result == "ok") return;
+    complain(file + " is damaged (" + result + "); move it away, and everything is learned anew");
+}
+
+void checkWritable(const std::string& file) {
+    tavodb::Connection connection;
     if (connection.open(file, tavodb::Connection::Access::kReadWriteCreate) &&
-        check.prepare(connection, "PRAGMA integrity_check")) {
-        const tavodb::StatementRun run(check);
-        if (check.step() == tavodb::Outcome::kRow) {
-            const tavodb::Bytes text = check.column(0);
-            result.assign(static_cast<const char*>(text.data), text.size);
-        }
+        connection.execute("BEGIN IMMEDIATE") && connection.execute("ROLLBACK")) {
+        return;
     }
-    if (result != "ok") {
-        complain(file + " is damaged" + (result.empty() ? "" : " (" + result + ")") +
-                 "; move it away, and everything is learned anew");
-    }
-    if (!connection.execute("BEGIN IMMEDIATE") || !connection.execute("ROLLBACK")) {
-        complain("cannot write " + file + ": " + sqlite3_errmsg(connection.handle()) +
-                 "; own it, and free the disk");
-    }
+    complainOfStore("cannot write", file, connection, "own it, and free the disk");
 }
 
 std::string describeStore(const std::string& file) {
@@ -101,6 +126,7 @@ std::string describeStore(const std::string& file) {
         }
     }
     checkIntegrity(file);
+    checkWritable(file);
     return file + ", " + std::to_string(packages.size()) + " packages, intact";
 }
 
@@ -109,7 +135,7 @@ std::string describeHistory(const StateFolder& state) {
     std::string text = std::to_string(history.entries) + " entries";
     if (history.unreadableLines == 0) return text;
     return text + ", and " + std::to_string(history.unreadableLines) +
-           " lines, cut off or foreign, that are passed over";
+           " lines that are cut off or unreadable, which are skipped";
 }
 
 std::string describeProperties(const StateFolder& state) {

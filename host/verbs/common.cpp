@@ -1,9 +1,10 @@
 // What the verbs share.
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "host/base/exit_code.h"
-#include "host/state/state_folder.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -32,6 +33,12 @@ constexpr std::uint32_t kHighestLogLevel = 255;  // the library looks at one byt
 
 std::string Invocation::statePath() const {
     return stateFolder.empty() ? StateFolder::defaultPath() : stateFolder;
+}
+
+StateFolder Invocation::existingState() const {
+    StateFolder state(statePath());
+    if (!stateFolder.empty()) state.refuseIfMissing();
+    return state;
 }
 
 void useUsage(CLI::App& app, const std::string& usage) {
@@ -70,12 +77,10 @@ void refuseCommand(const Invocation& invocation) {
         throw HostError(kUsage, "this verb takes no COMMAND after --; learn and join do");
 }
 
-void print(const std::string& text) {
-    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
-        throw HostError(kEnvironment,
-                        "cannot write to standard output; nothing was lost, "
-                        "orvo-host show tells it again");
-    }
+void print(const std::string& text, const char* remedy) {
+    if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return;
+    throw HostError(kEnvironment, std::string("cannot write to standard output: ") +
+                                      std::strerror(errno) + "; " + remedy);
 }
 
 }  // namespace host

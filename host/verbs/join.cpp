@@ -17,7 +17,8 @@ namespace {
 std::string findTaskList(const StateFolder& state) {
     if (access(kTaskListPath, F_OK) == 0) return kTaskListPath;
     const std::optional<pid_t> watcher = WatchLock::holder(state.watchLock());
-    if (watcher) return "/proc/" + std::to_string(*watcher) + "/root" + kTaskListPath;
+    if (watcher && *watcher > 0)
+        return "/proc/" + std::to_string(*watcher) + "/root" + kTaskListPath;
     throw HostError(kEnvironment,
                     "nobody watches this state folder; start orvo-host watch "
                     "in another terminal, or give its --state DIR");

@@ -14,6 +14,7 @@
 #include "host/process/package_name.h"
 #include "host/root/device_root.h"
 #include "host/state/package_lock.h"
+#include "host/state/store_holder.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -83,7 +84,7 @@ int learnHere(const LearnArguments& arguments, const Invocation& invocation,
                       arguments.options.launches);
     LearnSession session(arguments.options, state, output, log, invocation.logLevel, progress);
     const LearnReport report = session.run();
-    print(arguments.json ? renderJson(report) : renderText(report));
+    print(arguments.json ? renderJson(report) : renderText(report), kLearnedIsKept);
     advise(report, adviceContextOf(arguments, invocation, state, output));
     return exitCodeOf(report, isInterrupted());
 }

@@ -1,8 +1,11 @@
 // orvo-host show: what is known of all packages or of one.
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <filesystem>
+#include <unistd.h>
 
 #include "host/base/exit_code.h"
+#include "host/base/printable.h"
 #include "host/library/log_sink.h"
 #include "host/state/history.h"
 #include "host/state/package_report.h"
@@ -30,17 +33,23 @@ std::vector<StoredPackage> readStore(const StateFolder& state, const std::string
 std::string render(const std::vector<StoredPackage>& packages, const HistoryContents& history,
                    const ShowArguments& arguments) {
     if (arguments.json) return renderJson(packages, history);
-    return arguments.csv ? renderCsv(packages, history) : renderText(packages, history);
+    const bool isForTerminal = isatty(STDOUT_FILENO) != 0;
+    return arguments.csv ? renderCsv(packages, history, isForTerminal)
+                         : renderText(packages, history);
 }
 
 int show(const ShowArguments& arguments, const Invocation& invocation) {
     refuseCommand(invocation);
-    const StateFolder state(invocation.statePath());
+    const StateFolder state = invocation.existingState();
     LogSink log("", invocation.logLevel, invocation.verbose);
     const std::vector<StoredPackage> packages = readStore(state, arguments.package);
     if (packages.empty() && !arguments.package.empty()) {
         throw HostError(kNotLearned, "nothing is known of " + arguments.package + " in " +
                                          state.database() + "; learn it with orvo-host learn");
+    }
+    if (packages.empty()) {
+        std::fprintf(stderr, "orvo-host: nothing is learned in %s yet\n",
+                     printable(state.path()).c_str());
     }
     print(render(packages, History(state.history()).read(), arguments));
     return kDone;

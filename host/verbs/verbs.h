@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/base/arguments.h"
+#include "host/state/state_folder.h"
 
 namespace CLI {
 class App;
@@ -30,6 +31,10 @@ struct Invocation {
     std::function<int()> verb;
 
     std::string statePath() const;
+
+    /// For a verb that only looks. Throws HostError when a person gave a folder
+    /// that is not there.
+    StateFolder existingState() const;
 };
 
 // Each adds its verb to `app`. The invocation must outlive the verb.
@@ -55,7 +60,11 @@ void addCommonOptions(CLI::App& app, Invocation& invocation);
 /// Throws HostError when a command follows a verb that takes none.
 void refuseCommand(const Invocation& invocation);
 
-/// Writes to standard output. Throws HostError when that fails.
-void print(const std::string& text);
+/// What to tell a person whose results did not reach standard output.
+constexpr const char* kLearnedIsKept = "what was learned is kept, and orvo-host show prints it";
+
+/// Writes to standard output. Throws HostError, which ends with `remedy`, when that
+/// fails.
+void print(const std::string& text, const char* remedy = "run it again with room for its output");
 
 }  // namespace host

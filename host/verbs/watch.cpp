@@ -7,9 +7,11 @@
 #include "host/base/printable.h"
 #include "host/dump/dump_writer.h"
 #include "host/base/new_files.h"
+#include "host/base/record_lock.h"
 #include "host/root/device_root.h"
 #include "host/state/watch_lock.h"
 #include "host/verbs/verbs.h"
+#include "host/watch/watch_cost.h"
 #include "host/watch/watch_session.h"
 
 namespace host {
@@ -22,6 +24,7 @@ struct WatchArguments {
     std::size_t dumpsKept = kDumpsKept;
     bool json = false;
     bool realCpuset = false;
+    bool cost = false;
 };
 
 std::string textOf(const LaunchEntry& entry) {
@@ -43,6 +46,20 @@ void writeDumpOf(const EndedLaunch& ended, DumpWriter& dumps) {
     }
 }
 
+// Of the watch that runs; a restarted one is asked by the same words.
+int tellCost(const StateFolder& state) {
+    const std::optional<pid_t> watcher = WatchLock::holder(state.watchLock());
+    if (!watcher) throw HostError(kNotLearned, "nobody watches " + state.path());
+    const std::optional<WatchCost> cost = readWatchCost(*watcher);
+    if (!cost) {
+        throw HostError(kEnvironment,
+                        describeHolder(watcher) + " watches " + state.path() +
+                            ", but cannot be seen from here; ask outside the container");
+    }
+    print(renderText(*watcher, *cost));
+    return kDone;
+}
+
 int watchHere(WatchArguments& arguments, const Invocation& invocation, const StateFolder& state) {
     noteInterruptions();
     keepNewFilesPrivate();
@@ -54,7 +71,7 @@ int watchHere(WatchArguments& arguments, const Invocation& invocation, const Sta
     }
     LogSink log(state.log(), invocation.logLevel, invocation.verbose);
     arguments.options.tell = [&arguments](const LaunchEntry& entry) {
-        print(arguments.json ? toJsonLine(entry) : textOf(entry));
+        print(arguments.json ? toJsonLine(entry) : textOf(entry), kLearnedIsKept);
     };
     WatchSession session(arguments.options, state, log, invocation.logLevel);
     if (!invocation.quiet) {
@@ -67,6 +84,7 @@ int watchHere(WatchArguments& arguments, const Invocation& invocation, const Sta
 
 int watch(WatchArguments& arguments, const Invocation& invocation) {
     refuseCommand(invocation);
+    if (arguments.cost) return tellCost(invocation.existingState());
     if (!arguments.rulesFile.empty()) {
         arguments.options.rules = LaunchRules::read(arguments.rulesFile);
     }
@@ -100,6 +118,8 @@ void addWatchVerb(CLI::App& app, Invocation& invocation) {
         ->type_name("N")
         ->check(CLI::Range(1, 1'000'000));
     verb->add_flag("--json", arguments->json, "Print one JSON object a line");
+    verb->add_flag("--cost", arguments->cost,
+                   "Only print what the orvo-host that watches the state folder costs");
     verb->add_flag("--real-cpuset", arguments->realCpuset,
                    "Watch the kernel's own top-app cpuset (root, cgroup version 1)");
     verb->callback([arguments, &invocation] {

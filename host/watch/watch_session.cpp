@@ -8,6 +8,7 @@
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
+#include "host/base/printable.h"
 #include "host/base/steady_clock.h"
 
 namespace host {
@@ -46,7 +47,9 @@ WatchSession::WatchSession(const WatchOptions& options, const StateFolder& state
     : mOptions(options),
       mLog(log),
       mHistory(state.history()),
+      mLocks(state.packageLocks()),
       mLibrary(state, log, std::max(logLevel, kFollowingLevel)),
+      mStore(state.database()),
       mTasks(kTaskListPath),
       mStartMs(steadyMs()),
       mStartCpuMs(cpuTimeMs()) {
@@ -86,11 +89,22 @@ void WatchSession::poll() {
 }
 
 void WatchSession::send(const AppProcess& app) {
-    const LaunchKind kind = mOptions.rules.kindOf(app.package);
+    const SentLaunch launch{app, mOptions.rules.kindOf(app.package), unixMs()};
     ++mLaunches;
-    mLedger.offer({app, kind, unixMs()});
-    mLibrary.launch(app.package, kind.type, kind.subtype);
+    if (!takeLock(app.package)) {
+        tell(launch, LaunchOutcome::kInUseElsewhere, std::nullopt);
+        return;
+    }
+    mLedger.offer(launch);
+    mLibrary.launch(app.package, launch.kind.type, launch.kind.subtype);
     mLedger.settleOffer();
+}
+
+bool WatchSession::takeLock(const std::string& package) {
+    if (mLocks.take(package)) return true;
+    std::fprintf(stderr, "orvo-host: a launch of %s is not learned: %s is learning or erasing it\n",
+                 package.c_str(), printable(mLocks.describeHolder(package)).c_str());
+    return false;
 }
 
 // The library looks for a process for a minute, and learns no other launch
@@ -121,16 +135,31 @@ void WatchSession::report(const EndedLaunch& ended) {
     const LaunchOutcome outcome =
         ended.notLearned ? *ended.notLearned : outcomeOf(ended.record, circumstances);
 
-    LaunchEntry entry{launch.atUnixMs,     "watch",
-                      launch.app.package,  launch.kind.type,
-                      launch.kind.subtype, outcomeText(outcome),
-                      std::nullopt,        std::nullopt};
-    if (outcome == LaunchOutcome::kStored) entry.endpointMs = ended.record.endpointMs();
-    const std::int32_t finalMs = mLibrary.finalEndpointMs(launch.app.package);
-    if (finalMs > 0) entry.finalEndpointMs = finalMs;
+    tell(launch, outcome,
+         outcome == LaunchOutcome::kStored ? ended.record.endpointMs() : std::nullopt);
+    mLocks.drop(launch.app.package);
+}
+
+void WatchSession::tell(const SentLaunch& launch, LaunchOutcome outcome,
+                        std::optional<std::int32_t> endpointMs) {
+    const LaunchEntry entry{launch.atUnixMs,     "watch",
+                            launch.app.package,  launch.kind.type,
+                            launch.kind.subtype, outcomeText(outcome),
+                            endpointMs,          storedEndpointMs(launch.app.package)};
     mHistory.note(entry);
     mOptions.tell(entry);
     if (mOptions.keep) mOptions.keep(ended);
+}
+
+// Not from the library, which goes on answering what it has learned itself when
+// another process has erased it.
+std::optional<std::int32_t> WatchSession::storedEndpointMs(const std::string& package) {
+    try {
+        return mStore.package(package).finalEndpointMs();
+    } catch (const HostError& error) {
+        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
+        return std::nullopt;
+    }
 }
 
 // A process that ended without its joiner's help stays in an ordinary file, and

@@ -10,7 +10,9 @@
 #include "host/library/orvo_library.h"
 #include "host/process/task_list.h"
 #include "host/state/history.h"
+#include "host/state/package_lock.h"
 #include "host/state/state_folder.h"
+#include "host/state/store_reader.h"
 #include "host/watch/app_scan.h"
 #include "host/watch/launch_ledger.h"
 #include "host/watch/launch_rules.h"
@@ -42,9 +44,13 @@ public:
 private:
     void poll();
     void send(const AppProcess& app);
+    bool takeLock(const std::string& package);
     void stopLostHunt();
     void reportEnded();
     void report(const EndedLaunch& ended);
+    void tell(const SentLaunch& launch, LaunchOutcome outcome,
+              std::optional<std::int32_t> endpointMs);
+    std::optional<std::int32_t> storedEndpointMs(const std::string& package);
     void dropGoneTasks();
     void finish();
     void tellCost() const;
@@ -53,7 +59,9 @@ private:
     LogSink& mLog;
     const History mHistory;
     LaunchLedger mLedger;
+    PackageLocks mLocks;  // of the launches that the library has in hand
     OrvoLibrary mLibrary;
+    StoreReader mStore;
     TaskListReader mTasks;
     std::optional<TaskListKeeper> mKeeper;  // none where the kernel keeps the list
     AppScan mScan;

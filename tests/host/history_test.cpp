@@ -44,10 +44,27 @@ TEST_F(HistoryTest, CutOffLineIsPassedOverAndTheNextEntryStandsOnALineOfItsOwn) 
 
 TEST_F(HistoryTest, ForeignLinesAreCountedAndNothingElse) {
     const std::string good = toJsonLine(entryOf("com.a", 1, 30));
-    HistoryContents contents;
-    addHistory(contents, good + "{\n[]\nnull\n{}\n{\"package\":1}\n\xff\n\n\0\n"s + good);
+    const std::string tooLong(1 << 20, 'x');
+    std::ofstream(mFile) << good << "{\n[]\nnull\n{}\n{\"package\":1}\n\xff\n\n\0\n"s << tooLong
+                         << '\n'
+                         << good;
+    const HistoryContents contents = mHistory.read();
     EXPECT_EQ(contents.entries, 2U);
-    EXPECT_EQ(contents.unreadableLines, 7U);
+    EXPECT_EQ(contents.unreadableLines, 8U);
+}
+
+TEST_F(HistoryTest, NumbersThatAnEntryCannotHoldMakeTheLineUnreadable) {
+    const std::string line = toJsonLine(entryOf("com.a", 7, 30));
+    const auto with = [&](const std::string& what, const std::string& by) {
+        std::string changed = line;
+        return parseHistoryLine(changed.replace(changed.find(what), what.size(), by));
+    };
+    EXPECT_EQ(with(":30", ":2147483647")->endpointMs, 2147483647);
+    for (const char* bad : {":1e300", ":30.5", ":2147483648", ":-2147483649",
+                            ":18446744073709551615", ":true", ":\"30\""})
+        EXPECT_FALSE(with(":30", bad)) << bad;
+    for (const char* bad : {":9223372036854775808", ":1e300", ":null"})
+        EXPECT_FALSE(with(":7", bad)) << bad;
 }
 
 TEST_F(HistoryTest, FileThatCannotBeReadIsNotTakenForAnEmptyOne) {
@@ -82,7 +99,7 @@ TEST_F(HistoryTest, ShowTellsTheSpreadAndLeavesEmptyWhatWasNotMeasured) {
     const StoredPackage hostile{"b \",\n", true, 9, {}, {450}};
     const StoredPackage damaged{"d\xff", true, 9, {}, {450, 460}};
     const HistoryContents history = mHistory.read();
-    EXPECT_EQ(renderCsv({known, hostile}, history),
+    EXPECT_EQ(renderCsv({known, hostile}, history, false),
               "schema_version,package,launch_events,samples_stored,samples_needed,"
               "launch_endpoints_ms,learned,final_endpoint_ms,last_launched_at_unix_ms,"
               "launches_measured,endpoint_min_ms,endpoint_median_ms,endpoint_max_ms\n"

@@ -67,6 +67,7 @@ TEST_F(LearnTest, WholeRunLearnsTheTrueSettlingTimeAndLeavesNoProcess) {
     EXPECT_EQ(host({"erase", mPackage}), 0) << mErr;
     EXPECT_THAT(contentOf(mState + "/history.jsonl"), HasSubstr("\"erased\""));
     EXPECT_EQ(host({"show", mPackage}), 1);
+    EXPECT_EQ(host({"erase", mPackage}), 1);
 }
 
 TEST_F(LearnTest, WhatAScriptStartsIsLearnedUnderThePackage) {
@@ -154,7 +155,8 @@ TEST_F(LearnTest, CommandsThatCannotRunHaveTheShellsCodesAndLeaveNoLaunch) {
     EXPECT_EQ(host({"learn", "p", "--", script}), 126);
     EXPECT_THAT(mErr, HasSubstr("chmod"));
     EXPECT_EQ(host({"learn", "p", "--", "/"}), 126);
-    EXPECT_EQ(host({"show", "p"}), 1);
+    EXPECT_EQ(host({"show", "p"}), 2);
+    EXPECT_THAT(mErr, HasSubstr("no state folder"));
     ASSERT_EQ(chmod(script.c_str(), 0700), 0);
     EXPECT_EQ(host({"learn", "p", "--", script}), 126);
     EXPECT_THAT(mErr, HasSubstr("interpreter"));

@@ -105,7 +105,8 @@ TEST(LaunchRulesTest, EveryFaultIsOneLineThatNamesThePlace) {
     const TempFolder folder;
     std::ofstream(folder / "large") << std::string(2 << 20, '#');
     EXPECT_THAT([&] { LaunchRules::read(folder / "large"); }, refuses(kUsage, HasSubstr("1 MiB")));
-    EXPECT_THAT([&] { LaunchRules::read(folder / "."); }, refuses(kUsage, HasSubstr("directory")));
+    EXPECT_THAT([&] { LaunchRules::read(folder / "."); },
+                refuses(kUsage, HasSubstr("it is a folder")));
 }
 
 class LedgerTest : public testing::Test {

@@ -38,8 +38,8 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
     Program app(hostWords(
         {"join", "--", "/bin/bash", "-c", "trap 'kill $!' TERM; " + launch + " & wait; wait"}));
     ASSERT_TRUE(hasTold(watch)) << watch.err();
-    watch.signal(SIGUSR1);
-    EXPECT_TRUE(eventually([&] { return watch.err().find("cost: ") != std::string::npos; }));
+    EXPECT_EQ(host({"watch", "--cost"}), 0) << mErr;
+    EXPECT_THAT(mOut, ContainsRegex("process [0-9]+: [0-9.]+ % of a core"));
 
     Program last(hostWords({"join", mPackage + ".last", "--", ORVO_SAMPLE_APP}));
     const std::string taken = "Start Learning appName:" + mPackage + ".last";
@@ -53,7 +53,7 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
     EXPECT_EQ(last.wait(), 128 + SIGTERM);
     EXPECT_EQ(processesNamed(mPackage), 0);
     EXPECT_EQ(watch.out(), contentOf(mState + "/history.jsonl"));
-    EXPECT_EQ(contentOf(mState + "/watch.pid"), "");  // another process's by and by
+    EXPECT_EQ(host({"watch", "--cost"}), 1);
 
     const std::string kind = R"(","launch_type":1,"launch_subtype":2,"outcome":)";
     EXPECT_THAT(
@@ -84,8 +84,9 @@ TEST_F(WatchTest, DoctorFailsOnWhatIsAmissWithTheRemedy) {
     std::ofstream(mState + "/properties") << "a=b\n" << '\0';
     std::ofstream(mState + "/history.jsonl") << "{\"cut";
     EXPECT_EQ(host({"doctor"}), 3);
-    EXPECT_THAT(mOut, AllOf(HasSubstr("ok    task list"), HasSubstr("FAIL  store"),
-                            HasSubstr("properties:2: "), HasSubstr("1 lines, cut off")));
+    EXPECT_THAT(
+        mOut, AllOf(HasSubstr("ok    task list"), HasSubstr("chmod 700"), HasSubstr("FAIL  store"),
+                    HasSubstr("properties:2: "), HasSubstr("1 lines that are cut off")));
 }
 
 }  // namespace

@@ -14,7 +14,22 @@ constexpr std::uint32_t kLaunchTakenLevel = 2;
 constexpr std::uint32_t kMilestoneLevel = 3;
 constexpr std::uint32_t kDetailLevel = 4;
 
-// Debug lines of the learner and the entry functions that are details.
+// What the library writes at its milestones' level although it comes with every
+// data point or look, and would be nearly all of a log: functions whose debug
+// lines do so, and messages.
+constexpr std::string_view kDetailFunctions[] = {
+    "accessDataPtAge",
+    "topFrequentElem",
+    "getYoungest",
+    "exportToFile",
+};
+constexpr std::string_view kFrequentMessages[] = {
+    "FD info ",
+    "getPid in loop for ",
+};
+
+// Debug lines of the learner and the entry functions that are details to the
+// library too.
 constexpr std::string_view kDetailMessages[] = {
     "Waiting for Launch Event...",
     "nread=",
@@ -31,9 +46,12 @@ std::uint32_t gateOf(const LogLine& line) {
     if (line.priority >= ANDROID_LOG_ERROR) return 0;
     if (line.tag == log::kStoreTag) return kDetailLevel;
     if (startsWith(line.message, log::kTaken)) return kLaunchTakenLevel;
+    const auto isSaidHere = [&](std::string_view start) { return startsWith(line.message, start); };
     const bool isDetail =
-        std::any_of(std::begin(kDetailMessages), std::end(kDetailMessages),
-                    [&](std::string_view detail) { return startsWith(line.message, detail); });
+        std::any_of(std::begin(kDetailMessages), std::end(kDetailMessages), isSaidHere) ||
+        std::any_of(std::begin(kFrequentMessages), std::end(kFrequentMessages), isSaidHere) ||
+        std::find(std::begin(kDetailFunctions), std::end(kDetailFunctions), line.function) !=
+            std::end(kDetailFunctions);
     return isDetail ? kDetailLevel : kMilestoneLevel;
 }
 

@@ -17,8 +17,10 @@ struct LogLine {
 /// Takes "TAG: function() LINE: message" apart; text of another form is all message.
 LogLine parseLogLine(int priority, std::string_view tag, std::string_view text);
 
-/// Whether the library would write the line at this log level. The host lets
-/// it write more than was asked for, because it follows launches by the lines.
+/// Whether the host keeps the line at this log level: as the library would write
+/// it, but for lines that come with every data point, which are details to the
+/// host. It lets the library write more than was asked for, because it follows
+/// launches by the lines.
 bool isWantedAt(std::uint32_t level, const LogLine& line);
 
 /// The integer after the last `mark` in `text`, 0 without one: what comes before

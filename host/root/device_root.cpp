@@ -114,10 +114,11 @@ UniqueFd mountList(const std::vector<Graft>& grafts) {
     for (const std::string& argument : mirrorArguments("", grafts))
         list += argument + '\0';
     UniqueFd file(memfd_create("mounts", 0));
-    if (write(file.get(), list.data(), list.size()) != static_cast<ssize_t>(list.size()) ||
-        lseek(file.get(), 0, SEEK_SET) != 0) {
+    if (!writeWhole(file.get(), list) || lseek(file.get(), 0, SEEK_SET) != 0) {
         throw HostError(kEnvironment, std::string("cannot list the private root's mounts: ") +
-                                          std::strerror(errno) + "; free some memory");
+                                          std::strerror(errno) +
+                                          "; free some memory, and raise the limit of file sizes "
+                                          "(ulimit -f)");
     }
     return file;
 }

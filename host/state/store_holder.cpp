@@ -69,8 +69,8 @@ std::optional<pid_t> writerIn(std::string_view locks, const FileIdentity& databa
         locks.remove_prefix(end + 1);
         if (!lock || lock->pid <= 0 || lock->pid == self) continue;
         const bool isWriter = isOn(*lock, database) && lock->isWrite;
-        const bool keepsLog = isOn(*lock, sharedMemory) && lock->first <= kLastLogLock &&
-                              lock->last >= kFirstLogLock;
+        const bool keepsLog =
+            isOn(*lock, sharedMemory) && lock->first <= kLastLogLock && lock->last >= kFirstLogLock;
         if (isWriter || keepsLog) return lock->pid;
     }
     return std::nullopt;
@@ -81,8 +81,8 @@ std::string describeStoreFault(const std::string& error, const std::string& data
     if (error.find("locked") == std::string::npos) return error + "; " + remedy;
     std::ifstream file("/proc/locks");
     const std::string locks(std::istreambuf_iterator<char>(file), {});
-    const std::optional<pid_t> holder = writerIn(locks, identityOf(databaseFile),
-                                                 identityOf(databaseFile + "-shm"), getpid());
+    const std::optional<pid_t> holder =
+        writerIn(locks, identityOf(databaseFile), identityOf(databaseFile + "-shm"), getpid());
     return error + " by " + describeHolder(holder) + "; wait for its end, or end it";
 }
 

@@ -1,6 +1,8 @@
 // What the host reads out of the library's log lines.
 #include <android/log.h>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <tuple>
 
 #include "host/library/launch_record.h"
@@ -24,12 +26,24 @@ TEST(LogLineTest, FormatIsTakenApartAndOtherTextIsAllMessage) {
         EXPECT_EQ(parseLogLine(kDebug, "T", text).message, text) << text;
 }
 
-TEST(LogLineTest, LinesBelowTheAskedLevelAreKeptBack) {
-    EXPECT_TRUE(isWantedAt(0, {kError, "TAVO-ORVO", "f", "Unsupported op!"}));
-    EXPECT_TRUE(isWantedAt(2, {kDebug, kLearner, "f", "Start Learning appName:a"}));
-    EXPECT_FALSE(isWantedAt(2, {kDebug, kLearner, "f", "Decided Samples = 34."}));
-    EXPECT_TRUE(isWantedAt(3, {kDebug, kLearner, "f", "Decided Samples = 34."}));
-    EXPECT_FALSE(isWantedAt(3, {kDebug, kLearner, "f", "Process total rss = 5"}));
+// The table that the library's lines are checked against.
+TEST(LogLineTest, EveryLineIsKeptFromItsGateOn) {
+    std::ifstream file(ORVO_TEST_DATA_DIR "/log_lines.txt");
+    int debugLines = 0;
+    for (std::string text; std::getline(file, text);) {
+        if (text[0] == '#') continue;
+        std::istringstream fields(text);
+        std::string tag, function, gate, number, reached, message;
+        fields >> tag >> function >> gate >> number >> reached;
+        std::getline(fields >> std::ws, message);
+        const bool isError = gate == "-";
+        const LogLine line{isError ? kError : kDebug, tag, function, message};
+        const std::uint32_t level = isError ? 0 : static_cast<std::uint32_t>(gate.back() - '0');
+        EXPECT_TRUE(isWantedAt(level, line)) << text;
+        EXPECT_TRUE(isError || !isWantedAt(level - 1, line)) << text;
+        debugLines += isError ? 0 : 1;
+    }
+    EXPECT_GT(debugLines, 40);
 }
 
 struct Line {

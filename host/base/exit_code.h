@@ -20,7 +20,8 @@ enum ExitCode : int {
 constexpr const char* kExitCodeHelp =
     "Exit codes:\n"
     "  0    done; of learn: learned, or all launches asked for are stored\n"
-    "  1    not learned, nothing known of PACKAGE, or a replay that differs\n"
+    "  1    not learned, nothing known of PACKAGE, nobody watches, or a replay that\n"
+    "       differs\n"
     "  2    wrong usage, or a file that is not what it should be\n"
     "  3    the environment or the store does not work\n"
     "  126  COMMAND cannot be run\n"

@@ -78,6 +78,9 @@ std::optional<pid_t> writerIn(std::string_view locks, const FileIdentity& databa
 
 std::string describeStoreFault(const std::string& error, const std::string& databaseFile,
                                const std::string& remedy) {
+    if (error.find("I/O error") != std::string::npos) {
+        return error + "; free the disk, and raise the limit of file sizes (ulimit -f)";
+    }
     if (error.find("locked") == std::string::npos) return error + "; " + remedy;
     std::ifstream file("/proc/locks");
     const std::string locks(std::istreambuf_iterator<char>(file), {});

@@ -28,7 +28,8 @@ std::int32_t parseNumber(const std::string& word, const std::string& place) {
     std::int32_t value = 0;
     const char* const end = word.data() + word.size();
     const auto [stop, error] = std::from_chars(word.data(), end, value);
-    if (error != std::errc() || stop != end) refuse(place, quoted(word) + " is no 32-bit number");
+    if (error != std::errc() || stop != end)
+        refuse(place, quoted(word) + " is not a 32-bit number");
     return value;
 }
 

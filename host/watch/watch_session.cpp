@@ -2,7 +2,6 @@
 #include "host/watch/watch_session.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <sys/resource.h>
 
@@ -16,12 +15,6 @@ namespace {
 
 constexpr int kFinishPeriodMs = 30;
 constexpr std::uint64_t kPollsBetweenCleanings = 20;
-
-volatile std::sig_atomic_t costIsWanted = 0;
-
-void onCostSignal(int) {
-    costIsWanted = 1;
-}
 
 double cpuTimeMs() {
     rusage usage{};
@@ -55,7 +48,6 @@ WatchSession::WatchSession(const WatchOptions& options, const StateFolder& state
       mStartCpuMs(cpuTimeMs()) {
     if (!isKernelTaskList(kTaskListPath)) mKeeper.emplace(kTaskListPath);
     allowManyDescriptors();
-    std::signal(SIGUSR1, onCostSignal);
     mLog.setListener([this](const LogLine& line) { mLedger.take(line); });
 }
 
@@ -67,8 +59,6 @@ void WatchSession::run() {
     try {
         while (!isInterrupted()) {
             poll();
-            if (costIsWanted != 0) tellCost();
-            costIsWanted = 0;
             sleepMs(mOptions.intervalMs);
         }
     } catch (...) {

@@ -131,6 +131,10 @@ TEST_F(LearnTest, InterruptedRunEndsChildrenAndKeepsWhatWasStored) {
     Program program(hostWords(learnSample({"--subtype", "1"}, {"--truth", mTruth, "--children", "2",
                                                                "--detached", "--ignore-term"})));
     ASSERT_TRUE(eventually([&] { return truthMs().size() == 2; }));
+    for (const Words& words : {Words{"erase", mPackage}, learnSample({}, {})}) {
+        EXPECT_EQ(host(words), 3);
+        EXPECT_THAT(mErr, HasSubstr("process " + std::to_string(program.pid()) + " (orvo-host)"));
+    }
     program.signal(SIGTERM);
     EXPECT_EQ(program.wait(), 130) << program.err();
     EXPECT_EQ(processesNamed(mPackage), 0);
@@ -172,6 +176,17 @@ TEST_F(LearnTest, WrongUsageIsOneLineAndCodeTwo) {
         EXPECT_EQ(host(words), 2) << words.back();
         EXPECT_EQ(std::count(mErr.begin(), mErr.end(), '\n'), 1) << mErr;
     }
+}
+
+// Or the store would be opened as the terminal, and written to.
+TEST_F(LearnTest, ClosedStandardStreamsStayClosedToEverythingElse) {
+    const std::string show = std::string(ORVO_HOST) + " show >&- ";
+    EXPECT_EQ(Program({"/bin/sh", "-c", show}).wait(), 3);
+    Program beside(
+        {"/bin/sh", "-c",
+         std::string(ORVO_HOST) + " learn p --launches 1 --state " + mState + " -- sleep 1 2>&-"});
+    EXPECT_EQ(beside.wait(), 1);
+    EXPECT_THAT(beside.out(), HasSubstr("p: not learned"));
 }
 
 TEST_F(LearnTest, StoreThatIsNoDatabaseIsRefusedAndLeftAsItWas) {

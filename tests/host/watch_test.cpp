@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/state/package_lock.h"
 #include "tests/host/program.h"
 
 namespace {
@@ -11,6 +12,7 @@ namespace {
 using testing::AllOf;
 using testing::ContainsRegex;
 using testing::HasSubstr;
+constexpr std::size_t npos = std::string::npos;
 
 class WatchTest : public HostTest {
 protected:
@@ -40,6 +42,12 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
     ASSERT_TRUE(hasTold(watch)) << watch.err();
     EXPECT_EQ(host({"watch", "--cost"}), 0) << mErr;
     EXPECT_THAT(mOut, ContainsRegex("process [0-9]+: [0-9.]+ % of a core"));
+
+    host::PackageLocks locks(mState + "/packages.lock");
+    ASSERT_TRUE(locks.take(mPackage + ".learned"));
+    EXPECT_EQ(host({"join", mPackage + ".learned", "--", "/bin/sleep", "0.5"}), 0);
+    EXPECT_TRUE(eventually([&] { return watch.out().find("in use elsewhere") != npos; }));
+    EXPECT_THAT(watch.err(), HasSubstr("process " + std::to_string(getpid())));
 
     Program last(hostWords({"join", mPackage + ".last", "--", ORVO_SAMPLE_APP}));
     const std::string taken = "Start Learning appName:" + mPackage + ".last";

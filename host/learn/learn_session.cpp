@@ -14,6 +14,7 @@
 #include "host/process/launched_command.h"
 #include "host/process/process_look.h"
 #include "host/state/history.h"
+#include "host/state/store_holder.h"
 
 namespace host {
 namespace {
@@ -244,10 +245,8 @@ LaunchResult LearnSession::judge(Launch& launch) {
 std::string LearnSession::storeFaultOf(const LaunchRecord& record) const {
     const std::string& error = record.databaseError();
     if (error.empty()) return "it gave no reason; see " + mState.log();
-    if (error.find("locked") != std::string::npos) {
-        return error + "; another process holds " + mState.database() + ": end that";
-    }
-    return error + "; free the disk or make " + mState.database() + " writable";
+    return describeStoreFault(error, mState.database(),
+                              "free the disk or make " + mState.database() + " writable");
 }
 
 void LearnSession::note(const LaunchResult& result, std::int64_t launchedAtUnixMs) {

@@ -4,10 +4,10 @@
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
-#include "host/base/printable.h"
-#include "host/dump/dump_writer.h"
 #include "host/base/new_files.h"
+#include "host/base/printable.h"
 #include "host/base/record_lock.h"
+#include "host/dump/dump_writer.h"
 #include "host/root/device_root.h"
 #include "host/state/watch_lock.h"
 #include "host/verbs/verbs.h"

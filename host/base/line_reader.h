@@ -1,38 +1,58 @@
-// Reads a file line by line, in memory that its size does not change.
+// Lines of a text of any size, in bounded memory.
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
-#include <utility>
+#include <vector>
 
 namespace host {
 
+/// Puts up to `size` bytes into `buffer` and gives how many; 0 at the text's end.
+using ReadBytes = std::function<std::size_t(char* buffer, std::size_t size)>;
+
+/// Reads on from the file's start, wherever others read it. Throws HostError,
+/// kEnvironment, which names `fileName`. `fd` stays the caller's.
+ReadBytes bytesOf(int fd, const std::string& fileName);
+
+struct TextLine {
+    std::string_view text;    ///< without its end, "\n" or "\r\n"; the start of one too long
+    std::int64_t number = 0;  ///< from 1
+    std::int64_t offset = 0;  ///< of its first byte
+    bool isWhole = true;      ///< it has an end
+    bool isTooLong = false;
+};
+
 class LineReader {
 public:
-    /// `fd`, of the file `path`, must stay open.
-    LineReader(int fd, std::string path, std::size_t longestLine)
-        : mFd(fd), mPath(std::move(path)), mLongest(longestLine) {}
+    /// Lines longer than `longest` bytes are too long.
+    LineReader(ReadBytes read, std::size_t longest);
 
-    /// Goes to the next line; false at the end of the file. A last line without
-    /// a newline is one too. Throws HostError when reading fails.
-    bool next();
+    bool atEnd() const { return mIsAtEnd; }
 
-    /// The line without its newline; valid until the next one. Of a line that is
-    /// too long only the start.
-    std::string_view line() const { return mLine; }
-    bool isTooLong() const { return mIsTooLong; }
+    /// The next line, whose text stays until it is skipped.
+    const TextLine& peek() const { return mLine; }
+
+    void skip();
+
+    /// Skips empty lines and gives their number.
+    std::int64_t skipBlanks();
 
 private:
+    void load();
     bool fill();
+    void take(std::size_t length, bool isWhole);
+    void skipRest();
 
-    const int mFd;
-    const std::string mPath;
+    const ReadBytes mRead;
     const std::size_t mLongest;
-    std::string mBuffer;
-    std::size_t mStart = 0;  // of what is not yet read, in the buffer
-    std::string mLine;
-    bool mIsTooLong = false;
+    std::vector<char> mBuffer;
+    std::size_t mStart = 0;  // of the line at hand, in the buffer
+    std::size_t mEnd = 0;    // of what was read
+    std::size_t mNext = 0;   // of the line after it
+    TextLine mLine;
+    bool mIsAtEnd = false;
 };
 
 }  // namespace host

@@ -29,6 +29,7 @@ constexpr std::int64_t kBlanksBeforeMarker = 1;
 constexpr std::size_t kLinesAfterRows = 7;
 constexpr std::size_t kMostLines = 1 + kMostSamples + kLinesAfterRows;
 constexpr std::size_t kQuotedBytes = 40;
+constexpr std::size_t kLongestLine = 1024;  // above ten numbers, and the titles
 
 enum Column : std::size_t {
     kFd,
@@ -133,7 +134,7 @@ std::int64_t blanksBefore(LineKind kind) {
 class BlockReader::Parser {
 public:
     Parser(ReadBytes read, const std::string& fileName)
-        : mFileName(fileName), mLines(std::move(read), fileName) {
+        : mFileName(fileName), mLines(std::move(read), kLongestLine) {
         // The lines of a block look into it, so it must never move: one blank line
         // and one line too many may come on top.
         mText.reserve((kMostLines + 2) * kLongestLine);
@@ -188,6 +189,7 @@ private:
 
     void keepLine() {
         TextLine line = mLines.peek();
+        if (line.isTooLong) refuse(line, "longer than any line of a dump");
         const std::size_t start = mText.size();
         mText += line.text;
         line.text = std::string_view(mText).substr(start);

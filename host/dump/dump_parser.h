@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "host/base/line_reader.h"
 #include "host/dump/launch.h"
-#include "host/dump/line_reader.h"
 
 namespace host {
 

@@ -46,12 +46,11 @@ std::string asUtf8(const std::string& name) {
 void addFile(HistoryContents& contents, const std::string& path) {
     const UniqueFd file = openKeptFile(path, O_RDONLY);
     if (!file.isOpen()) return;
-    LineReader lines(file.get(), path, kLongestLine);
-    while (lines.next()) {
-        if (lines.isTooLong()) {
+    for (LineReader lines(bytesOf(file.get(), path), kLongestLine); !lines.atEnd(); lines.skip()) {
+        if (lines.peek().isTooLong) {
             ++contents.unreadableLines;
         } else {
-            addHistoryLine(contents, lines.line());
+            addHistoryLine(contents, lines.peek().text);
         }
     }
 }

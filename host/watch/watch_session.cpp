@@ -127,6 +127,7 @@ void WatchSession::report(const EndedLaunch& ended) {
 
     tell(launch, outcome,
          outcome == LaunchOutcome::kStored ? ended.record.endpointMs() : std::nullopt);
+    if (mOptions.keep) mOptions.keep(ended);
     mLocks.drop(launch.app.package);
 }
 
@@ -138,7 +139,6 @@ void WatchSession::tell(const SentLaunch& launch, LaunchOutcome outcome,
                             endpointMs,          storedEndpointMs(launch.app.package)};
     mHistory.note(entry);
     mOptions.tell(entry);
-    if (mOptions.keep) mOptions.keep(ended);
 }
 
 // Not from the library, which goes on answering what it has learned itself when

@@ -130,6 +130,7 @@ std::optional<LaunchResult> LearnSession::tryOnce(int number) {
     }
     if (result.outcome == LaunchOutcome::kNotFound) mNamesShown = launch.shownName.names();
     note(result, launchedAtUnixMs);
+    if (mOptions.keep) mOptions.keep(launch.watch.recorded());
     return result;
 }
 

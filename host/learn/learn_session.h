@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "host/library/launch_kind.h"
 #include "host/library/log_sink.h"
 #include "host/library/orvo_library.h"
+#include "host/library/series_recorder.h"
 #include "host/process/launched_command.h"
 #include "host/state/command_output.h"
 #include "host/state/state_folder.h"
@@ -26,6 +28,7 @@ struct LearnOptions {
     bool fdCounts = false;  ///< count the process's descriptors and send them
     std::string follow;     ///< the name that the process to learn shows; empty: find it out
     CommandLine command;
+    std::function<void(const RecordedLaunch&)> keep;  ///< gets each launch whole; may be empty
 };
 
 /// One per process, on one thread.

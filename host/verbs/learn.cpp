@@ -7,6 +7,7 @@
 #include "host/base/interruption.h"
 #include "host/base/new_files.h"
 #include "host/base/printable.h"
+#include "host/dump/dump_writer.h"
 #include "host/learn/learn_advice.h"
 #include "host/learn/learn_session.h"
 #include "host/library/fd_counts.h"
@@ -23,6 +24,7 @@ namespace {
 struct LearnArguments {
     LearnOptions options;
     bool dump = false;
+    std::size_t dumpsKept = kDumpsKept;
     bool keepName = false;
     bool json = false;
     bool realCpuset = false;
@@ -73,16 +75,27 @@ void advise(const LearnReport& report, const AdviceContext& context) {
         std::fprintf(stderr, "orvo-host: %s\n", printable(line).c_str());
 }
 
-int learnHere(const LearnArguments& arguments, const Invocation& invocation,
-              const StateFolder& state) {
+void writeDumpOf(const LearnOptions& options, const RecordedLaunch& launch, DumpWriter& dumps) {
+    try {
+        dumps.write(options.package, launch, options.kind.type, options.kind.subtype);
+    } catch (const HostError& error) {
+        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
+    }
+}
+
+int learnHere(LearnArguments& arguments, const Invocation& invocation, const StateFolder& state) {
     noteInterruptions();
-    state.setDumpEnabled(arguments.dump);
+    state.setDumpEnabled(false);  // or the library would write its own, under the shown name
+    DumpWriter dumps(state.dumps(), arguments.dumpsKept);
+    LearnOptions& options = arguments.options;
+    if (arguments.dump && options.package.find('/') == std::string::npos) {
+        options.keep = [&](const RecordedLaunch& launch) { writeDumpOf(options, launch, dumps); };
+    }
     keepNewFilesPrivate();
     const CommandOutput output(state);
     LogSink log(state.log(), invocation.logLevel, invocation.verbose);
-    Progress progress(Progress::styleFor(invocation.quiet, invocation.verbose),
-                      arguments.options.launches);
-    LearnSession session(arguments.options, state, output, log, invocation.logLevel, progress);
+    Progress progress(Progress::styleFor(invocation.quiet, invocation.verbose), options.launches);
+    LearnSession session(options, state, output, log, invocation.logLevel, progress);
     const LearnReport report = session.run();
     print(arguments.json ? renderJson(report) : renderText(report), kLearnedIsKept);
     advise(report, adviceContextOf(arguments, invocation, state, output));
@@ -132,6 +145,10 @@ void addLearnVerb(CLI::App& app, Invocation& invocation) {
                      "seconds; of type 2, 1 and 2 must be stable for longer, -1 not as long")
         ->type_name("S");
     verb->add_flag("--dump", arguments->dump, "Write each launch's series to the dumps folder");
+    verb->add_option("--keep-dumps", arguments->dumpsKept,
+                     "Launches of PACKAGE that its dump keeps, the last (default 50)")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1'000'000));
     verb->add_flag("--keep-name", arguments->keepName,
                    "Leave COMMAND's argv[0] alone, for a program that needs its own");
     verb->add_flag("--fd-counts", options.fdCounts,

@@ -76,7 +76,7 @@ TEST_F(LearnTest, WhatAScriptStartsIsLearnedUnderThePackage) {
     for (const char* line : {"exec \"$APP\"", "\"$APP\"; true"}) {
         std::ofstream(script) << "#!/bin/sh\n" << line << '\n';
         ASSERT_EQ(chmod(script.c_str(), 0700), 0);
-        ASSERT_EQ(host({"learn", mPackage, "--launches", "1", "--json", "--", script},
+        ASSERT_EQ(host({"learn", mPackage, "--launches", "1", "--json", "--dump", "--", script},
                        {"APP=" ORVO_SAMPLE_APP}),
                   0)
             << line << mErr;
@@ -87,6 +87,8 @@ TEST_F(LearnTest, WhatAScriptStartsIsLearnedUnderThePackage) {
         EXPECT_EQ(store.package(mPackage).launchEndpointsMs.size(), ++launches);
         EXPECT_EQ(processesNamed(ORVO_SAMPLE_APP), 0);
     }
+    EXPECT_EQ(host({"replay", mPackage}), 0) << mErr;
+    EXPECT_THAT(mOut, HasSubstr("2 of 2 replayed launches are equal"));
     const std::string history = contentOf(mState + "/history.jsonl");
     EXPECT_EQ(std::count(history.begin(), history.end(), '\n'), 2) << history;
 }

@@ -7,8 +7,10 @@
 
 namespace host {
 
-/// The kernel ends a launched program with its host, but not the program's
-/// children; a process of the guard's, which outlives the host, ends these.
+/// The kernel ends a launched program with its host, but its children only
+/// inside a process namespace of the host's. Where there is none, a process of
+/// the guard's, which outlives the host, ends them, save those that left their
+/// group.
 class GroupGuard {
 public:
     /// Starts that process. Throws HostError.

@@ -17,6 +17,9 @@ constexpr const char* kDumpFolder = "/data/vendor/lm";
 struct DeviceRootOptions {
     std::string dumpFolder;   ///< shown as /data/vendor/lm; empty: a folder that vanishes
     bool realCpuset = false;  ///< the kernel's own cpusets at /dev/cpuset
+    /// A process namespace of its own, where one can be made: the kernel ends
+    /// all that runs inside with this program or any process of bubblewrap's.
+    bool ownProcesses = false;
 };
 
 /// Takes note of having been started by runInDeviceRoot, if so.
@@ -35,5 +38,9 @@ bool isDeviceRoot(bool realCpuset);
 /// when signal N ended it. Throws HostError, with the remedy, when the root
 /// cannot be made.
 int runInDeviceRoot(const DeviceRootOptions& options, const std::vector<std::string>& program);
+
+/// Why a private root made here has no processes of its own; empty when it has.
+/// Throws HostError when bubblewrap cannot be started.
+std::string ownProcessesFault();
 
 }  // namespace host

@@ -71,6 +71,17 @@ void checkPrivacy(const StateFolder& state) {
     complain("other users can read " + state.path() + "; run: chmod 700 " + state.path());
 }
 
+Finding checkProcesses() {
+    const std::string fault =
+        hasArrivedInDeviceRoot() ? ownProcessesFault() : "its root is there already";
+    if (fault.empty()) {
+        return {Verdict::kWell, "processes", "learn has its own, and all of them end with it"};
+    }
+    return {Verdict::kNote, "processes",
+            "learn shares the machine's (" + fault +
+                "): killed by KILL, it may leave some of what COMMAND started"};
+}
+
 std::string describeFolder(const StateFolder& state) {
     const std::filesystem::path folder = nearestThere(state.path());
     const bool exists = folder == state.path();
@@ -160,7 +171,8 @@ std::string describeLogLevel() {
 }  // namespace
 
 std::vector<Finding> checkDevicePaths() {
-    return {finding("task list", describeTaskList), finding("dump folder", describeDumpFolder)};
+    return {finding("task list", describeTaskList), finding("dump folder", describeDumpFolder),
+            checkProcesses()};
 }
 
 std::vector<Finding> checkState(const StateFolder& state) {

@@ -45,7 +45,7 @@ void addJoinVerb(CLI::App& app, Invocation& invocation) {
     CLI::App* const verb =
         addVerb(app, invocation, "join",
                 "Run COMMAND, and what it starts, in the task list of the orvo-host that\n"
-                "watches the same state folder",
+                "watches the same state folder; it goes on when that ends",
                 "[PACKAGE] [OPTIONS] -- COMMAND [ARG...]");
     verb->add_option("PACKAGE", *package, "COMMAND's argv[0]; left alone when not given");
     verb->callback([package, &invocation] {

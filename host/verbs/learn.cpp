@@ -113,7 +113,7 @@ int learn(LearnArguments& arguments, const Invocation& invocation) {
         locks.emplace(state.packageLocks()).takeOrRefuse(arguments.options.package);
     }
     if (!isDeviceRoot(arguments.realCpuset)) {
-        return runInDeviceRoot({state.dumps(), arguments.realCpuset}, invocation.program);
+        return runInDeviceRoot({state.dumps(), arguments.realCpuset, true}, invocation.program);
     }
     warnOfDumpName(arguments);
     return learnHere(arguments, invocation, state);

@@ -1,8 +1,7 @@
 // The open descriptors of the process being learned, counted and sent to the library.
 #include "host/library/fd_counts.h"
 
-#include <dirent.h>
-#include <memory>
+#include "host/process/proc_file.h"
 
 namespace host {
 namespace {
@@ -13,8 +12,7 @@ constexpr std::size_t kBatchSize = 4;
 }  // namespace
 
 std::optional<std::int32_t> countDescriptors(pid_t process) {
-    const std::string folder = "/proc/" + std::to_string(process) + "/fd";
-    const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.c_str()), closedir);
+    const ProcFolder entries = openProcFolder(procPath(process, "fd"));
     if (!entries) return std::nullopt;
     std::int32_t count = 0;
     while (const dirent* entry = readdir(entries.get())) {

@@ -19,7 +19,8 @@ constexpr bool kTakesFdCounts = true;
 constexpr bool kTakesFdCounts = false;
 #endif
 
-/// The descriptors that the process has open; nothing when it is gone.
+/// The descriptors that the process has open; nothing when it is gone. Throws
+/// HostError when the host itself cannot read /proc.
 std::optional<std::int32_t> countDescriptors(pid_t process);
 
 /// Counts through one launch.

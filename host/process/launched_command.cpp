@@ -179,7 +179,11 @@ void LaunchedCommand::forkChild(const CommandLine& commandLine, int output) {
 }
 
 LaunchedCommand::~LaunchedCommand() {
-    end();
+    try {
+        end();
+    } catch (const HostError&) {
+        kill(-mPid, SIGKILL);  // what left the group cannot be looked for
+    }
 }
 
 // Waits for the child's word on the step under way; none means that it runs.

@@ -3,19 +3,19 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
-#include <fstream>
-#include <memory>
 #include <string>
 #include <unistd.h>
+
+#include "host/base/whole_file.h"
+#include "host/process/proc_file.h"
 
 namespace host {
 
 std::set<pid_t> numbersIn(const std::string& folder) {
     std::set<pid_t> numbers;
-    const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.c_str()), closedir);
+    const ProcFolder entries = openProcFolder(folder);
     if (!entries) return numbers;
     while (const dirent* entry = readdir(entries.get())) {
         pid_t number = 0;
@@ -25,21 +25,15 @@ std::set<pid_t> numbersIn(const std::string& folder) {
     return numbers;
 }
 
-std::optional<ProcessStat> readProcessStat(pid_t process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-    std::string text;
-    std::getline(file, text, '\0');
-    return parseProcessStat(text);
-}
-
-std::string shownName(pid_t process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/cmdline");
-    std::string name;
-    std::getline(file, name, '\0');
-    return name;
-}
-
 namespace {
+
+// What there is to read when the process goes meanwhile.
+std::string textOf(pid_t process, const char* name) {
+    const UniqueFd file = openProcFile(procPath(process, name));
+    std::string text;
+    if (file.isOpen()) readWhole(file.get(), text);
+    return text;
+}
 
 // From the parent, the 4th, to the moment of the start, the 22nd.
 constexpr int kFieldsToStart = 18;
@@ -76,6 +70,15 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text) {
     }
     stat.startTicks = startTicksFrom(parent, text.data() + text.size());
     return stat;
+}
+
+std::optional<ProcessStat> readProcessStat(pid_t process) {
+    return parseProcessStat(textOf(process, "stat"));
+}
+
+std::string shownName(pid_t process) {
+    const std::string words = textOf(process, "cmdline");
+    return words.substr(0, words.find('\0'));
 }
 
 ProcessTree::ProcessTree() : mSelf(getpid()), mForeign(numbersIn("/proc")) {

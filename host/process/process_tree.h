@@ -1,4 +1,6 @@
-// The processes that a launch has started, found in /proc.
+// The processes that a launch has started, found in /proc. What reads there
+// throws HostError when the host itself cannot read; a process that is gone, or
+// hidden from it, is a normal result.
 #pragma once
 
 #include <cstdint>

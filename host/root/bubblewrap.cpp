@@ -128,11 +128,15 @@ int exitCodeOf(int status) {
 /// Bubblewrap's second process waits for the first without end, should that be
 /// killed between the two's start; it is then the child of its nearest subreaper.
 void endStuckBubblewrap() {
-    for (const pid_t process : numbersIn("/proc")) {
-        const std::optional<ProcessStat> stat = readProcessStat(process);
-        if (!stat || stat->parent != getpid() || shownName(process) != "bwrap") continue;
-        kill(process, SIGKILL);
-        waitpid(process, nullptr, 0);
+    try {
+        for (const pid_t process : numbersIn("/proc")) {
+            const std::optional<ProcessStat> stat = readProcessStat(process);
+            if (!stat || stat->parent != getpid() || shownName(process) != "bwrap") continue;
+            kill(process, SIGKILL);
+            waitpid(process, nullptr, 0);
+        }
+    } catch (const HostError&) {
+        // It cannot be looked for, and is seldom there.
     }
 }
 

@@ -2,9 +2,10 @@
 #include "host/watch/app_scan.h"
 
 #include <charconv>
-#include <fstream>
 
+#include "host/base/whole_file.h"
 #include "host/process/package_name.h"
+#include "host/process/proc_file.h"
 #include "host/process/process_tree.h"
 
 namespace host {
@@ -17,15 +18,7 @@ constexpr std::uint64_t kEagerLooks = 200;
 constexpr std::uint64_t kLooksBetweenReads = 8;
 
 constexpr std::uint64_t kLooksBetweenCleanings = 256;
-constexpr std::string_view kLeaderLine = "Tgid:\t";
-
-std::string procPath(pid_t task, const char* file) {
-    return "/proc/" + std::to_string(task) + '/' + file;
-}
-
-UniqueFd openName(pid_t process) {
-    return UniqueFd(open(procPath(process, "cmdline").c_str(), O_RDONLY | O_CLOEXEC));
-}
+constexpr std::string_view kLeaderLine = "\nTgid:\t";
 
 // The command line up to its first NUL; empty for a process that has ended.
 std::string readName(const UniqueFd& file) {
@@ -38,14 +31,15 @@ std::string readName(const UniqueFd& file) {
 
 // The process that the task belongs to; 0 when it is gone.
 pid_t readProcessOf(pid_t task) {
-    std::ifstream status(procPath(task, "status"));
-    for (std::string line; std::getline(status, line);) {
-        if (line.compare(0, kLeaderLine.size(), kLeaderLine) != 0) continue;
-        pid_t process = 0;
-        std::from_chars(line.data() + kLeaderLine.size(), line.data() + line.size(), process);
-        return process;
-    }
-    return 0;
+    const UniqueFd file = openProcFile(procPath(task, "status"));
+    std::string status;
+    if (!file.isOpen() || !readWhole(file.get(), status)) return 0;
+    const std::size_t line = status.find(kLeaderLine);
+    if (line == std::string::npos) return 0;
+    pid_t process = 0;
+    std::from_chars(status.data() + line + kLeaderLine.size(), status.data() + status.size(),
+                    process);
+    return process;
 }
 
 }  // namespace
@@ -121,7 +115,7 @@ bool AppScan::isDue(pid_t process, const Known& known) const {
 
 // Opens the process's name, and starts afresh when it is not the one we knew.
 bool AppScan::identify(pid_t process, Known& known) {
-    known.nameFile = openName(process);
+    known.nameFile = openProcFile(procPath(process, "cmdline"));
     const std::optional<ProcessStat> stat = readProcessStat(process);
     if (!known.nameFile.isOpen() || !stat) return false;
     if (stat->startTicks != known.startTicks) {

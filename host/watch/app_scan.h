@@ -12,7 +12,8 @@
 
 namespace host {
 
-/// An application's process. Its number alone may be reused.
+/// An application's process. Its number alone may be reused. Throws HostError
+/// when the host itself cannot read /proc.
 struct AppProcess {
     std::string package;
     pid_t pid = 0;
@@ -34,7 +35,8 @@ public:
     AppScan();
 
     /// The launches among `tasks`, the list's present content, since the last
-    /// look; to be called every few tens of ms.
+    /// look; to be called every few tens of ms. Throws HostError when the host
+    /// itself cannot read /proc.
     std::vector<AppProcess> look(const std::vector<pid_t>& tasks);
 
 private:

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <thread>
 
@@ -84,6 +85,19 @@ TEST_F(AppScanTest, WhatRanBeforeIsNoLaunchAndAThreadStandsForItsProcess) {
         EXPECT_EQ(mLaunches.at(0).pid, getpid());
     }).join();
     std::memcpy(program_invocation_name, before.c_str(), sizeof "com.self");
+}
+
+TEST(ProcFileTest, LivingProcessIsNotTakenForGoneWhenDescriptorsRunOut) {
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    const AppProcess self{"a", getpid(), 0};
+    EXPECT_THAT([&] { self.isAlive(); }, refuses(kEnvironment, HasSubstr("ulimit -n")));
+    EXPECT_THAT([] { numbersIn("/proc"); }, refuses(kEnvironment, HasSubstr("ulimit -n")));
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_FALSE(readProcessStat(1 << 22));
+    EXPECT_THAT(numbersIn("/proc/4194304/task"), IsEmpty());
 }
 
 TEST(LaunchRulesTest, FirstRuleThatFitsCounts) {

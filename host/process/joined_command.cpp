@@ -81,6 +81,18 @@ void noteName(pid_t command, const std::string& expected) {
                  printable(name).c_str(), expected.c_str());
 }
 
+// False, and said, when the list cannot be kept: the command goes on without.
+bool keepListed(TaskListKeeper& keeper, const ProcessTree& tree) {
+    try {
+        keeper.keep(tree.tasks());
+        return true;
+    } catch (const HostError& error) {
+        std::fprintf(stderr, "orvo-host: %s; what COMMAND starts from now on is not seen\n",
+                     printable(error.what()).c_str());
+        return false;
+    }
+}
+
 int tendUntilEnd(pid_t command, const std::string& name, ProcessTree& tree,
                  std::optional<TaskListKeeper>& keeper) {
     const timespec period{0, kLookPeriodNs};
@@ -88,7 +100,7 @@ int tendUntilEnd(pid_t command, const std::string& name, ProcessTree& tree,
         if (look == kLooksUntilName) noteName(command, name);
         const std::optional<int> status = reap(command);
         tree.update();
-        if (keeper) keeper->keep(tree.tasks());
+        if (keeper && !keepListed(*keeper, tree)) keeper.reset();
         if (status) return WIFSIGNALED(*status) ? 128 + WTERMSIG(*status) : WEXITSTATUS(*status);
         nanosleep(&period, nullptr);
     }

@@ -5,7 +5,6 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
-#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -90,7 +89,7 @@ void joinTaskList(const ChildPlan& plan) {
     char* const end = text + sizeof text;
     end[-1] = '\n';
     const char* const start = writeDigits(end - 1, static_cast<unsigned long long>(getpid()));
-    if (plan.lockTaskList) flock(list, LOCK_EX);
+    if (plan.lockTaskList && !lockTaskList(list, kListLockLimitMs)) giveUp(plan, Step::kJoin);
     if (write(list, start, static_cast<std::size_t>(end - start)) < 0) giveUp(plan, Step::kJoin);
     close(list);
 }
@@ -133,6 +132,7 @@ std::string failureText(const Report& report, const std::string& program) {
         case Step::kInput:
             return "cannot open /dev/null: " + why;
         case Step::kJoin:
+            if (report.error == EWOULDBLOCK) return listLockFault(kTaskListPath, {});
             return std::string("cannot join ") + kTaskListPath + ": " + why +
                    "; run as root or inside orvo-device-root";
         case Step::kRun:
@@ -214,10 +214,7 @@ void LaunchedCommand::look() {
 
 void LaunchedCommand::tend() {
     look();
-    if (mTaskList && !mTaskList->keep(mTree.tasks())) {
-        throw HostError(kEnvironment, std::string("cannot rewrite ") + kTaskListPath + ": " +
-                                          std::strerror(errno));
-    }
+    if (mTaskList) mTaskList->keep(mTree.tasks());
 }
 
 // Orphans of the launch end up as our children too.
@@ -252,8 +249,11 @@ bool LaunchedCommand::awaitEnd(int limitMs) {
 void LaunchedCommand::end() {
     mGate.reset();
     endProcesses();
-    // A list that cannot be rewritten now is no reason to fail any more.
-    if (mTaskList) mTaskList->keep({});
+    try {
+        if (mTaskList) mTaskList->keep({});
+    } catch (const HostError&) {
+        // The launch is over, and the next one tells.
+    }
 }
 
 void LaunchedCommand::endProcesses() {

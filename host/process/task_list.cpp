@@ -7,11 +7,12 @@
 #include <cstring>
 #include <linux/magic.h>
 #include <set>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 
 #include "host/base/exit_code.h"
+#include "host/process/proc_file.h"
+#include "host/process/process_tree.h"
 
 namespace host {
 namespace {
@@ -33,15 +34,18 @@ std::string readWhole(int fd) {
 }
 
 // Holds the list against other hosts and against joining children.
-class FileLock {
+class ListLock {
 public:
-    explicit FileLock(int fd) : mFd(fd) { flock(mFd, LOCK_EX); }
-    ~FileLock() { flock(mFd, LOCK_UN); }
-    FileLock(const FileLock&) = delete;
-    FileLock& operator=(const FileLock&) = delete;
+    ListLock(int fd, int limitMs) : mFd(fd), mIsHeld(lockTaskList(fd, limitMs)) {}
+    ~ListLock() { unlockTaskList(mFd); }
+    ListLock(const ListLock&) = delete;
+    ListLock& operator=(const ListLock&) = delete;
+
+    bool isHeld() const { return mIsHeld; }
 
 private:
     const int mFd;
+    const bool mIsHeld;
 };
 
 }  // namespace
@@ -113,16 +117,35 @@ void TaskListReader::fail(const char* doing) const {
                                       "; run as root or inside orvo-device-root");
 }
 
-TaskListKeeper::TaskListKeeper(const std::string& path)
-    : mFile(open(path.c_str(), O_RDWR | O_CLOEXEC)) {
-    if (!mFile.isOpen()) {
-        throw HostError(kEnvironment, "cannot write " + path + ": " + std::strerror(errno) +
-                                          "; run as root or inside orvo-device-root");
+std::string listLockFault(const std::string& path, const std::vector<pid_t>& own) {
+    const UniqueFd file = openProcFile(path);
+    const std::optional<pid_t> locker = findListLocker(file.get());
+    const std::string what = " has locked " + path + " and holds up the host; ";
+    if (!locker) return "a process that cannot be seen from here" + what + "end it";
+    const std::string name = " (" + shownName(*locker) + ')';
+    // No number: a namespace of the host's own may have given it.
+    if (std::find(own.begin(), own.end(), *locker) != own.end()) {
+        return "COMMAND" + name + what + "have it lock another file";
     }
+    return "process " + std::to_string(*locker) + name + what + "end it";
 }
 
-bool TaskListKeeper::keep(const std::vector<pid_t>& own) {
-    const FileLock lock(mFile.get());
+TaskListKeeper::TaskListKeeper(const std::string& path)
+    : mPath(path), mFile(open(path.c_str(), O_RDWR | O_CLOEXEC)) {
+    if (mFile.isOpen()) return;
+    throw HostError(kEnvironment, "cannot write " + path + ": " + std::strerror(errno) +
+                                      "; run as root or inside orvo-device-root");
+}
+
+void TaskListKeeper::keep(const std::vector<pid_t>& own, int lockLimitMs) {
+    const ListLock lock(mFile.get(), lockLimitMs);
+    if (!lock.isHeld()) throw HostError(kEnvironment, listLockFault(mPath, own));
+    if (rewrite(own)) return;
+    throw HostError(kEnvironment,
+                    "cannot rewrite " + mPath + ": " + std::strerror(errno) + "; free some memory");
+}
+
+bool TaskListKeeper::rewrite(const std::vector<pid_t>& own) {
     const std::string oldText = readWhole(mFile.get());
     const std::vector<pid_t> listed = parseTaskList(oldText);
     const std::vector<pid_t> merged = mergeTasks(listed, own, taskExists);

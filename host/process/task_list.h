@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/base/unique_fd.h"
+#include "host/process/task_list_lock.h"
 
 namespace host {
 
@@ -26,6 +27,10 @@ std::vector<pid_t> mergeTasks(const std::vector<pid_t>& listed, const std::vecto
 
 /// Whether the kernel keeps the list itself.
 bool isKernelTaskList(const std::string& path);
+
+/// What to tell of a list that another process, maybe one of COMMAND's (`own`),
+/// has locked: which, and what to do.
+std::string listLockFault(const std::string& path, const std::vector<pid_t>& own);
 
 /// Reads the list again and again. Throws HostError when it cannot be read.
 class TaskListReader {
@@ -51,11 +56,14 @@ public:
     /// Throws HostError when the list does not open.
     explicit TaskListKeeper(const std::string& path);
 
-    /// Adds `own` and drops every task that is gone. False, with errno, when
-    /// the file cannot be rewritten.
-    bool keep(const std::vector<pid_t>& own);
+    /// Adds `own` and drops every task that is gone. Throws HostError when the
+    /// file cannot be rewritten, or is locked by another for so long.
+    void keep(const std::vector<pid_t>& own, int lockLimitMs = kListLockLimitMs);
 
 private:
+    bool rewrite(const std::vector<pid_t>& own);
+
+    const std::string mPath;
     UniqueFd mFile;
 };
 

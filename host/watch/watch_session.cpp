@@ -155,7 +155,11 @@ std::optional<std::int32_t> WatchSession::storedEndpointMs(const std::string& pa
 // A process that ended without its joiner's help stays in an ordinary file, and
 // would pass its place on to whoever gets its number.
 void WatchSession::dropGoneTasks() {
-    if (mKeeper) mKeeper->keep({});
+    try {
+        if (mKeeper) mKeeper->keep({}, 0);
+    } catch (const HostError&) {
+        // Locked, or full: there is a next time, and whoever joins is told.
+    }
 }
 
 void WatchSession::finish() {

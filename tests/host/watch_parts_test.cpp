@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "host/process/process_tree.h"
+#include "host/process/task_list.h"
 #include "host/watch/app_scan.h"
 #include "host/watch/launch_ledger.h"
 #include "host/watch/launch_rules.h"
@@ -85,6 +86,21 @@ TEST_F(AppScanTest, WhatRanBeforeIsNoLaunchAndAThreadStandsForItsProcess) {
         EXPECT_EQ(mLaunches.at(0).pid, getpid());
     }).join();
     std::memcpy(program_invocation_name, before.c_str(), sizeof "com.self");
+}
+
+// Taken by a process that is gone, the lock is held by its heir.
+TEST(TaskListLockTest, ListThatAnotherHasLockedIsGivenUpInALineThatNamesIt) {
+    const TempFolder folder;
+    const std::string list = folder / "tasks";
+    std::ofstream(list).flush();
+    const std::string script = "exec 9<>" + list + "; flock 9; exec -a com.a sleep 60";
+    const Program locker({"/bin/bash", "-c", script});
+    ASSERT_TRUE(eventually([&] { return shownName(locker.pid()) == "com.a"; }));
+    TaskListKeeper keeper(list);
+    EXPECT_THAT([&] { keeper.keep({}, 10); },
+                refuses(kEnvironment, HasSubstr(std::to_string(locker.pid()) + " (com.a) has")));
+    EXPECT_THAT([&] { keeper.keep({locker.pid()}, 0); },
+                refuses(kEnvironment, HasSubstr("COMMAND (com.a) has")));
 }
 
 TEST(ProcFileTest, LivingProcessIsNotTakenForGoneWhenDescriptorsRunOut) {

@@ -77,10 +77,15 @@ TEST_F(WatchTest, LaunchesInTheKernelsOwnCpusetAreSeen) {
     Program app(hostWords({"join", mPackage, "--", ORVO_SAMPLE_APP}));
     EXPECT_TRUE(hasTold(watch)) << watch.err();
     EXPECT_THAT(watch.out(), HasSubstr(" ms stored"));
-    app.signal(SIGTERM);
-    app.wait();
+    const auto placeOfApp = [&] {
+        return contentOf("/proc/" + std::to_string(app.pid()) + "/cpuset");
+    };
+    EXPECT_THAT(placeOfApp(), HasSubstr("top-app"));
     watch.signal(SIGINT);
     EXPECT_EQ(watch.wait(), 0);
+    EXPECT_THAT(placeOfApp(), testing::Not(HasSubstr("top-app"))) << "the group is still there";
+    app.signal(SIGTERM);
+    app.wait();
 }
 
 TEST_F(WatchTest, DoctorFailsOnWhatIsAmissWithTheRemedy) {

@@ -41,6 +41,8 @@ struct ChildPlan {
     char* const* environment;
     char* momentDigits;  // the digits at the end of the last environment entry
     bool lockTaskList;
+    CommandInput input;
+    int terminal;
     int gate;
     int reports;
     pid_t parent;
@@ -57,19 +59,26 @@ void report(const ChildPlan& plan, Step step, int error) {
 }
 
 void resetSignals() {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ})
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGTSTP, SIGTTOU, SIGXFSZ})
         std::signal(signal, SIG_DFL);
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
+void useTerminal(int terminal) {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        dup2(terminal, stream);
+}
+
 void redirectStreams(const ChildPlan& plan) {
+    if (plan.input == CommandInput::kTerminal) return useTerminal(plan.terminal);
+    dup2(plan.output, STDOUT_FILENO);
+    dup2(plan.output, STDERR_FILENO);
+    if (plan.input == CommandInput::kHosts) return;
     const int input = open("/dev/null", O_RDONLY);
     if (input < 0) giveUp(plan, Step::kInput);
     dup2(input, STDIN_FILENO);
-    dup2(plan.output, STDOUT_FILENO);
-    dup2(plan.output, STDERR_FILENO);
     if (input > STDERR_FILENO) close(input);
 }
 
@@ -148,6 +157,7 @@ std::string failureText(const Report& report, const std::string& program) {
 LaunchedCommand::LaunchedCommand(const CommandLine& commandLine, int output)
     : mProgram(commandLine.file) {
     if (!isKernelTaskList(kTaskListPath)) mTaskList.emplace(kTaskListPath);
+    if (commandLine.input == CommandInput::kTerminal) mTerminal.emplace();
     // Refused by emulators alone: there an orphan that left its group escapes.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     forkChild(commandLine, output);
@@ -168,6 +178,8 @@ void LaunchedCommand::forkChild(const CommandLine& commandLine, int output) {
                          environmentPointers.data(),
                          environment.back().data() + std::strlen(kLaunchMomentVariable),
                          mTaskList.has_value(),
+                         commandLine.input,
+                         mTerminal ? mTerminal->fd() : -1,
                          gate.readEnd.get(),
                          reports.writeEnd.get(),
                          getpid()};
@@ -200,6 +212,7 @@ void LaunchedCommand::expectReport() {
 }
 
 void LaunchedCommand::release() {
+    if (mTerminal) mTerminal->giveTo(mPid);
     const char go = 1;
     [[maybe_unused]] const ssize_t written = write(mGate.get(), &go, 1);
     expectReport();
@@ -219,10 +232,17 @@ void LaunchedCommand::tend() {
 
 // Orphans of the launch end up as our children too.
 void LaunchedCommand::reap() {
-    while (true) {
-        const pid_t child = waitpid(-1, nullptr, WNOHANG);
-        if (child <= 0) return;
+    int status = 0;
+    for (pid_t child = 0; (child = waitpid(-1, &status, WNOHANG | WUNTRACED)) > 0;) {
+        if (mTerminal && child == mPid) heedKeys(status);
     }
+}
+
+// The terminal's keys reach the command alone, and mean the host too.
+void LaunchedCommand::heedKeys(int status) const {
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) raise(SIGINT);
+    // There is no shell that would let it go on.
+    if (WIFSTOPPED(status) && WSTOPSIG(status) == SIGTSTP) kill(-mPid, SIGCONT);
 }
 
 void LaunchedCommand::signalAll(int signal) {
@@ -249,6 +269,7 @@ bool LaunchedCommand::awaitEnd(int limitMs) {
 void LaunchedCommand::end() {
     mGate.reset();
     endProcesses();
+    if (mTerminal) mTerminal->takeBack();
     try {
         if (mTaskList) mTaskList->keep({});
     } catch (const HostError&) {

@@ -11,12 +11,20 @@
 #include "host/process/group_guard.h"
 #include "host/process/process_tree.h"
 #include "host/process/task_list.h"
+#include "host/process/terminal.h"
 
 namespace host {
+
+enum class CommandInput {
+    kNone,      ///< an empty one
+    kHosts,     ///< what the host itself reads
+    kTerminal,  ///< the terminal, for its output and its keys' signals too
+};
 
 struct CommandLine {
     std::string file;
     std::vector<std::string> arguments;  ///< argv[0] included
+    CommandInput input = CommandInput::kNone;
 };
 
 /// Used by one thread, which must outlive the command: the kernel ends the
@@ -25,8 +33,8 @@ class LaunchedCommand {
 public:
     /// Forks a process that has joined the top-app task list, in a process
     /// group of its own, and stands ready to run. What it prints goes to the
-    /// descriptor `output`, which must not be one of the standard ones. Throws
-    /// HostError.
+    /// descriptor `output`, which must not be one of the standard ones, or to the
+    /// terminal. Throws HostError.
     LaunchedCommand(const CommandLine& commandLine, int output);
 
     /// Ends what is left of it.
@@ -57,6 +65,7 @@ private:
     void expectReport();
     void look();
     void reap();
+    void heedKeys(int status) const;
     void endProcesses();
     void signalAll(int signal);
     bool awaitEnd(int limitMs);
@@ -64,6 +73,7 @@ private:
     GroupGuard mGuard;                        // before the tree, for it is none of the launch's
     ProcessTree mTree;                        // what runs before the fork is none of ours
     std::optional<TaskListKeeper> mTaskList;  // none where the kernel keeps it
+    std::optional<Terminal> mTerminal;        // none unless the command gets it
     UniqueFd mGate;
     UniqueFd mReports;
     std::string mProgram;

@@ -2,8 +2,6 @@
 #include "host/process/process_look.h"
 
 #include <charconv>
-#include <fstream>
-#include <iterator>
 
 #include "host/process/process_tree.h"
 
@@ -39,9 +37,7 @@ std::optional<ProcessLook> parseProcessStatus(std::string_view text) {
 std::vector<ProcessLook> lookAt(const std::set<pid_t>& processes) {
     std::vector<ProcessLook> looks;
     for (const pid_t process : processes) {
-        std::ifstream file("/proc/" + std::to_string(process) + "/status");
-        const std::string text{std::istreambuf_iterator<char>(file), {}};
-        std::optional<ProcessLook> look = parseProcessStatus(text);
+        std::optional<ProcessLook> look = parseProcessStatus(textOf(process, "status"));
         if (!look) continue;
         look->name = shownName(process);
         looks.push_back(*std::move(look));

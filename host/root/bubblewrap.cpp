@@ -17,6 +17,7 @@
 #include "host/process/command.h"
 #include "host/process/fork.h"
 #include "host/process/process_tree.h"
+#include "host/process/terminal.h"
 #include "host/root/device_root.h"
 
 namespace host {
@@ -234,6 +235,7 @@ int passSignalsOn(const AwaitedSignals& signals, pid_t inside, pid_t child) {
 
 BubblewrapRun runThroughBubblewrap(std::vector<std::string> arguments) {
     const std::string file = findProgram("bwrap");
+    const TerminalReturn terminal;
     const AwaitedSignals signals;
     Door door;
     Pipe errors;

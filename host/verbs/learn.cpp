@@ -26,6 +26,8 @@ struct LearnArguments {
     bool dump = false;
     std::size_t dumpsKept = kDumpsKept;
     bool keepName = false;
+    bool givesInput = false;
+    bool givesTerminal = false;
     bool json = false;
     bool realCpuset = false;
 };
@@ -36,7 +38,19 @@ CommandLine commandLineOf(const LearnArguments& arguments, const Invocation& inv
     CommandLine line{findProgram(command.front()), command};
     const bool keepsName = arguments.keepName || isShell(command.front());
     if (!keepsName) line.arguments.front() = arguments.options.package;
+    if (arguments.givesInput) line.input = CommandInput::kHosts;
+    if (arguments.givesTerminal) line.input = CommandInput::kTerminal;
     return line;
+}
+
+void checkInput(const LearnArguments& arguments) {
+    if (arguments.givesInput && arguments.givesTerminal) {
+        throw HostError(kUsage, "COMMAND reads one input: give --stdin or --tty");
+    }
+    if (arguments.givesTerminal) requireTerminal();
+    if (arguments.givesInput && isatty(STDIN_FILENO) != 0) {
+        throw HostError(kUsage, "--stdin: standard input is a terminal; give --tty");
+    }
 }
 
 void checkArguments(const LearnArguments& arguments, const Invocation& invocation) {
@@ -50,6 +64,7 @@ void checkArguments(const LearnArguments& arguments, const Invocation& invocatio
     if (invocation.arguments.command.empty()) {
         throw HostError(kUsage, "COMMAND is missing: orvo-host learn PACKAGE -- COMMAND [ARG...]");
     }
+    checkInput(arguments);
     if (options.fdCounts && !kTakesFdCounts) {
         throw HostError(kUsage,
                         "--fd-counts needs a library built with -DORVO_HARDENED_LOCKING=ON "
@@ -94,7 +109,8 @@ int learnHere(LearnArguments& arguments, const Invocation& invocation, const Sta
     keepNewFilesPrivate();
     const CommandOutput output(state);
     LogSink log(state.log(), invocation.logLevel, invocation.verbose);
-    Progress progress(Progress::styleFor(invocation.quiet, invocation.verbose), options.launches);
+    const bool isQuiet = invocation.quiet || arguments.givesTerminal;
+    Progress progress(Progress::styleFor(isQuiet, invocation.verbose), options.launches);
     LearnSession session(options, state, output, log, invocation.logLevel, progress);
     const LearnReport report = session.run();
     print(arguments.json ? renderJson(report) : renderText(report), kLearnedIsKept);
@@ -151,6 +167,10 @@ void addLearnVerb(CLI::App& app, Invocation& invocation) {
         ->check(CLI::Range(1, 1'000'000));
     verb->add_flag("--keep-name", arguments->keepName,
                    "Leave COMMAND's argv[0] alone, for a program that needs its own");
+    verb->add_flag("--stdin", arguments->givesInput,
+                   "Let COMMAND read our standard input, which is /dev/null to it otherwise");
+    verb->add_flag("--tty", arguments->givesTerminal,
+                   "Hand the terminal over to COMMAND: input, output and keys; no progress");
     verb->add_flag("--fd-counts", options.fdCounts,
                    "Send the process's open descriptors too (hardened build)");
     verb->add_flag("--json", arguments->json, "Print one JSON object");

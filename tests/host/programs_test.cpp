@@ -20,7 +20,9 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 using testing::AllOf;
+using testing::AnyOf;
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr double kFirstLookMs = 200;
 
@@ -113,7 +115,7 @@ TEST_F(LearnTest, CommandThatLeavesBeforeItIsFoundExitedEarly) {
         << mErr;
     EXPECT_THAT(mOut, HasSubstr(R"("launches":[{"endpoint_ms":null,"outcome":"exited early"}],)"
                                 R"("learned":false,"final_endpoint_ms":null})"));
-    EXPECT_THAT(contentOf(mState + "/orvo.log"), testing::Not(HasSubstr(" D TAVO")));
+    EXPECT_THAT(contentOf(mState + "/orvo.log"), Not(HasSubstr(" D TAVO")));
 }
 
 TEST_F(LearnTest, ChildThatOutlivesItsParentIsEndedToo) {
@@ -148,11 +150,29 @@ TEST_F(LearnTest, InterruptedRunEndsChildrenAndKeepsWhatWasStored) {
     EXPECT_EQ(stored.launchEndpointsMs.size(), 1U);
 }
 
-TEST_F(LearnTest, KilledHostLeavesNoProcess) {
+TEST_F(LearnTest, CommandGetsThePersonsInputEnvironmentAndUmask) {
+    const std::string script = "umask 027; echo word | ORVO_LAUNCH_NS=old \"$0\" \"$@\"";
+    Words words{"/bin/sh", "-c", script};
+    for (const std::string& word : hostWords({"learn", mPackage, "--stdin", "--launches", "1", "--",
+                                              "/bin/sh", "-c", "cat; umask; env"})) {
+        words.push_back(word);
+    }
+    Program program(words);
+    EXPECT_EQ(program.wait(), 1) << program.err();
+    const std::string told = contentOf(mState + "/command.log");
+    EXPECT_THAT(told, testing::StartsWith("word\n0027\n"));
+    EXPECT_THAT(told, Not(AnyOf(HasSubstr("TAVO_"), HasSubstr("ORVO_DEVICE"), HasSubstr("=old"))));
+}
+
+TEST_F(LearnTest, IgnoredHangUpGoesByAndAKilledHostLeavesNoProcess) {
     Words children{"--truth", mTruth, "--children", "2", "--ignore-term"};
     if (host::ownProcessesFault().empty()) children.emplace_back("--detached");
-    Program program(hostWords(learnSample({}, children)));
+    Words words = hostWords(learnSample({}, children));
+    words.insert(words.begin(), {"/bin/sh", "-c", "trap '' HUP; exec setsid \"$0\" \"$@\""});
+    Program program(words);
     ASSERT_TRUE(eventually([&] { return !truthMs().empty(); }));
+    kill(-program.pid(), SIGHUP);  // as a terminal that closes does
+    EXPECT_TRUE(eventually([&] { return truthMs().size() > 1; }));
     program.signal(SIGKILL);
     EXPECT_TRUE(eventually([&] { return processesNamed(mPackage) == 0; }));
 }

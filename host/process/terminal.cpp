@@ -24,9 +24,10 @@ void makeForeground(int terminal, pid_t group) {
 void requireTerminal() {
     const UniqueFd file = openTerminal();
     if (file.isOpen() && tcgetpgrp(file.get()) == getpgrp()) return;
-    throw HostError(kUsage, std::string("--tty: ") +
-                                (file.isOpen() ? "the terminal is another's" : "there is no terminal") +
-                                "; run it in the foreground of one, or give --stdin");
+    throw HostError(kUsage,
+                    std::string("--tty: ") +
+                        (file.isOpen() ? "the terminal is another's" : "there is no terminal") +
+                        "; run it in the foreground of one, or give --stdin");
 }
 
 Terminal::Terminal() : mFile(openTerminal()) {

@@ -5,6 +5,7 @@
 
 #include "host/base/json_text.h"
 #include "host/base/printable.h"
+#include "host/base/suggestion.h"
 #include "host/learn/progress.h"
 #include "host/process/package_name.h"
 #include "host/process/process_tree.h"
@@ -34,6 +35,17 @@ TEST(JsonLineTest, WhatATerminalMightObeyIsEscapedAndReadsTheSame) {
     EXPECT_EQ(printable(line.substr(0, line.size() - 1)) + '\n', line);
     EXPECT_EQ(line.find('\x7f'), std::string::npos);
     EXPECT_EQ(Json::parse(line), name);
+}
+
+TEST(SuggestionTest, MisspelledWordFindsTheOneMeantAndAForeignOneNone) {
+    const std::vector<std::string> words{"learn", "erase", "show", "--launches", "--log-level"};
+    const char* const cases[][2] = {
+        {"lern", "learn"}, {"laern", "learn"}, {"--lanuches", "--launches"},
+        {"shows", "show"}, {"easre", "erase"}, {"-log-levl", "--log-level"},
+        {"replay", ""},    {"sh", ""},         {"", ""},
+    };
+    for (const auto& [typed, meant] : cases)
+        EXPECT_EQ(closestTo(typed, words), meant) << typed;
 }
 
 TEST(ProgressTest, BarStaysInItsBoundsWhenALaunchTakesLonger) {

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "host/base/exit_code.h"
+#include "host/base/whole_file.h"
 
 namespace host {
 namespace {
@@ -32,6 +33,13 @@ UniqueFd openProcFile(const std::string& path) {
     UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file.isOpen()) checkFault(path);
     return file;
+}
+
+std::string readProcFile(pid_t task, const char* file) {
+    const UniqueFd opened = openProcFile(procPath(task, file));
+    std::string text;
+    if (opened.isOpen()) readWhole(opened.get(), text);
+    return text;
 }
 
 ProcFolder openProcFolder(const std::string& path) {

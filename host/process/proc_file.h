@@ -16,6 +16,10 @@ std::string procPath(pid_t task, const char* file);
 /// mounted. Throws HostError when the fault is ours, such as too many open files.
 UniqueFd openProcFile(const std::string& path);
 
+/// The text of `file` in the folder of a process or task; what there was when it
+/// went meanwhile.
+std::string readProcFile(pid_t task, const char* file);
+
 struct CloseFolder {
     void operator()(DIR* folder) const { closedir(folder); }
 };

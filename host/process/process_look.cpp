@@ -3,6 +3,7 @@
 
 #include <charconv>
 
+#include "host/process/proc_file.h"
 #include "host/process/process_tree.h"
 
 namespace host {
@@ -37,7 +38,7 @@ std::optional<ProcessLook> parseProcessStatus(std::string_view text) {
 std::vector<ProcessLook> lookAt(const std::set<pid_t>& processes) {
     std::vector<ProcessLook> looks;
     for (const pid_t process : processes) {
-        std::optional<ProcessLook> look = parseProcessStatus(textOf(process, "status"));
+        std::optional<ProcessLook> look = parseProcessStatus(readProcFile(process, "status"));
         if (!look) continue;
         look->name = shownName(process);
         looks.push_back(*std::move(look));

@@ -22,7 +22,8 @@ struct ProcessLook {
 /// when it is cut off, and for a process that has exited, which has no memory.
 std::optional<ProcessLook> parseProcessStatus(std::string_view text);
 
-/// Those of the processes that are still there.
+/// Those of the processes that are still there. Throws HostError when the host
+/// itself cannot read /proc.
 std::vector<ProcessLook> lookAt(const std::set<pid_t>& processes);
 
 }  // namespace host

@@ -8,7 +8,6 @@
 #include <string>
 #include <unistd.h>
 
-#include "host/base/whole_file.h"
 #include "host/process/proc_file.h"
 
 namespace host {
@@ -26,14 +25,6 @@ std::set<pid_t> numbersIn(const std::string& folder) {
 }
 
 namespace {
-
-// What there is to read when the process goes meanwhile.
-std::string textOf(pid_t process, const char* name) {
-    const UniqueFd file = openProcFile(procPath(process, name));
-    std::string text;
-    if (file.isOpen()) readWhole(file.get(), text);
-    return text;
-}
 
 // From the parent, the 4th, to the moment of the start, the 22nd.
 constexpr int kFieldsToStart = 18;
@@ -73,11 +64,11 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text) {
 }
 
 std::optional<ProcessStat> readProcessStat(pid_t process) {
-    return parseProcessStat(textOf(process, "stat"));
+    return parseProcessStat(readProcFile(process, "stat"));
 }
 
 std::string shownName(pid_t process) {
-    const std::string words = textOf(process, "cmdline");
+    const std::string words = readProcFile(process, "cmdline");
     return words.substr(0, words.find('\0'));
 }
 

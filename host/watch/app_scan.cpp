@@ -3,7 +3,6 @@
 
 #include <charconv>
 
-#include "host/base/whole_file.h"
 #include "host/process/package_name.h"
 #include "host/process/proc_file.h"
 #include "host/process/process_tree.h"
@@ -31,9 +30,7 @@ std::string readName(const UniqueFd& file) {
 
 // The process that the task belongs to; 0 when it is gone.
 pid_t readProcessOf(pid_t task) {
-    const UniqueFd file = openProcFile(procPath(task, "status"));
-    std::string status;
-    if (!file.isOpen() || !readWhole(file.get(), status)) return 0;
+    const std::string status = readProcFile(task, "status");
     const std::size_t line = status.find(kLeaderLine);
     if (line == std::string::npos) return 0;
     pid_t process = 0;

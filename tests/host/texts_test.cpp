@@ -2,6 +2,7 @@
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include "host/base/json_text.h"
 #include "host/base/printable.h"
@@ -10,8 +11,10 @@
 #include "host/process/package_name.h"
 #include "host/process/process_tree.h"
 #include "host/process/task_list.h"
+#include "host/root/device_root_mounts.h"
 #include "host/state/state_folder.h"
 #include "tests/framework/temp_folder.h"
+#include "tests/host/refusal.h"
 
 namespace host {
 namespace {
@@ -100,16 +103,33 @@ TEST(TaskListTest, EndedTasksGoOthersKeepTheirPlaceAndNewOnesComeLast) {
 }
 
 // A reader may hold the file open and read in between: no piece of a number of
-// the old list may show.
+// the old list may show. A file that cannot be cut stays as it is in between.
 TEST(TaskListTest, FileShowsTheNewListWithoutPiecesOfTheOld) {
-    const TempFolder folder;
     const std::string gone = "4194304\n";  // above every pid that Linux gives
     const std::string own = std::to_string(getpid()) + '\n';
+    const UniqueFd file(memfd_create("tasks", MFD_ALLOW_SEALING));
+    const std::string path = "/proc/self/fd/" + std::to_string(file.get());
+    std::ofstream(path) << gone << own << gone;
+    TaskListKeeper keeper(path);
+    ASSERT_EQ(fcntl(file.get(), F_ADD_SEALS, F_SEAL_SHRINK), 0);
+    EXPECT_THAT([&] { keeper.keep({1}); }, refuses(kEnvironment, testing::HasSubstr("rewrite")));
+    EXPECT_EQ(contentOf(path), own + "1\n" + std::string(2 * gone.size() - 2, '\n'));
+
+    const TempFolder folder;
     std::ofstream(folder / "tasks") << gone << own << gone;
-    TaskListKeeper keeper(folder / "tasks");
-    keeper.keep({1});
+    TaskListKeeper(folder / "tasks").keep({1});
     EXPECT_EQ(contentOf(folder / "tasks"), own + "1\n");
-    EXPECT_EQ(formatTaskList({12}, 8), "12\n\n\n\n\n\n");
+}
+
+TEST(MirrorTest, FolderWhoseNameAPathOnlyBeginsWithIsBoundWhole) {
+    const TempFolder root;
+    for (const char* folder : {"dev/null", "device/x"})
+        std::filesystem::create_directories(root / folder);
+    const std::string real = root / ".";
+    EXPECT_THAT(
+        mirrorArguments(real, {{"/device/y", {"--dir", "/device/y"}}}),
+        ElementsAre("--dev-bind-try", real + "/dev", "/dev", "--dir", "/device", "--dev-bind-try",
+                    real + "/device/x", "/device/x", "--dir", "/device/y"));
 }
 
 }  // namespace

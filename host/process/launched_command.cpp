@@ -158,7 +158,7 @@ LaunchedCommand::LaunchedCommand(const CommandLine& commandLine, int output)
     : mProgram(commandLine.file) {
     if (!isKernelTaskList(kTaskListPath)) mTaskList.emplace(kTaskListPath);
     if (commandLine.input == CommandInput::kTerminal) mTerminal.emplace();
-    // Refused by emulators alone: there an orphan that left its group escapes.
+    // Only emulators refuse: there an orphan that left its group escapes.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     forkChild(commandLine, output);
     expectReport();

@@ -70,8 +70,8 @@ private:
     void signalAll(int signal);
     bool awaitEnd(int limitMs);
 
-    GroupGuard mGuard;                        // before the tree, for it is none of the launch's
-    ProcessTree mTree;                        // what runs before the fork is none of ours
+    GroupGuard mGuard;                        // before the tree, which would count it in
+    ProcessTree mTree;                        // before the fork: what runs by then is not ours
     std::optional<TaskListKeeper> mTaskList;  // none where the kernel keeps it
     std::optional<Terminal> mTerminal;        // none unless the command gets it
     UniqueFd mGate;

@@ -14,7 +14,7 @@ namespace host {
 
 constexpr const char* kTaskListPath = "/dev/cpuset/top-app/tasks";
 
-/// The task ids in `text`, up to the first thing that is none.
+/// The task ids in `text`, up to the first thing that is not a number.
 std::vector<pid_t> parseTaskList(std::string_view text);
 
 /// One task id a line, filled up with newlines to `minimumSize` bytes.

@@ -248,7 +248,7 @@ BubblewrapRun runThroughBubblewrap(std::vector<std::string> arguments) {
     door.inside.reset();
     errors.writeEnd.reset();
     const pid_t inside = awaitArrival(door.outside.get(), keeper);
-    prctl(PR_SET_CHILD_SUBREAPER, 0);  // orphans from inside are none of ours
+    prctl(PR_SET_CHILD_SUBREAPER, 0);  // orphans from inside must not come to us
 
     BubblewrapRun run;
     const int code = passSignalsOn(signals, inside, keeper);

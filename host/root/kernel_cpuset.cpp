@@ -117,7 +117,7 @@ void KernelCpuset::makeGroup() {
     if (isOurs()) fillGroup();
 }
 
-// A new group has neither processors nor memory, and takes no task so.
+// A new group has neither processors nor memory, and takes no task until it has.
 void KernelCpuset::fillGroup() {
     const std::string group = mFolder + kGroup;
     const std::string prefix = access((mFolder + "/cpus").c_str(), F_OK) == 0 ? "/" : "/cpuset.";

@@ -10,6 +10,7 @@
 
 #include "host/base/exit_code.h"
 #include "host/base/unique_fd.h"
+#include "host/base/whole_file.h"
 #include "host/process/command.h"
 #include "host/process/task_list.h"
 #include "host/root/bubblewrap.h"

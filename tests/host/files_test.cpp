@@ -128,6 +128,9 @@ TEST(RotatingFileTest, OthersLinesGoOnInTheNewFileOnceOneHasRenamedIt) {
     other.append("c\n");
     EXPECT_EQ(contentOf(path), "b\nc\n");
     EXPECT_EQ(contentOf(path + ".1").substr(0, 4), "a\nxx");
+    fs::rename(path, path + ".1");
+    one.append("d\n");
+    EXPECT_EQ(contentOf(path), "d\n");
 }
 
 TEST(StateFolderTest, NewFolderIsItsOwnersAloneAndAForeignOneIsRefused) {

@@ -44,7 +44,7 @@ TEST_F(HistoryTest, CutOffLineIsPassedOverAndTheNextEntryStandsOnALineOfItsOwn) 
 
 TEST_F(HistoryTest, ForeignLinesAreCountedAndNothingElse) {
     const std::string good = toJsonLine(entryOf("com.a", 1, 30));
-    const std::string tooLong(1 << 20, 'x');
+    const std::string tooLong = good.substr(0, good.size() - 1) + std::string(1 << 20, ' ') + 'x';
     std::ofstream(mFile) << good << "{\n[]\nnull\n{}\n{\"package\":1}\n\xff\n\n\0\n"s << tooLong
                          << '\n'
                          << good;

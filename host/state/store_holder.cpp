@@ -1,8 +1,10 @@
 // Which process keeps the store locked.
 #include "host/state/store_holder.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>

@@ -62,13 +62,18 @@ public:
                 setSeries(prefix(series, sample));
                 mLearner.churnForStablizingPoints(0, streak());
                 mLearner.clearIntermediates();
+                mSamplesSeen = sample;
                 if (mLearner.mEpDecided) return mLearner.mEpIdx;
             }
         }
+        mSamplesSeen = series.vmRssKb.size();
         setSeries(series);
         mLearner.churnForStablizingPoints(0, streak());
         return mLearner.mEpDecided ? mLearner.mEpIdx : 0;
     }
+
+    /// How many samples the last replay took before it was decided.
+    std::size_t samplesSeen() const { return mSamplesSeen; }
 
 private:
     static constexpr std::size_t kIntervalSamples = 167;
@@ -84,4 +89,5 @@ private:
     std::int32_t streak() const { return mLearner.mLaunchType == kLongLaunchType ? 10 : 5; }
 
     OrvoLearner mLearner;
+    std::size_t mSamplesSeen = 0;
 };

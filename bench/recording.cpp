@@ -5,22 +5,41 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <limits>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 
 namespace {
 
-void addLine(const std::string& line, LabelledLaunch& launch) {
-    double settledAt = 0;
-    if (std::sscanf(line.c_str(), "# settled at sample %lf", &settledAt) == 1)
-        launch.settledAt = settledAt;
-    if (line[0] == '#') return;
+constexpr std::size_t kNoWindow = std::numeric_limits<std::size_t>::max();
+
+/// What the comments at a recording's top say.
+struct Label {
+    std::optional<double> settledAt;
+    std::size_t window = kNoWindow;
+
+    void read(const std::string& comment) {
+        double sample = 0;
+        std::size_t samples = 0;
+        if (std::sscanf(comment.c_str(), "# settled at sample %lf", &sample) == 1)
+            settledAt = sample;
+        if (comment == "# never settles") settledAt = LabelledLaunch::kNeverSettles;
+        if (std::sscanf(comment.c_str(), "# window %zu", &samples) == 1) window = samples;
+    }
+};
+
+void addSample(const std::string& line, std::size_t window, LabelledLaunch& launch) {
     std::istringstream numbers(line);
     std::int32_t memoryKb = 0;
     std::int32_t score = 0;
     std::int32_t descriptors = 0;
     if (!(numbers >> memoryKb >> score >> descriptors))
         throw std::runtime_error("not three numbers: " + line);
+    if (launch.series.vmRssKb.size() == window) {
+        launch.laterRssKb.push_back(memoryKb);
+        return;
+    }
     launch.series.vmRssKb.push_back(memoryKb);
     launch.series.oomScore.push_back(score);
     launch.series.fdCount.push_back(descriptors);
@@ -30,12 +49,19 @@ void addLine(const std::string& line, LabelledLaunch& launch) {
 
 LabelledLaunch parseRecording(std::istream& text) {
     LabelledLaunch launch;
+    Label label;
     std::string line;
     while (std::getline(text, line)) {
-        if (!line.empty()) addLine(line, launch);
+        if (line.empty()) continue;
+        if (line[0] == '#') {
+            label.read(line);
+        } else {
+            addSample(line, label.window, launch);
+        }
     }
-    if (launch.settledAt == LabelledLaunch::kNeverSettles || launch.series.vmRssKb.empty())
+    if (!label.settledAt || launch.series.vmRssKb.empty())
         throw std::runtime_error("no label or no samples");
+    launch.settledAt = *label.settledAt;
     return launch;
 }
 

@@ -7,9 +7,10 @@
 
 #include "bench/series.h"
 
-/// Reads "# settled at sample N", other comments, and a line "kB score
-/// descriptors" for each sample. Throws std::runtime_error, naming the line,
-/// on anything else.
+/// Reads "# settled at sample N" or "# never settles", "# window N" where more
+/// samples follow than the library would see, other comments, and a line "kB
+/// score descriptors" for each sample. Throws std::runtime_error, naming the
+/// line, on anything else.
 LabelledLaunch parseRecording(std::istream& text);
 
 /// All recordings of a folder, by file name. Throws like parseRecording.

@@ -10,21 +10,40 @@ constexpr double kPageKb = 4.0;
 
 /// The parts of one launch that chance decides.
 struct Plan {
-    double samples;
+    double window;
+    std::size_t samples;
     double settledAt;
     double startKb;
     double settledKb;
+    const ChanceRanges& ranges;
+
+    double levelAt(double share) const { return startKb + (settledKb - startKb) * share; }
+    double partKb(Random& random) const {
+        return random.uniform(ranges.leastPart, ranges.mostPart) * settledKb;
+    }
 };
 
-double settlingShare(LaunchKind kind, Random& random) {
+using Levels = std::vector<double>;
+
+double settlingShare(LaunchKind kind, const ChanceRanges& ranges, Random& random) {
     switch (kind) {
         case LaunchKind::kLate:
             return random.uniform(0.85, 0.95);
         case LaunchKind::kAfterWindow:
             return random.uniform(1.05, 1.6);
+        case LaunchKind::kNever:
+            return 2.5;  // behind everything that is recorded
         default:
-            return random.uniform(0.15, 0.7);
+            return random.uniform(ranges.earliestShare, ranges.latestShare);
     }
+}
+
+template <typename Shape>
+Levels levelsOf(const Plan& plan, Shape shape) {
+    Levels levels(plan.samples);
+    for (std::size_t i = 0; i < levels.size(); ++i)
+        levels[i] = shape(static_cast<double>(i));
+    return levels;
 }
 
 /// Growth from the start's level to the settled one in some steps of chance
@@ -32,7 +51,9 @@ double settlingShare(LaunchKind kind, Random& random) {
 class Steps {
 public:
     Steps(const Plan& plan, Random& random) : mPlan(plan) {
-        const int count = 3 + static_cast<int>(random.uniform(0, 8));
+        const int fewest = plan.ranges.fewestSteps;
+        const int count =
+            fewest + static_cast<int>(random.uniform(0, plan.ranges.mostSteps - fewest + 1));
         double total = 0.0;
         for (int i = 0; i < count; ++i) {
             const bool isLast = i == count - 1;
@@ -44,11 +65,11 @@ public:
             step.share /= total;
     }
 
-    double at(double sample) const {
+    double operator()(double sample) const {
         double share = 0.0;
         for (const Step& step : mSteps)
             share += step.time <= sample ? step.share : 0.0;
-        return mPlan.startKb + (mPlan.settledKb - mPlan.startKb) * share;
+        return mPlan.levelAt(share);
     }
 
 private:
@@ -60,47 +81,113 @@ private:
     std::vector<Step> mSteps;
 };
 
-double rampAt(const Plan& plan, double sample) {
-    const double share = std::min(1.0, (sample + 1) / (plan.settledAt + 1));
-    return plan.startKb + (plan.settledKb - plan.startKb) * share;
+Levels steps(const Plan& plan, Random& random) {
+    return levelsOf(plan, Steps(plan, random));
 }
 
-/// What collections have freed by this sample; each falls on a chance time
-/// before the launch has settled.
-std::vector<double> collectedKb(const Plan& plan, Random& random) {
-    std::vector<double> freed(static_cast<std::size_t>(plan.samples), 0.0);
+Levels ramp(const Plan& plan) {
+    return levelsOf(plan, [&](double sample) {
+        return plan.levelAt(std::min(1.0, (sample + 1) / (plan.settledAt + 1)));
+    });
+}
+
+/// 1 % of the settled level is missing at the settling time.
+Levels exponential(const Plan& plan) {
+    const double missing = 1.0 - plan.startKb / plan.settledKb;
+    const double timeConstant = plan.settledAt / std::log(100.0 * missing);
+    return levelsOf(
+        plan, [&](double sample) { return plan.levelAt(1.0 - std::exp(-sample / timeConstant)); });
+}
+
+Levels twoPlateaus(const Plan& plan, Random& random) {
+    const double restFrom = random.uniform(0.1, 0.4) * plan.settledAt;
+    const double restTo = restFrom + random.uniform(0.2, 0.9) * (plan.settledAt - restFrom);
+    const double restShare = random.uniform(0.3, 0.8);
+    return levelsOf(plan, [&](double sample) {
+        if (sample < restFrom) return plan.levelAt(restShare * sample / restFrom);
+        if (sample < restTo) return plan.levelAt(restShare);
+        const double grown = (sample - restTo) / (plan.settledAt - restTo);
+        return plan.levelAt(restShare + (1.0 - restShare) * std::min(1.0, grown));
+    });
+}
+
+void addNoise(Levels& levels, double share, Random& random) {
+    for (double& level : levels)
+        level *= 1.0 + share * random.normal();
+}
+
+/// Each of three collections frees a part at a chance time before the launch
+/// has settled.
+void collectForGood(Levels& levels, const Plan& plan, Random& random) {
     for (int i = 0; i < 3; ++i) {
         const auto from = static_cast<std::size_t>(random.uniform(0.3, 1.0) * plan.settledAt);
-        const double partKb = random.uniform(0.03, 0.12) * plan.settledKb;
-        for (std::size_t at = from; at < freed.size(); ++at)
-            freed[at] += partKb;
+        const double partKb = plan.partKb(random);
+        for (std::size_t at = from; at < levels.size(); ++at)
+            levels[at] -= partKb;
     }
-    return freed;
 }
 
-std::vector<double> memoryKb(LaunchKind kind, const Plan& plan, Random& random) {
-    const bool isRamp = kind == LaunchKind::kRamp || kind == LaunchKind::kNoisyRamp ||
-                        kind == LaunchKind::kCollectorDrops || kind == LaunchKind::kNever;
-    const double noise = kind == LaunchKind::kNoisyRamp ? 0.02 : isRamp ? 0.002 : 0.0;
-    const Steps steps(plan, random);
-    std::vector<double> level(static_cast<std::size_t>(plan.samples));
-    for (std::size_t i = 0; i < level.size(); ++i) {
-        const auto sample = static_cast<double>(i);
-        const double value = isRamp ? rampAt(plan, sample) : steps.at(sample);
-        level[i] = value * (1.0 + noise * random.normal());
+/// Garbage that grows evenly and is collected every 3 to 12 % of the window.
+void addTeeth(Levels& levels, const Plan& plan, Random& random) {
+    const double period = std::max(3.0, random.uniform(0.03, 0.12) * plan.window);
+    const double heightKb = plan.partKb(random);
+    double phase = random.uniform(0, 1);
+    for (double& level : levels) {
+        level += phase * heightKb;
+        phase = std::fmod(phase + 1.0 / period, 1.0);
     }
-    if (kind == LaunchKind::kCollectorDrops) {
-        const std::vector<double> freed = collectedKb(plan, random);
-        for (std::size_t i = 0; i < level.size(); ++i)
-            level[i] -= freed[i];
+}
+
+/// One to four a window, each of a sample.
+void addSpikes(Levels& levels, const Plan& plan, Random& random) {
+    const int count = 2 * (1 + static_cast<int>(random.uniform(0, 4)));
+    for (int i = 0; i < count; ++i) {
+        const double at = random.uniform(0, static_cast<double>(levels.size()));
+        levels[static_cast<std::size_t>(at)] += plan.partKb(random);
     }
-    if (kind == LaunchKind::kDrift) {
-        // 5 % over the whole window, after settling.
-        for (std::size_t i = 0; i < level.size(); ++i)
-            level[i] *=
-                1.0 + 0.05 * std::max(0.0, static_cast<double>(i) - plan.settledAt) / plan.samples;
+}
+
+void drift(Levels& levels, const Plan& plan) {
+    for (std::size_t i = 0; i < levels.size(); ++i) {
+        const double since = std::max(0.0, static_cast<double>(i) - plan.settledAt);
+        levels[i] *= 1.0 + plan.ranges.driftPerWindow * since / plan.window;
     }
-    return level;
+}
+
+Levels memoryKb(LaunchKind kind, Plan& plan, Random& random) {
+    const ChanceRanges& ranges = plan.ranges;
+    Levels levels;
+    switch (kind) {
+        case LaunchKind::kRamp:
+        case LaunchKind::kNoisyRamp:
+        case LaunchKind::kNever:
+        case LaunchKind::kCollectorDrops:
+        case LaunchKind::kSawTooth:
+            levels = ramp(plan);
+            addNoise(levels, kind == LaunchKind::kNoisyRamp ? ranges.muchNoise : ranges.littleNoise,
+                     random);
+            break;
+        case LaunchKind::kExponential:
+            levels = exponential(plan);
+            addNoise(levels, ranges.littleNoise, random);
+            break;
+        case LaunchKind::kTwoPlateaus:
+            levels = twoPlateaus(plan, random);
+            break;
+        default:
+            levels = steps(plan, random);
+    }
+    if (kind == LaunchKind::kCollectorDrops) collectForGood(levels, plan, random);
+    if (kind == LaunchKind::kSawTooth) addTeeth(levels, plan, random);
+    if (kind == LaunchKind::kSpikes) addSpikes(levels, plan, random);
+    if (kind == LaunchKind::kDrift) drift(levels, plan);
+    if (kind == LaunchKind::kStepAfter) {
+        plan.settledAt = std::floor(random.uniform(1.05, 1.6) * plan.window);
+        const double partKb = plan.partKb(random);
+        for (auto i = static_cast<std::size_t>(plan.settledAt); i < levels.size(); ++i)
+            levels[i] += partKb;
+    }
+    return levels;
 }
 
 std::int32_t wholePagesKb(double kb) {
@@ -134,26 +221,43 @@ const char* kindName(LaunchKind kind) {
             return "settles after the window";
         case LaunchKind::kNever:
             return "never settles";
+        case LaunchKind::kExponential:
+            return "exponential approach";
+        case LaunchKind::kTwoPlateaus:
+            return "two plateaus";
+        case LaunchKind::kSawTooth:
+            return "saw-tooth";
+        case LaunchKind::kSpikes:
+            return "single spikes";
+        case LaunchKind::kStepAfter:
+            return "step after the window";
     }
     return "";
 }
 
-LabelledLaunch simulateLaunch(LaunchKind kind, std::size_t samples, Random& random) {
-    const bool never = kind == LaunchKind::kNever;
-    const auto window = static_cast<double>(samples);
+LabelledLaunch simulateLaunch(LaunchKind kind, std::size_t window, Random& random,
+                              const ChanceRanges& ranges) {
     const double startKb = random.uniform(15'000, 60'000);
-    const double share = never ? 1.5 : settlingShare(kind, random);
-    const Plan plan{window, std::floor(share * window), startKb,
-                    startKb * random.uniform(2.0, 6.0)};
+    const double share = settlingShare(kind, ranges, random);
+    Plan plan{static_cast<double>(window),
+              2 * window,
+              std::floor(share * static_cast<double>(window)),
+              startKb,
+              startKb * random.uniform(ranges.leastGrowth, ranges.mostGrowth),
+              ranges};
     LabelledLaunch launch;
     launch.name = kindName(kind);
-    if (!never) launch.settledAt = plan.settledAt;
+    const Levels levels = memoryKb(kind, plan, random);
+    if (kind != LaunchKind::kNever) launch.settledAt = plan.settledAt;
     // The score follows the memory's share of a 4 GiB machine, in thousandths,
     // from where the kernel starts it for a foreground process.
     constexpr double kThousandthKb = 4.0 * 1024 * 1024 / 1000;
     const double descriptorsSettledAt = plan.settledAt * random.uniform(0.5, 1.0);
-    for (const double kb : memoryKb(kind, plan, random)) {
-        const auto sample = static_cast<double>(launch.series.vmRssKb.size());
+    for (std::size_t i = window; i < levels.size(); ++i)
+        launch.laterRssKb.push_back(wholePagesKb(levels[i]));
+    for (std::size_t i = 0; i < window; ++i) {
+        const double kb = levels[i];
+        const auto sample = static_cast<double>(i);
         launch.series.vmRssKb.push_back(wholePagesKb(kb));
         launch.series.oomScore.push_back(667 + static_cast<std::int32_t>(kb / kThousandthKb));
         const double opened = std::min(1.0, sample / std::max(1.0, descriptorsSettledAt));

@@ -1,0 +1,23 @@
+// A verdict in words: for JSON, for a person, and as an option to paste.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "host/verdict/verdict.h"
+
+namespace host {
+
+/// "growing", "at_rest" and so on: kept in JSON, CSV and histories, so no word
+/// changes its meaning.
+const char* doubtWord(Doubt doubt);
+
+/// One sentence with the figures, in times from the endpoint or of the end, so
+/// that it holds whatever the reader's times count from.
+std::string doubtSentence(Doubt doubt, const SeenLaunch& launch, const Verdict& verdict);
+
+/// The option of `learn` whose window shows more, such as "--type 2"; none where
+/// a longer window would not help or there is none.
+std::optional<std::string> remedyOption(const SeenLaunch& launch, const Verdict& verdict);
+
+}  // namespace host

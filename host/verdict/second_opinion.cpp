@@ -75,7 +75,8 @@ std::size_t restBefore(std::size_t end, const Levels& values) {
     std::size_t longest = 0;
     std::size_t begin = 0;
     for (std::size_t i = 0; i < end; ++i) {
-        while (std::fabs(values[i] - values[begin]) > std::max(kPageKb, kToleranceShare * values[i]))
+        while (std::fabs(values[i] - values[begin]) >
+               std::max(kPageKb, kToleranceShare * values[i]))
             ++begin;
         longest = std::max(longest, i + 1 - begin);
     }
@@ -169,13 +170,13 @@ private:
         return opinion;
     }
 
-    /// Change that would leave a tenth of the level within all that was seen is
+    /// Change of more than a tenth of the level in half of what was seen is
     /// growth: the library too takes values for close up to that.
     SecondOpinion unsettled(std::size_t from) const {
         constexpr double kCloseShare = 0.1;
         const double slope = slopeFrom(mFit, from);
         const bool isSlow =
-            std::fabs(slope) * static_cast<double>(mSize) < kCloseShare * tailRange().middle();
+            std::fabs(slope) * static_cast<double>(mSize) / 2 < kCloseShare * tailRange().middle();
         SecondOpinion opinion = ending(isSlow ? Ending::kDrifting : Ending::kGrowing);
         opinion.slopeKb = slope;
         if (isSlow) opinion.driftsFrom = driftsFrom(slope);

@@ -8,6 +8,10 @@
 
 namespace host {
 
+// Samples in a row that make a level, by the library's analysis.
+constexpr std::size_t kShortStreak = 5;
+constexpr std::size_t kLongStreak = 10;  // of a long launch, type 2
+
 enum class Ending {
     kTooShort,  ///< fewer samples than a level needs
     kLevel,     ///< stays within the tolerance, or swings evenly around its middle
@@ -23,14 +27,12 @@ struct SecondOpinion {
     double errorSamples = 0.0;  ///< how far off `settledAt` may be
     /// The sample from which it only drifts, when that is how it ends.
     std::optional<std::size_t> driftsFrom;
-    double levelKb = 0.0;       ///< at the end
-    double noisePercent = 0.0;  ///< of that level: noise, or an even swing's half height
-    double slopeKb = 0.0;       ///< per sample, at the end
+    double levelKb = 0.0;         ///< at the end
+    double noisePercent = 0.0;    ///< of that level: noise, or an even swing's half height
+    double slopeKb = 0.0;         ///< per sample, at the end
     std::size_t longestRest = 0;  ///< samples at one level in a row before `settledAt`
 };
 
-/// `streak` is the samples in a row that make a level: the library's 5 or 10.
-///
 /// The method: the series without single spikes is fitted by straight pieces
 /// (bottom-up segmentation), each of which must be worth its numbers by the
 /// Bayesian information criterion, given the noise that the second differences

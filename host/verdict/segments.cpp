@@ -88,8 +88,8 @@ private:
         if (left >= mNodes.size() || mNodes[left].next >= mNodes.size()) return;
         const Node& a = mNodes[left];
         const Node& b = mNodes[a.next];
-        const double cost = together(a.moments, b.moments).residue() - a.moments.residue() -
-                            b.moments.residue();
+        const double cost =
+            together(a.moments, b.moments).residue() - a.moments.residue() - b.moments.residue();
         mOffers.emplace(cost, left, a.version, b.version);
     }
 

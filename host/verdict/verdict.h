@@ -12,11 +12,11 @@ namespace host {
 
 /// What was seen of a launch. Indices count samples from the first.
 struct SeenLaunch {
-    std::vector<std::int32_t> memoryKb;  ///< what the library saw, and the look after behind it
-    std::size_t seen = 0;                ///< samples that the library saw of it
-    std::size_t window = 0;              ///< samples that it sees at most: 34, 100 or 2000
+    std::vector<std::int32_t> memoryKb;   ///< what the library saw, and the look after behind it
+    std::size_t seen = 0;                 ///< samples that the library saw of it
+    std::size_t window = 0;               ///< samples that it sees at most: 34, 100 or 2000
     std::optional<std::size_t> endpoint;  ///< the library's; none when undecided
-    std::size_t streak = 5;               ///< samples in a row that it asks for; long launch: 10
+    std::size_t streak = kShortStreak;    ///< samples in a row that it asks for
     bool isByMemory = true;  ///< false when only score or descriptors put the endpoint there
 };
 
@@ -32,8 +32,8 @@ enum class Doubt {
 };
 
 struct Verdict {
-    std::vector<Doubt> doubts;  ///< empty: settled
-    SecondOpinion opinion;      ///< from all of `memoryKb`
+    std::vector<Doubt> doubts;     ///< empty: settled
+    SecondOpinion opinion;         ///< from all of `memoryKb`
     std::size_t quietSamples = 0;  ///< at the last level, to the end of what was seen
 
     bool isSettled() const { return doubts.empty(); }

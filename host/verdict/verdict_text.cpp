@@ -13,37 +13,44 @@ constexpr std::size_t kShortWindow = 34;
 constexpr std::size_t kExtendedWindow = 100;
 constexpr std::size_t kLongWindow = 2000;
 
-template <typename... Values>
-std::string text(const char* format, Values... values) {
-    char line[200];
-    std::snprintf(line, sizeof(line), format, values...);
-    return line;
+std::string number(double value, int digits = 0) {
+    char text[64];
+    std::snprintf(text, sizeof(text), "%.*f", digits, value);
+    return text;
 }
 
-double ms(double samples) {
-    return samples * kPeriodMs;
+/// "+3.5 %", "-0.20 %".
+std::string change(double percent, int digits) {
+    char text[64];
+    std::snprintf(text, sizeof(text), "%+.*f %%", digits, percent);
+    return text;
+}
+
+std::string msText(double samples) {
+    return number(samples * kPeriodMs) + " ms";
 }
 
 double percentPerSecond(const SecondOpinion& opinion) {
     return 100 * opinion.slopeKb / std::max(opinion.levelKb, 1.0) * 1000 / kPeriodMs;
 }
 
-/// Of an endpoint that the second opinion has elsewhere.
-double lateMs(const SeenLaunch& launch, const Verdict& verdict) {
-    const auto endpoint = static_cast<double>(launch.endpoint.value_or(0));
-    return ms(endpoint - static_cast<double>(verdict.opinion.settledAt.value_or(0)));
+/// Samples from the second opinion to the endpoint.
+double lateBy(const SeenLaunch& launch, const Verdict& verdict) {
+    return static_cast<double>(launch.endpoint.value_or(0)) -
+           static_cast<double>(verdict.opinion.settledAt.value_or(0));
 }
 
 std::string atRestSentence(const SeenLaunch& launch, const Verdict& verdict) {
-    const double earlyMs = -lateMs(launch, verdict);
+    const double early = -lateBy(launch, verdict);
+    if (early <= allowedDifference(launch.window)) {
+        return "memory was seen at its level for " +
+               msText(static_cast<double>(verdict.quietSamples)) + ", and had rested for " +
+               msText(static_cast<double>(verdict.opinion.longestRest)) + " before";
+    }
     const double atEndpointKb = launch.memoryKb.at(launch.endpoint.value_or(0));
     const double behind = 100 * (verdict.opinion.levelKb / std::max(atEndpointKb, 1.0) - 1);
-    if (earlyMs > ms(allowedDifference(launch.window)))
-        return text("memory went on behind the endpoint, by %+.1f %%, and settled %.0f ms later",
-                    behind, earlyMs);
-    return text("memory was seen at this level for %.0f ms, and rested for %.0f ms before",
-                ms(static_cast<double>(verdict.quietSamples)),
-                ms(static_cast<double>(verdict.opinion.longestRest)));
+    return "memory went on behind the endpoint, by " + change(behind, 1) + ", and settled " +
+           msText(early) + " later";
 }
 
 bool has(const Verdict& verdict, Doubt doubt) {
@@ -84,24 +91,25 @@ std::string doubtSentence(Doubt doubt, const SeenLaunch& launch, const Verdict& 
     const SecondOpinion& opinion = verdict.opinion;
     switch (doubt) {
         case Doubt::kTooFewSamples:
-            return text("%zu samples are too few to tell", launch.memoryKb.size());
+            return std::to_string(launch.memoryKb.size()) + " samples are too few to tell";
         case Doubt::kGrowing:
-            return text("memory was still changing when it was last seen, by %+.1f %% a second",
-                        percentPerSecond(opinion));
+            return "memory was still changing when it was last seen, by " +
+                   change(percentPerSecond(opinion), 1) + " a second";
         case Doubt::kDrifting:
-            return text("memory drifts on by %+.2f %% a second", percentPerSecond(opinion));
+            return "memory drifts on by " + change(percentPerSecond(opinion), 2) + " a second";
         case Doubt::kFlat:
-            return "memory was level from the first sample on: the launch was over before";
+            return "memory was level from the first sample on: the launch was over before it";
         case Doubt::kAtRest:
             return atRestSentence(launch, verdict);
         case Doubt::kMakeshift:
-            return text("no %zu quiet samples in a row follow the endpoint", launch.streak);
+            return "no " + std::to_string(launch.streak) +
+                   " quiet samples in a row follow the endpoint";
         case Doubt::kNoisy:
-            return text("memory varies by %.1f %%, more than the 1 %% that counts as quiet",
-                        opinion.noisePercent);
+            return "memory varies by " + number(opinion.noisePercent, 1) +
+                   " %, more than the 1 % that counts as quiet";
         case Doubt::kLate:
-            return text("memory was at its level %.0f ms before the endpoint",
-                        lateMs(launch, verdict));
+            return "memory was at its level " + msText(lateBy(launch, verdict)) +
+                   " before the endpoint";
     }
     return "";
 }

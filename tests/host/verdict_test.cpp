@@ -1,0 +1,200 @@
+// What speaks against an endpoint, and when the second opinion has it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <cmath>
+#include <limits>
+
+#include "host/verdict/noise.h"
+#include "host/verdict/verdict.h"
+#include "host/verdict/verdict_text.h"
+
+namespace host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Memory = std::vector<std::int32_t>;
+
+Memory operator+(Memory head, const Memory& tail) {
+    head.insert(head.end(), tail.begin(), tail.end());
+    return head;
+}
+
+Memory level(std::size_t samples, std::int32_t kb) {
+    return Memory(samples, kb);
+}
+
+/// From `fromKb` on, by `stepKb` a sample.
+Memory ramp(std::size_t samples, std::int32_t fromKb, std::int32_t stepKb) {
+    Memory memory;
+    for (std::size_t i = 0; i < samples; ++i)
+        memory.push_back(fromKb + static_cast<std::int32_t>(i) * stepKb);
+    return memory;
+}
+
+/// Off by up to `kb` either way, without a pattern of so few samples.
+Memory shaken(Memory memory, std::int32_t kb) {
+    std::uint32_t state = 1;
+    for (std::int32_t& value : memory) {
+        state = state * 1664525U + 1013904223U;
+        value += static_cast<std::int32_t>(state >> 16U) % (2 * kb + 1) - kb;
+    }
+    return memory;
+}
+
+/// Of a window of 34 samples and what follows it.
+SeenLaunch launch(Memory memory, std::optional<std::size_t> endpoint) {
+    SeenLaunch launch;
+    launch.memoryKb = std::move(memory);
+    launch.window = 34;
+    launch.seen = std::min<std::size_t>(34, launch.memoryKb.size());
+    launch.endpoint = endpoint;
+    return launch;
+}
+
+std::vector<Doubt> doubts(Memory memory, std::optional<std::size_t> endpoint) {
+    return verdictOn(launch(std::move(memory), endpoint)).doubts;
+}
+
+std::optional<std::size_t> settledAt(const Memory& memory) {
+    return secondOpinion(memory, kShortStreak).settledAt;
+}
+
+const Memory kSettles = ramp(12, 20'000, 2000) + level(22, 44'000);
+
+TEST(SecondOpinion, FindsWhereTheLastLevelBegins) {
+    const Memory drops = ramp(12, 20'000, 3000) + level(22, 44'000);
+    Memory spiked = kSettles + level(34, 44'000);
+    spiked[20] = 60'000;
+    spiked[27] = spiked[28] = 50'000;
+    Memory teeth = ramp(12, 20'000, 2000);
+    for (int i = 0; i < 11; ++i)
+        teeth = teeth + ramp(5, 44'000, 1000);
+    const struct {
+        const char* name;
+        Memory memory;
+        std::size_t sample;
+        std::size_t within;
+    } cases[] = {
+        {"ramp", kSettles, 12, 0},
+        {"step", level(20, 10'000) + level(14, 10'400), 20, 0},
+        {"less than the tolerance", level(20, 10'000) + level(14, 10'080), 0, 0},
+        {"fall", drops, 12, 0},
+        {"noise above the tolerance", shaken(kSettles + level(34, 44'000), 1200), 12, 2},
+        {"spikes that come back", spiked, 12, 0},
+        {"a last sample that may be one", kSettles + Memory{60'000}, 12, 0},
+        {"a collector's teeth", teeth, 12, 4},
+        {"a step after the window", kSettles + level(10, 44'000) + level(24, 50'000), 44, 0},
+    };
+    for (const auto& one : cases) {
+        const auto sample = settledAt(one.memory);
+        ASSERT_TRUE(sample) << one.name;
+        EXPECT_LE(std::max(*sample, one.sample) - std::min(*sample, one.sample), one.within)
+            << one.name << ": " << *sample;
+    }
+}
+
+TEST(SecondOpinion, AnEverSlowerApproachHasSettledWhereItComesWithinTheTolerance) {
+    Memory memory;
+    for (double missing = 30'000; memory.size() < 68; missing *= 0.8)
+        memory.push_back(60'000 - static_cast<std::int32_t>(missing));
+    const SecondOpinion opinion = secondOpinion(memory, kShortStreak);
+    EXPECT_NEAR(static_cast<double>(opinion.settledAt.value_or(0)), 18, 1);  // 59400 kB
+    EXPECT_GE(opinion.errorSamples, 2) << "half and twice the tolerance are samples apart";
+}
+
+TEST(SecondOpinion, HasNoneWhereMemoryDoesNotEndAtALevel) {
+    EXPECT_EQ(secondOpinion(level(9, 5000), kShortStreak).ending, Ending::kTooShort);
+    EXPECT_EQ(secondOpinion(ramp(68, 20'000, 400), kShortStreak).ending, Ending::kGrowing);
+    EXPECT_EQ(secondOpinion(kSettles + ramp(8, 46'000, 2000), kShortStreak).ending,
+              Ending::kGrowing);
+    const SecondOpinion drift =
+        secondOpinion(ramp(12, 20'000, 2000) + ramp(56, 44'000, 40), kShortStreak);
+    EXPECT_EQ(drift.ending, Ending::kDrifting);
+    EXPECT_FALSE(drift.settledAt);
+    EXPECT_NEAR(static_cast<double>(drift.driftsFrom.value_or(0)), 12, 1);
+    EXPECT_NEAR(drift.slopeKb, 40, 4);
+}
+
+TEST(SecondOpinion, ExtremesStayFinite) {
+    constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+    const Memory cases[] = {{},
+                            {7},
+                            level(34, 0),
+                            level(34, kMost),
+                            level(20, 0) + level(14, kMost),
+                            level(20, kMost) + level(14, 0),
+                            level(17, 1) + ramp(17, 0, kMost / 17)};
+    for (const Memory& memory : cases) {
+        const Verdict verdict = verdictOn(launch(memory, 3));
+        EXPECT_TRUE(std::isfinite(verdict.opinion.noisePercent + verdict.opinion.slopeKb +
+                                  verdict.opinion.levelKb + verdict.opinion.errorSamples))
+            << memory.size();
+        for (const Doubt doubt : verdict.doubts)
+            EXPECT_NE(doubtSentence(doubt, launch(memory, 3), verdict), "");
+    }
+    EXPECT_EQ(settledAt(level(20, 0) + level(14, kMost)), 20U);
+}
+
+TEST(Verdict, AnEndpointAtTheLevelsBeginHasNoDoubt) {
+    EXPECT_THAT(doubts(kSettles, 12), IsEmpty());
+    EXPECT_THAT(doubts(kSettles, 15), IsEmpty()) << "3 samples are allowed";
+    EXPECT_THAT(doubts(kSettles, 16), ElementsAre(Doubt::kLate));
+    EXPECT_THAT(doubts(shaken(kSettles + level(34, 44'000), 1200), 13), IsEmpty())
+        << "noise that did not move it";
+    EXPECT_THAT(doubts(ramp(12, 20'000, 2000) + ramp(56, 44'000, 40), 12), IsEmpty())
+        << "drift that did not";
+    EXPECT_THAT(doubts(kSettles, {}), IsEmpty()) << "undecided, and nothing to say why";
+}
+
+TEST(Verdict, EachDoubtHasItsCause) {
+    const Memory noisy = shaken(kSettles + level(34, 44'000), 1200);
+    const Memory rests = level(2, 20'000) + level(18, 30'000) + level(14, 44'000);
+    EXPECT_THAT(doubts(level(9, 5000), 3), ElementsAre(Doubt::kTooFewSamples));
+    EXPECT_THAT(doubts(ramp(34, 20'000, 800), 12), ElementsAre(Doubt::kGrowing));
+    EXPECT_THAT(doubts(ramp(12, 20'000, 2000) + ramp(56, 44'000, 40), 30),
+                ElementsAre(Doubt::kDrifting));
+    EXPECT_THAT(doubts(level(34, 5000), {}), ElementsAre(Doubt::kFlat));
+    EXPECT_THAT(doubts(kSettles + level(34, 50'000), 12), ElementsAre(Doubt::kAtRest));
+    EXPECT_THAT(doubts(rests, 20), ElementsAre(Doubt::kAtRest)) << "quiet for less than before";
+    EXPECT_THAT(doubts(rests + level(4, 44'000), 20), IsEmpty()) << "as long as before";
+    EXPECT_THAT(doubts(noisy, 31), ElementsAre(Doubt::kMakeshift, Doubt::kNoisy));
+    EXPECT_THAT(doubts(noisy, {}), ElementsAre(Doubt::kNoisy));
+}
+
+TEST(Verdict, AnEndpointThatAnotherMetricPutLateIsNotMemorysToDoubt) {
+    SeenLaunch late = launch(kSettles, 25);
+    late.isByMemory = false;
+    EXPECT_THAT(verdictOn(late).doubts, IsEmpty());
+}
+
+TEST(Verdict, SentencesCarryTheFigures) {
+    const auto sentence = [](const SeenLaunch& seen) {
+        const Verdict verdict = verdictOn(seen);
+        return doubtSentence(verdict.doubts.at(0), seen, verdict);
+    };
+    EXPECT_EQ(sentence(launch(kSettles + level(34, 50'000), 12)),
+              "memory went on behind the endpoint, by +13.6 %, and settled 660 ms later");
+    EXPECT_EQ(sentence(launch(level(2, 20'000) + level(18, 30'000) + level(14, 44'000), 20)),
+              "memory was seen at its level for 420 ms, and had rested for 540 ms before");
+    EXPECT_THAT(sentence(launch(ramp(34, 20'000, 800), 12)), HasSubstr("by +"));
+    EXPECT_EQ(sentence(launch(kSettles, 20)), "memory was at its level 240 ms before the endpoint");
+}
+
+TEST(Verdict, TheRemedyIsTheShortestWindowThatShowsTheLevel) {
+    const auto remedy = [](SeenLaunch seen, std::size_t window) {
+        seen.window = window;
+        return remedyOption(seen, verdictOn(seen)).value_or("none");
+    };
+    const SeenLaunch settlesSoon = launch(kSettles + level(34, 50'000), 12);
+    EXPECT_EQ(remedy(settlesSoon, 34), "--subtype 1");
+    EXPECT_EQ(remedy(settlesSoon, 100), "--type 2");
+    EXPECT_EQ(remedy(settlesSoon, 2000), "none");
+    EXPECT_EQ(remedy(launch(kSettles + level(62, 44'000) + level(34, 50'000), 12), 34),
+              "--type 2") << "after 96 samples, which leaves no run of 5";
+    EXPECT_EQ(remedy(launch(kSettles, 20), 34), "none") << "late: more time does not help";
+}
+
+}  // namespace
+}  // namespace host

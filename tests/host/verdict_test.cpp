@@ -1,11 +1,12 @@
 // What speaks against an endpoint, and when the second opinion has it.
+#include "host/verdict/verdict.h"
+
+#include <cmath>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <cmath>
 #include <limits>
 
 #include "host/verdict/noise.h"
-#include "host/verdict/verdict.h"
 #include "host/verdict/verdict_text.h"
 
 namespace host {
@@ -71,6 +72,10 @@ TEST(SecondOpinion, FindsWhereTheLastLevelBegins) {
     Memory teeth = ramp(12, 20'000, 2000);
     for (int i = 0; i < 11; ++i)
         teeth = teeth + ramp(5, 44'000, 1000);
+    Memory longTeeth = ramp(100, 20'000, 400);
+    for (int i = 0; i < 15; ++i)
+        longTeeth = longTeeth + ramp(20, 60'000, 300);
+    const Memory longRamp = ramp(200, 20'000, 200) + level(600, 60'000);
     const struct {
         const char* name;
         Memory memory;
@@ -85,6 +90,9 @@ TEST(SecondOpinion, FindsWhereTheLastLevelBegins) {
         {"spikes that come back", spiked, 12, 0},
         {"a last sample that may be one", kSettles + Memory{60'000}, 12, 0},
         {"a collector's teeth", teeth, 12, 4},
+        {"long teeth", longTeeth, 100, 10},
+        {"a long ramp, to its very end", longRamp, 200, 0},
+        {"a long ramp under noise", shaken(longRamp, 1500), 200, 8},
         {"a step after the window", kSettles + level(10, 44'000) + level(24, 50'000), 44, 0},
     };
     for (const auto& one : cases) {
@@ -191,8 +199,8 @@ TEST(Verdict, TheRemedyIsTheShortestWindowThatShowsTheLevel) {
     EXPECT_EQ(remedy(settlesSoon, 34), "--subtype 1");
     EXPECT_EQ(remedy(settlesSoon, 100), "--type 2");
     EXPECT_EQ(remedy(settlesSoon, 2000), "none");
-    EXPECT_EQ(remedy(launch(kSettles + level(62, 44'000) + level(34, 50'000), 12), 34),
-              "--type 2") << "after 96 samples, which leaves no run of 5";
+    EXPECT_EQ(remedy(launch(kSettles + level(62, 44'000) + level(34, 50'000), 12), 34), "--type 2")
+        << "after 96 samples, which leaves no run of 5";
     EXPECT_EQ(remedy(launch(kSettles, 20), 34), "none") << "late: more time does not help";
 }
 

@@ -1,7 +1,6 @@
 // Bottom-up segmentation; each piece carries its moments, which add up.
 #include "host/verdict/segments.h"
 
-#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <queue>
@@ -109,40 +108,6 @@ private:
     std::priority_queue<Offer, std::vector<Offer>, std::greater<Offer>> mOffers;
 };
 
-/// What the piece at `at` and the `more` behind it leave as one line, over what
-/// they leave apart.
-double costOfOne(const std::vector<Moments>& pieces, std::size_t at, std::size_t more) {
-    Moments one = pieces[at];
-    double apart = one.residue();
-    for (std::size_t i = at + 1; i <= at + more; ++i) {
-        one = together(one, pieces[i]);
-        apart += pieces[i].residue();
-    }
-    return one.residue() - apart;
-}
-
-/// Chance outliers side by side look like a piece of their own, whose merger
-/// with one neighbour is dear. With both at once it saves twice as much.
-void dropChancePieces(std::vector<Moments>& pieces, double price) {
-    const auto mergeAt = [&](std::size_t at, std::size_t more) {
-        for (std::size_t i = 0; i < more; ++i) {
-            pieces[at] = together(pieces[at], pieces[at + 1]);
-            pieces.erase(pieces.begin() + static_cast<std::ptrdiff_t>(at) + 1);
-        }
-    };
-    for (std::size_t at = 0; at + 1 < pieces.size();) {
-        std::size_t more = 0;
-        if (costOfOne(pieces, at, 1) <= price) {
-            more = 1;
-        } else if (at + 2 < pieces.size() && costOfOne(pieces, at, 2) <= 2 * price) {
-            more = 2;
-        }
-        mergeAt(at, more);
-        // A merged piece may go with what is before it.
-        at = more == 0 ? at + 1 : at - std::min<std::size_t>(at, 2);
-    }
-}
-
 std::vector<Segment> linesOf(const std::vector<Moments>& pieces) {
     std::vector<Segment> lines;
     std::size_t begin = 0;
@@ -158,14 +123,14 @@ std::vector<Segment> linesOf(const std::vector<Moments>& pieces) {
 }  // namespace
 
 std::vector<Segment> straightPieces(const Levels& series, double noise) {
+    // A line's two, where it begins, and one for having been picked as the best
+    // of many places and lengths, which the criterion does not reckon with.
     constexpr double kNumbersSaved = 4;
     const double price = kNumbersSaved * noise * noise *
                          std::log(std::fmax(2.0, static_cast<double>(series.size())));
     Pieces merging(series);
     merging.mergeUpTo(price);
-    std::vector<Moments> pieces = merging.remaining();
-    dropChancePieces(pieces, price);
-    return linesOf(pieces);
+    return linesOf(merging.remaining());
 }
 
 Levels valuesOf(const std::vector<Segment>& pieces) {

@@ -23,8 +23,8 @@ struct Segment {
 
 /// Bottom-up segmentation (Keogh, Chu, Hart and Pazzani 2001): from pairs of
 /// samples on, the neighbours whose common line costs least become one, until a
-/// merger costs more than the Bayesian criterion grants for the three numbers
-/// that it saves (a line's two, and where it begins).
+/// merger costs more than the Bayesian criterion grants for the numbers that it
+/// saves.
 std::vector<Segment> straightPieces(const Levels& series, double noise);
 
 /// The pieces' lines, a value per sample.

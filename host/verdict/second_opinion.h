@@ -38,9 +38,10 @@ struct SecondOpinion {
 /// Bayesian information criterion, given the noise that the second differences
 /// show. So noise is averaged away over as long as memory goes straight, and
 /// steps stay sharp. The launch has settled at the first sample from which the
-/// pieces stay within the library's own tolerance, 1 %, of the last level. Where
-/// they go up and down evenly, as under a collector, that level is all between
-/// their highest and lowest. Keogh, Chu, Hart, Pazzani: An Online Algorithm for
+/// pieces stay within the library's own tolerance, 1 %, of the last level; where
+/// one long piece leads right into it, where its line meets the level. Where
+/// memory goes up and down evenly, as under a collector, the mean over one swing
+/// takes the series' place. Keogh, Chu, Hart, Pazzani: An Online Algorithm for
 /// Segmenting Time Series, ICDM 2001.
 SecondOpinion secondOpinion(const std::vector<std::int32_t>& memoryKb, std::size_t streak);
 

@@ -84,8 +84,10 @@ void LineReader::take(std::size_t length, bool isWhole) {
 void LineReader::skipRest() {
     while (!mLine.isWhole) {
         mLine.offset += static_cast<std::int64_t>(mEnd - mStart);
-        mStart = mNext = mEnd;
-        if (!fill()) return;
+        mStart = mEnd;
+        const bool hasMore = fill();
+        mNext = mStart;
+        if (!hasMore) return;
         const void* const end = std::memchr(mBuffer.data(), '\n', mEnd);
         if (end == nullptr) continue;
         mLine.isWhole = true;

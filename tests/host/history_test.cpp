@@ -47,10 +47,10 @@ TEST_F(HistoryTest, ForeignLinesAreCountedAndNothingElse) {
     const std::string tooLong = good.substr(0, good.size() - 1) + std::string(1 << 20, ' ') + 'x';
     std::ofstream(mFile) << good << "{\n[]\nnull\n{}\n{\"package\":1}\n\xff\n\n\0\n"s << tooLong
                          << '\n'
-                         << good;
+                         << good << tooLong;
     const HistoryContents contents = mHistory.read();
     EXPECT_EQ(contents.entries, 2U);
-    EXPECT_EQ(contents.unreadableLines, 8U);
+    EXPECT_EQ(contents.unreadableLines, 9U);
 }
 
 TEST_F(HistoryTest, NumbersThatAnEntryCannotHoldMakeTheLineUnreadable) {

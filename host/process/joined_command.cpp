@@ -56,8 +56,9 @@ void joinKernelList(const std::string& taskList) {
     resetSignals();
     std::vector<std::string> words = command.arguments;
     execv(command.file.c_str(), pointersTo(words).data());
-    std::fprintf(stderr, "orvo-host: cannot run %s: %s\n", command.file.c_str(),
-                 std::strerror(errno));
+    const int error = errno;
+    std::fprintf(stderr, "orvo-host: cannot run %s: %s\n", printable(command.file).c_str(),
+                 std::strerror(error));
     _exit(kCannotRun);
 }
 

@@ -14,6 +14,7 @@
 namespace host {
 namespace {
 
+constexpr const char* kDumpProperty = "debug.vendor.zorv.enable.lm_csv_dump";
 constexpr const char* kFormerWatchLock = "watch.pid";
 
 [[noreturn]] void refuse(const std::filesystem::path& path, const std::string& why) {
@@ -31,7 +32,7 @@ bool isLineOf(std::string_view line, std::string_view name) {
 void createFolder(const std::filesystem::path& path) {
     constexpr mode_t kForOwnerAlone = 0700;
     if (mkdir(path.c_str(), kForOwnerAlone) == 0 || std::filesystem::is_directory(path)) return;
-    refuse(path, std::strerror(errno));
+    refuse(path, errno == EEXIST ? "it is no folder" : std::strerror(errno));
 }
 
 }  // namespace
@@ -78,11 +79,11 @@ void StateFolder::create() const {
 }
 
 // Beside it and then over it, so that a reader never sees half a file.
-void StateFolder::setDumpEnabled(bool enabled) const {
+void StateFolder::removeDumpProperty() const {
     const std::string fresh = properties() + ".new";
     const UniqueFd file = openLocked(fresh, 0);
     const std::string old = readKeptTextFile(properties());
-    const std::string text = withProperty(old, kDumpProperty, enabled ? "true" : "");
+    const std::string text = withoutProperty(old, kDumpProperty);
     const bool isSame = text == old;
     const bool isDone = isSame || (ftruncate(file.get(), 0) == 0 && writeWhole(file.get(), text) &&
                                    rename(fresh.c_str(), properties().c_str()) == 0);
@@ -91,7 +92,7 @@ void StateFolder::setDumpEnabled(bool enabled) const {
     if (!isDone) refuse(mPath, "cannot write " + properties() + ": " + std::strerror(error));
 }
 
-std::string withProperty(std::string_view text, std::string_view name, std::string_view value) {
+std::string withoutProperty(std::string_view text, std::string_view name) {
     std::string result;
     while (!text.empty()) {
         const std::size_t length = std::min(text.find('\n'), text.size() - 1) + 1;
@@ -99,9 +100,7 @@ std::string withProperty(std::string_view text, std::string_view name, std::stri
         text.remove_prefix(length);
         if (!isLineOf(line, name)) result += line;
     }
-    if (value.empty()) return result;
-    if (!result.empty() && result.back() != '\n') result += '\n';
-    return result.append(name).append("=").append(value).append("\n");
+    return result;
 }
 
 }  // namespace host

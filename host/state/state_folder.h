@@ -7,9 +7,6 @@
 
 namespace host {
 
-/// "true" has the library write dumps.
-constexpr const char* kDumpProperty = "debug.vendor.zorv.enable.lm_csv_dump";
-
 class StateFolder {
 public:
     /// $XDG_STATE_HOME/orvo, or ~/.local/state/orvo without that variable.
@@ -31,9 +28,9 @@ public:
     /// cannot be written or is foreign.
     void create() const;
 
-    /// Sets the property by which the library writes dumps, or removes it; the
-    /// file's other lines stay. Throws HostError.
-    void setDumpEnabled(bool enabled) const;
+    /// Removes the property by which the library writes dumps, for the host writes
+    /// them itself; the file's other lines stay. Throws HostError.
+    void removeDumpProperty() const;
 
     std::string path() const { return mPath; }
     std::string database() const { return mPath / "orvo.db"; }
@@ -55,8 +52,7 @@ private:
     std::filesystem::path mPath;
 };
 
-/// `text`, lines of name=value, with `name` set to `value` on one line at the
-/// end, or without it when `value` is empty.
-std::string withProperty(std::string_view text, std::string_view name, std::string_view value);
+/// `text`, lines of name=value, without those of `name`.
+std::string withoutProperty(std::string_view text, std::string_view name);
 
 }  // namespace host

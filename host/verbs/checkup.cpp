@@ -2,7 +2,6 @@
 #include "host/verbs/checkup.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,7 +16,6 @@
 #include "host/state/history.h"
 #include "host/state/store_holder.h"
 #include "host/state/store_reader.h"
-#include "platform/tavo_config.h"
 #include "platform/tavo_log.h"
 
 namespace host {
@@ -150,12 +148,8 @@ std::string describeHistory(const StateFolder& state) {
 }
 
 std::string describeProperties(const StateFolder& state) {
-    readKeptTextFile(state.properties());
-    setenv("TAVO_PROPERTIES", state.properties().c_str(), 1);
-    char value[8] = "";
-    TavoConfigDataStore::mTavoStorage.GetProperty(kDumpProperty, value, sizeof value);
-    const bool isOn = value == std::string("true");
-    return std::string(kDumpProperty) + (isOn ? "=true, dumps are on" : " is not true, no dumps");
+    return readKeptTextFile(state.properties()).empty() ? "none, nor is any needed"
+                                                        : state.properties();
 }
 
 std::string describeLogLevel() {

@@ -100,7 +100,7 @@ void writeDumpOf(const LearnOptions& options, const RecordedLaunch& launch, Dump
 
 int learnHere(LearnArguments& arguments, const Invocation& invocation, const StateFolder& state) {
     noteInterruptions();
-    state.setDumpEnabled(false);  // or the library would write its own, under the shown name
+    state.removeDumpProperty();  // or the library would write its own, under the shown name
     DumpWriter dumps(state.dumps(), arguments.dumpsKept);
     LearnOptions& options = arguments.options;
     if (arguments.dump && options.package.find('/') == std::string::npos) {

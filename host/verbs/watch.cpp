@@ -64,7 +64,7 @@ int watchHere(WatchArguments& arguments, const Invocation& invocation, const Sta
     noteInterruptions();
     keepNewFilesPrivate();
     const WatchLock lock(state.watchLock());
-    state.setDumpEnabled(false);  // or the library would write its own beside ours
+    state.removeDumpProperty();  // or the library would write its own beside ours
     DumpWriter dumps(state.dumps(), arguments.dumpsKept);
     if (arguments.dump) {
         arguments.options.keep = [&](const EndedLaunch& ended) { writeDumpOf(ended, dumps); };

@@ -140,7 +140,10 @@ TEST(StateFolderTest, NewFolderIsItsOwnersAloneAndAForeignOneIsRefused) {
     state.create();
     std::ofstream(state.path() + "/watch.pid") << "1";
     state.create();
-    state.setDumpEnabled(true);
+    std::ofstream(state.properties()) << "debug.vendor.zorv.enable.lm_csv_dump=true\nx=1\n";
+    chmod(state.properties().c_str(), 0644);
+    state.removeDumpProperty();
+    EXPECT_EQ(contentOf(state.properties()), "x=1\n");
     const CommandOutput output(state);
     umask(before);
     for (const std::string& made : {state.path(), state.dumps(), state.properties(), output.path()})

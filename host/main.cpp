@@ -7,28 +7,11 @@
 #include "host/base/exit_code.h"
 #include "host/base/printable.h"
 #include "host/base/standard_streams.h"
-#include "host/base/version.h"
 #include "host/root/device_root.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
 namespace {
-
-void describe(CLI::App& app, Invocation& invocation) {
-    useUsage(app, "orvo-host VERB [OPTIONS]");
-    app.set_version_flag("--version", versionOf("orvo-host"));
-    app.footer(kExitCodeHelp);
-    addCommonOptions(app, invocation);
-    addLearnVerb(app, invocation);
-    addWatchVerb(app, invocation);
-    addJoinVerb(app, invocation);
-    addShowVerb(app, invocation);
-    addEraseVerb(app, invocation);
-    addDoctorVerb(app, invocation);
-    addExplainVerb(app, invocation);
-    addPlotVerb(app, invocation);
-    addReplayVerb(app, invocation);
-}
 
 int run(const std::vector<std::string>& program) {
     arriveInDeviceRoot();

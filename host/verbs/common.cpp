@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "host/base/exit_code.h"
+#include "host/base/version.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -39,6 +40,23 @@ StateFolder Invocation::existingState() const {
     StateFolder state(statePath());
     if (!stateFolder.empty()) state.refuseIfMissing();
     return state;
+}
+
+void describe(CLI::App& app, Invocation& invocation) {
+    useUsage(app, "orvo-host VERB [OPTIONS]");
+    app.set_version_flag("--version", versionOf("orvo-host"));
+    app.footer(kExitCodeHelp);
+    app.require_subcommand(0, 1);  // a second verb, named after the first, would run in its place
+    addCommonOptions(app, invocation);
+    addLearnVerb(app, invocation);
+    addWatchVerb(app, invocation);
+    addJoinVerb(app, invocation);
+    addShowVerb(app, invocation);
+    addEraseVerb(app, invocation);
+    addDoctorVerb(app, invocation);
+    addExplainVerb(app, invocation);
+    addPlotVerb(app, invocation);
+    addReplayVerb(app, invocation);
 }
 
 void useUsage(CLI::App& app, const std::string& usage) {

@@ -37,6 +37,9 @@ struct Invocation {
     StateFolder existingState() const;
 };
 
+/// Makes `app` the parser of orvo-host's arguments.
+void describe(CLI::App& app, Invocation& invocation);
+
 // Each adds its verb to `app`. The invocation must outlive the verb.
 void addLearnVerb(CLI::App& app, Invocation& invocation);
 void addWatchVerb(CLI::App& app, Invocation& invocation);

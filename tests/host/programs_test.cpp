@@ -197,7 +197,7 @@ TEST_F(LearnTest, WrongUsageIsOneLineAndCodeTwo) {
           Words{"learn", "p", "--launches", "0", "--", "true"},
           Words{"learn", "p", "--type", "7", "--", "true"},
           Words{"learn", "p", "--follow", "a\nb", "--", "true"}, Words{"join", "x", "--", "true"},
-          Words{"show", "p", "--", "true"}, Words{"non\nsense"}}) {
+          Words{"show", "p", "--", "true"}, Words{"erase", "p", "show"}, Words{"non\nsense"}}) {
         EXPECT_EQ(host(words), 2) << words.back();
         EXPECT_EQ(std::count(mErr.begin(), mErr.end(), '\n'), 1) << mErr;
     }

@@ -1,6 +1,7 @@
 // Files in memory, and a log that formats every line and keeps none.
 #include "fuzz/support.h"
 
+#include <algorithm>
 #include <android/log.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -13,6 +14,15 @@ Stream streamOf(const std::uint8_t* data, std::size_t size) {
     const int file = memfd_create("fuzz", MFD_CLOEXEC);
     require(pwrite(file, data, size, 0) == static_cast<ssize_t>(size));
     return {fdopen(file, "r"), std::fclose};
+}
+
+host::ReadBytes readsOf(std::string_view text) {
+    const std::size_t most = text.empty() ? 1 : 1 + static_cast<unsigned char>(text[0]) * 16U;
+    return [text, most](char* buffer, std::size_t size) mutable {
+        const std::size_t length = text.copy(buffer, std::min(size, most));
+        text.remove_prefix(length);
+        return length;
+    };
 }
 
 }  // namespace fuzz

@@ -6,6 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <string_view>
+
+#include "host/base/line_reader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -20,5 +23,8 @@ using Stream = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 /// A stream on a file of these bytes that has a descriptor, as those in /proc.
 Stream streamOf(const std::uint8_t* data, std::size_t size);
+
+/// Gives the text, which must outlive it, in pieces whose size its first byte tells.
+host::ReadBytes readsOf(std::string_view text);
 
 }  // namespace fuzz

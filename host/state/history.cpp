@@ -8,7 +8,6 @@
 
 #include "host/base/exit_code.h"
 #include "host/base/json_text.h"
-#include "host/base/line_reader.h"
 #include "host/base/printable.h"
 #include "host/base/regular_file.h"
 #include "host/base/rotating_file.h"
@@ -43,18 +42,6 @@ std::string asUtf8(const std::string& name) {
     return Json::parse(jsonLine(name)).get<std::string>();
 }
 
-void addFile(HistoryContents& contents, const std::string& path) {
-    const UniqueFd file = openKeptFile(path, O_RDONLY);
-    if (!file.isOpen()) return;
-    for (LineReader lines(bytesOf(file.get(), path), kLongestLine); !lines.atEnd(); lines.skip()) {
-        if (lines.peek().isTooLong) {
-            ++contents.unreadableLines;
-        } else {
-            addHistoryLine(contents, lines.peek().text);
-        }
-    }
-}
-
 void addEntry(HistoryContents& contents, const LaunchEntry& entry) {
     ++contents.entries;
     if (entry.outcome == kErasedOutcome) {
@@ -64,6 +51,23 @@ void addEntry(HistoryContents& contents, const LaunchEntry& entry) {
     PackageHistory& package = contents.byPackage[entry.package];
     package.lastLaunchedAtUnixMs = entry.launchedAtUnixMs;
     if (entry.endpointMs) package.endpointsMs.push_back(*entry.endpointMs);
+}
+
+void addLine(HistoryContents& contents, const TextLine& line) {
+    if (line.text.empty()) return;
+    const std::optional<LaunchEntry> entry =
+        line.isTooLong ? std::nullopt : parseHistoryLine(line.text);
+    if (entry) {
+        addEntry(contents, *entry);
+    } else {
+        ++contents.unreadableLines;
+    }
+}
+
+void addFile(HistoryContents& contents, const std::string& path) {
+    const UniqueFd file = openKeptFile(path, O_RDONLY);
+    if (!file.isOpen()) return;
+    addHistory(contents, bytesOf(file.get(), path));
 }
 
 }  // namespace
@@ -104,13 +108,9 @@ const PackageHistory& HistoryContents::of(const std::string& package) const {
     return found == byPackage.end() ? kNone : found->second;
 }
 
-void addHistoryLine(HistoryContents& contents, std::string_view line) {
-    if (line.empty()) return;
-    if (const std::optional<LaunchEntry> entry = parseHistoryLine(line)) {
-        addEntry(contents, *entry);
-    } else {
-        ++contents.unreadableLines;
-    }
+void addHistory(HistoryContents& contents, ReadBytes read) {
+    for (LineReader lines(std::move(read), kLongestLine); !lines.atEnd(); lines.skip())
+        addLine(contents, lines.peek());
 }
 
 void History::note(const LaunchEntry& entry) const {

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/base/line_reader.h"
+
 namespace host {
 
 /// One line of the history, and of what watch prints with --json:
@@ -51,8 +53,8 @@ struct HistoryContents {
     std::size_t unreadableLines = 0;
 };
 
-/// Takes a line of a history into account, older lines first.
-void addHistoryLine(HistoryContents& contents, std::string_view line);
+/// Takes the lines of a file into account, the older file first.
+void addHistory(HistoryContents& contents, ReadBytes read);
 
 /// The file, and FILE.1 before it. Several processes may append to it at once.
 class History {

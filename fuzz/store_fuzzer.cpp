@@ -22,7 +22,7 @@ void write(const std::string& path, std::string_view bytes) {
 /// The store's file of these bytes.
 std::string storeOf(std::string_view bytes) {
     static const TempFolder folder(std::filesystem::temp_directory_path());
-    const std::string path = folder / "orvo.db";
+    std::string path = folder / "orvo.db";
     const std::size_t pages = bytes.empty() ? 0 : static_cast<unsigned char>(bytes[0]);
     bytes.remove_prefix(std::min<std::size_t>(bytes.size(), 1));
     const std::string_view log = bytes.substr(std::min(pages * kPageSize, bytes.size()));

@@ -6,6 +6,7 @@
 
 #include "host/base/json_text.h"
 #include "host/base/printable.h"
+#include "host/dump/dump_verdict.h"
 #include "host/dump/explanation.h"
 #include "host/state/spread.h"
 
@@ -184,6 +185,14 @@ std::string decisionText(const DumpedLaunch& launch, const LaunchExplanation& ex
            ", the last to settle.";
 }
 
+void writeVerdict(std::ostream& out, const DumpedLaunch& launch) {
+    const std::optional<JudgedLaunch> judged = judge(launch);
+    if (!judged) return;
+    const char* const subject = launch.finalIndex() ? "Doubted: " : "Remark: ";
+    if (!judged->verdict.isSettled()) out << "  " << subject << doubtText(*judged) << ".\n";
+    out << "  Second opinion, by memory alone: " << opinionText(assessmentOf(judged)) << ".\n";
+}
+
 // --- All launches of the dump.
 
 Spread spreadIn(const DumpSummary& summary) {
@@ -314,15 +323,17 @@ Json launchToJson(const DumpedLaunch& launch) {
     Json setBy = Json::array();
     for (const Metric metric : explanation.setBy)
         setBy.push_back(traitsOf(metric).jsonName);
-    return {{"number", launch.number},
-            {"line", launch.line},
-            {"long", launch.isLong()},
-            {"outcome", idOf(launch.outcome)},
-            {"endpoint_index", orNull(launch.finalIndex())},
-            {"endpoint_ms", orNull(timeMsOf(launch.finalIndex()))},
-            {"set_by", setBy},
-            {"missing", idOf(explanation.missing)},
-            {"evaluations", toJson(explanation, launch.streak())}};
+    Json json{{"number", launch.number},
+              {"line", launch.line},
+              {"long", launch.isLong()},
+              {"outcome", idOf(launch.outcome)},
+              {"endpoint_index", orNull(launch.finalIndex())},
+              {"endpoint_ms", orNull(timeMsOf(launch.finalIndex()))},
+              {"set_by", setBy},
+              {"missing", idOf(explanation.missing)}};
+    addVerdict(json, assessmentOf(judge(launch)));
+    json["evaluations"] = toJson(explanation, launch.streak());
+    return json;
 }
 
 Json spreadToJson(const ExplanationReport& report) {
@@ -361,26 +372,12 @@ void DumpSummary::add(const DumpedLaunch& launch) {
     endpointsMs.pop_front();
 }
 
-std::string outcomeText(const DumpedLaunch& launch) {
-    if (launch.finalIndex()) return "settled at " + ms(timeMs(*launch.finalIndex()));
-    switch (launch.outcome) {
-        case DumpOutcome::kAborted:
-            return "aborted";
-        case DumpOutcome::kUnfinished:
-            return "undecided, with evaluations missing";
-        case DumpOutcome::kCutOff:
-            return "cut off";
-        default:
-            return "undecided";
-    }
-}
-
 std::string renderText(const ExplanationReport& report) {
     const DumpedLaunch& launch = report.launch;
     const LaunchExplanation explanation = explain(launch);
     std::ostringstream out;
     out << printable(report.source.package) << ", launch " << launch.number << " of "
-        << report.summary.launches << " (line " << launch.line << "): " << outcomeText(launch)
+        << report.summary.launches << " (line " << launch.line << "): " << verdictText(launch)
         << (launch.isLong() ? ", a long launch" : "") << '\n';
     if (explanation.evaluations.size() > 1) writeEvaluations(out, explanation.evaluations);
     if (!explanation.evaluations.empty()) {
@@ -392,6 +389,7 @@ std::string renderText(const ExplanationReport& report) {
     if (launch.isLong() && !explanation.evaluations.empty()) {
         out << "  " << stabilityText(explanation.evaluations) << ".\n  " << stabilityRule() << '\n';
     }
+    writeVerdict(out, launch);
     writeSpread(out, report);
     out << "Times count from the first sample on; a sample is taken every " << kSamplePeriodMs
         << " ms.\n";

@@ -31,7 +31,4 @@ struct ExplanationReport {
 std::string renderText(const ExplanationReport& report);
 std::string renderJson(const ExplanationReport& report);
 
-/// "settled at 720 ms", "undecided".
-std::string outcomeText(const DumpedLaunch& launch);
-
 }  // namespace host

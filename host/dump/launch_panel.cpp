@@ -3,6 +3,8 @@
 
 #include <sstream>
 
+#include "host/dump/dump_verdict.h"
+
 namespace host {
 namespace {
 
@@ -89,7 +91,17 @@ private:
             marks.push_back(
                 {timeMs(own), name + " endpoint " + msText(timeMs(own)), kVermilion, 3});
         }
+        addOpinion(marks);
         mOut << markCommands(marks, mLastMs);
+    }
+
+    void addOpinion(std::vector<Mark>& marks) const {
+        const std::optional<JudgedLaunch> judged = judge(mLaunch);
+        if (mMetric != Metric::kVmRss || !judged) return;
+        const Assessment assessment = assessmentOf(judged);
+        if (!assessment.secondOpinionMs || !differs(judged->seen, judged->verdict.opinion)) return;
+        marks.push_back(
+            {*assessment.secondOpinionMs, "second opinion " + opinionText(assessment), kGreen, 4});
     }
 
     void addSamples() {

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <sstream>
 
-#include "host/dump/explanation_report.h"
+#include "host/dump/dump_verdict.h"
 #include "host/state/spread.h"
 
 namespace host {
@@ -80,7 +80,7 @@ private:
         const Look& look = kLooks[i - mFaintCount];
         mPlots.push_back(dataName(i, mMetric) + style(look, *mLaunches[i]) +
                          title("launch " + std::to_string(mLaunches[i]->number) + ", " +
-                               outcomeText(*mLaunches[i])));
+                               verdictText(*mLaunches[i])));
         addEndpoint(i, look);
     }
 

@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "host/base/printable.h"
-#include "host/dump/explanation_report.h"
+#include "host/dump/dump_verdict.h"
 #include "host/dump/launch_panel.h"
 #include "host/dump/overlay_panel.h"
 
@@ -23,20 +23,26 @@ bool isOverlay(const Picture& picture) {
     return picture.launches.size() > 1;
 }
 
+bool isDoubted(const DumpedLaunch* launch) {
+    return launch->finalIndex() && assessmentOf(judge(*launch)).isDoubted();
+}
+
 std::string titleOf(const Picture& picture) {
     const std::string name = printable(picture.package, kLongestName);
     if (!isOverlay(picture)) {
         const DumpedLaunch& launch = *picture.launches.front();
-        return name + ", launch " + std::to_string(launch.number) + ": " + outcomeText(launch);
+        return name + ", launch " + std::to_string(launch.number) + ": " + verdictText(launch);
     }
     const auto settled =
         std::count_if(picture.launches.begin(), picture.launches.end(),
                       [](const DumpedLaunch* launch) { return launch->finalIndex().has_value(); });
+    const auto doubted = std::count_if(picture.launches.begin(), picture.launches.end(), isDoubted);
     const std::string drawn = std::to_string(picture.launches.size());
     const bool isPart = picture.launches.size() < picture.launchesInAll;
     const std::string launches =
         isPart ? "the last " + drawn + " of " + std::to_string(picture.launchesInAll) : drawn;
-    return name + ", " + launches + " launches, " + std::to_string(settled) + " settled";
+    return name + ", " + launches + " launches, " + std::to_string(settled) + " settled" +
+           (doubted > 0 ? ", " + std::to_string(doubted) + " of them doubted" : "");
 }
 
 std::int64_t lastMsOf(const Picture& picture) {

@@ -8,6 +8,7 @@
 
 #include "host/base/json_text.h"
 #include "host/base/printable.h"
+#include "host/dump/dump_verdict.h"
 
 namespace host {
 namespace {
@@ -43,6 +44,18 @@ void writeDifferences(std::ostream& out, const LaunchReplay& launch) {
     }
 }
 
+/// What is told of the recorded endpoint, behind the comparison.
+std::string verdictOf(const DumpedLaunch& dumped) {
+    const std::optional<JudgedLaunch> judged = judge(dumped);
+    if (!judged) return "";
+    std::string text;
+    if (!judged->verdict.isSettled()) {
+        text = (dumped.finalIndex() ? "  doubted: " : "  remark: ") + doubtText(*judged) + '\n';
+    }
+    if (!differs(judged->seen, judged->verdict.opinion)) return text;
+    return text + "  second opinion, by memory alone: " + opinionText(assessmentOf(judged)) + '\n';
+}
+
 std::string launchText(const DumpedLaunch& dumped, const LaunchReplay& launch) {
     std::ostringstream out;
     out << "launch " << dumped.number << " (line " << dumped.line << "): ";
@@ -55,6 +68,7 @@ std::string launchText(const DumpedLaunch& dumped, const LaunchReplay& launch) {
     if (launch.isEqual()) out << "; " << resultText(launch.replayed.back());
     out << '\n';
     writeDifferences(out, launch);
+    out << verdictOf(dumped);
     return out.str();
 }
 
@@ -85,13 +99,15 @@ Json toJson(const std::vector<EvaluationResult>& results, const PerMetric<Series
 
 Json toJson(const DumpedLaunch& dumped, const LaunchReplay& launch) {
     const bool isReplayed = !launch.recorded.empty();
-    return {{"number", dumped.number},
-            {"line", dumped.line},
-            {"type", isReplayed ? Json(launch.type) : Json(nullptr)},
-            {"subtype", isReplayed ? Json(launch.subtype) : Json(nullptr)},
-            {"equal", isReplayed ? Json(launch.isEqual()) : Json(nullptr)},
-            {"recorded", toJson(launch.recorded, dumped.series)},
-            {"replayed", toJson(launch.replayed, dumped.series)}};
+    Json json{{"number", dumped.number},
+              {"line", dumped.line},
+              {"type", isReplayed ? Json(launch.type) : Json(nullptr)},
+              {"subtype", isReplayed ? Json(launch.subtype) : Json(nullptr)},
+              {"equal", isReplayed ? Json(launch.isEqual()) : Json(nullptr)},
+              {"recorded", toJson(launch.recorded, dumped.series)},
+              {"replayed", toJson(launch.replayed, dumped.series)}};
+    addVerdict(json, assessmentOf(judge(dumped)));
+    return json;
 }
 
 }  // namespace
@@ -120,7 +136,8 @@ std::string ReplayReport::end() const {
                ",\"equal\":" + std::to_string(mEqual) + "}\n";
     }
     return printable(mSource.package) + ": " + std::to_string(mEqual) + " of " +
-           std::to_string(mReplayed) + " replayed launches are equal\n";
+           std::to_string(mReplayed) +
+           " replayed launches are equal; times count from the first sample\n";
 }
 
 }  // namespace host

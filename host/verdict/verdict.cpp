@@ -84,6 +84,14 @@ private:
 
 }  // namespace
 
+bool differs(const SeenLaunch& launch, const SecondOpinion& opinion) {
+    if (!launch.endpoint || !opinion.settledAt)
+        return launch.endpoint.has_value() != opinion.settledAt.has_value();
+    const double samples =
+        static_cast<double>(*launch.endpoint) - static_cast<double>(*opinion.settledAt);
+    return std::fabs(samples) > opinion.errorSamples;
+}
+
 double allowedDifference(std::size_t window) {
     constexpr double kLeastSamples = 3;
     constexpr double kWindowShare = 0.05;

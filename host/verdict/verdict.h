@@ -10,6 +10,13 @@
 
 namespace host {
 
+constexpr double kSampleMs = 30;  // from one sample to the next
+
+// Samples that the library sees of a launch: type 1, with subtype 1 or 2, type 2.
+constexpr std::size_t kShortWindow = 34;
+constexpr std::size_t kExtendedWindow = 100;
+constexpr std::size_t kLongWindow = 2000;
+
 /// What was seen of a launch. Indices count samples from the first.
 struct SeenLaunch {
     std::vector<std::int32_t> memoryKb;   ///< what the library saw, and the look after behind it
@@ -38,6 +45,10 @@ struct Verdict {
 
     bool isSettled() const { return doubts.empty(); }
 };
+
+/// Whether the endpoint lies further from the second opinion than that may be off,
+/// or only one of the two is there.
+bool differs(const SeenLaunch& launch, const SecondOpinion& opinion);
 
 /// An endpoint is doubted when it lies further from the second opinion than
 /// this: 3 samples, or 5 % of the window where that is more.

@@ -8,10 +8,22 @@
 namespace host {
 namespace {
 
-constexpr double kPeriodMs = 30;
-constexpr std::size_t kShortWindow = 34;
-constexpr std::size_t kExtendedWindow = 100;
-constexpr std::size_t kLongWindow = 2000;
+struct DoubtText {
+    const char* word;
+    const char* name;
+};
+
+/// In the order of the doubts.
+constexpr DoubtText kTexts[] = {
+    {"too_few_samples", "too few samples"},
+    {"growing", "still changing"},
+    {"drifting", "drifting"},
+    {"flat", "flat from the first sample on"},
+    {"at_rest", "decided at a rest"},
+    {"makeshift", "a makeshift"},
+    {"noisy", "noisy"},
+    {"late", "later than its memory"},
+};
 
 std::string number(double value, int digits = 0) {
     char text[64];
@@ -27,11 +39,11 @@ std::string change(double percent, int digits) {
 }
 
 std::string msText(double samples) {
-    return number(samples * kPeriodMs) + " ms";
+    return number(samples * kSampleMs) + " ms";
 }
 
 double percentPerSecond(const SecondOpinion& opinion) {
-    return 100 * opinion.slopeKb / std::max(opinion.levelKb, 1.0) * 1000 / kPeriodMs;
+    return 100 * opinion.slopeKb / std::max(opinion.levelKb, 1.0) * 1000 / kSampleMs;
 }
 
 /// Samples from the second opinion to the endpoint.
@@ -63,28 +75,31 @@ std::size_t samplesNeeded(const SeenLaunch& launch, const Verdict& verdict) {
     return known + launch.streak;
 }
 
+bool needsTime(const Verdict& verdict) {
+    return has(verdict, Doubt::kGrowing) || has(verdict, Doubt::kDrifting) ||
+           has(verdict, Doubt::kAtRest);
+}
+
 }  // namespace
 
 const char* doubtWord(Doubt doubt) {
-    switch (doubt) {
-        case Doubt::kTooFewSamples:
-            return "too_few_samples";
-        case Doubt::kGrowing:
-            return "growing";
-        case Doubt::kDrifting:
-            return "drifting";
-        case Doubt::kFlat:
-            return "flat";
-        case Doubt::kAtRest:
-            return "at_rest";
-        case Doubt::kMakeshift:
-            return "makeshift";
-        case Doubt::kNoisy:
-            return "noisy";
-        case Doubt::kLate:
-            return "late";
+    return kTexts[static_cast<std::size_t>(doubt)].word;
+}
+
+std::string doubtName(const std::string& word) {
+    const auto found = std::find_if(std::begin(kTexts), std::end(kTexts),
+                                    [&](const DoubtText& text) { return word == text.word; });
+    return found == std::end(kTexts) ? word : found->name;
+}
+
+std::string doubtNames(const Verdict& verdict) {
+    std::string names;
+    for (const Doubt doubt : verdict.doubts) {
+        const char* const way = verdict.opinion.slopeKb < 0 ? "still falling" : "still growing";
+        names += names.empty() ? "" : ", ";
+        names += doubt == Doubt::kGrowing ? way : doubtName(doubtWord(doubt));
     }
-    return "";
+    return names;
 }
 
 std::string doubtSentence(Doubt doubt, const SeenLaunch& launch, const Verdict& verdict) {
@@ -114,13 +129,25 @@ std::string doubtSentence(Doubt doubt, const SeenLaunch& launch, const Verdict& 
     return "";
 }
 
+std::string doubtSentences(const SeenLaunch& launch, const Verdict& verdict) {
+    std::string sentences;
+    for (const Doubt doubt : verdict.doubts)
+        sentences += (sentences.empty() ? "" : "; ") + doubtSentence(doubt, launch, verdict);
+    return sentences;
+}
+
 std::optional<std::string> remedyOption(const SeenLaunch& launch, const Verdict& verdict) {
-    const bool needsTime = has(verdict, Doubt::kGrowing) || has(verdict, Doubt::kDrifting) ||
-                           has(verdict, Doubt::kAtRest);
-    if (!needsTime || launch.window >= kLongWindow) return {};
+    if (!needsTime(verdict) || launch.window >= kLongWindow) return {};
     const bool isShort = launch.window <= kShortWindow;
     if (isShort && samplesNeeded(launch, verdict) <= kExtendedWindow) return "--subtype 1";
     return "--type 2";
+}
+
+std::string remedyText(const SeenLaunch& launch, const Verdict& verdict) {
+    if (const auto option = remedyOption(launch, verdict)) return "learn it anew with " + *option;
+    if (needsTime(verdict)) return "there is no longer window";
+    const bool hasOther = launch.endpoint && verdict.opinion.settledAt.value_or(0) > 0;
+    return hasOther && !verdict.isSettled() ? "rather take the second opinion" : "";
 }
 
 }  // namespace host

@@ -114,6 +114,23 @@ TEST(ExplanationReport, OfVeryManyLaunchesTheLatestAreCompared) {
                       HasSubstr("compared are the last 1000 that settled")));
 }
 
+TEST(ExplanationReport, DoubtsAndTheSecondOpinionAreOfLaunchesThatCameToAnEnd) {
+    const Dump chromium = golden("chromium");
+    EXPECT_THAT(renderText(chromium.explained(1)),
+                AllOf(HasSubstr("settled at 1200 ms: doubted, later than its memory\n"),
+                      HasSubstr("  Doubted: memory was at its level 540 ms before the endpoint; "),
+                      HasSubstr("  Second opinion, by memory alone: 660 ms, within 300 ms.\n")));
+    EXPECT_THAT(renderJson(chromium.explained(1)),
+                HasSubstr(R"("doubts":["late"],"second_opinion_ms":660,)"
+                          R"("second_opinion_error_ms":300,)"));
+    EXPECT_THAT(renderText(golden("node").explained(2)),
+                HasSubstr("undecided: flat from the first sample on\n"));
+    const Dump python = golden("python3");
+    EXPECT_THAT(renderJson(python.explained(3)), HasSubstr(R"("doubts":null,)")) << "aborted";
+    EXPECT_THAT(renderJson(python.explained(1)), HasSubstr(R"("doubts":[],)"))
+        << "memory is not late where descriptors set the endpoint";
+}
+
 using ExplainVerb = HostTest;
 
 TEST_F(ExplainVerb, TakesTheLastLaunchOrTheOneAskedFor) {

@@ -52,6 +52,18 @@ TEST(PlotScript, OnlyTheNewestLaunchesHaveALookOfTheirOwn) {
                                           HasSubstr("'median endpoint 2190 ms'")));
 }
 
+TEST(PlotScript, ADoubtStandsInTheTitleAndTheSecondOpinionWhereItDiffers) {
+    const Dump dump = golden("chromium");
+    const DumpedLaunch* const launch = &dump.launch(1);
+    EXPECT_THAT(scriptOf({launch}),
+                AllOf(HasSubstr("settled at 1200 ms: doubted, later than its memory'"),
+                      HasSubstr("set arrow from first 660,graph 0"),
+                      HasSubstr("'second opinion 660 ms, within 300 ms'")));
+    EXPECT_THAT(scriptOf({launch, launch}), HasSubstr("2 settled, 2 of them doubted"));
+    const Dump java = golden("java");
+    EXPECT_THAT(scriptOf({&java.launch(1)}), Not(HasSubstr("second opinion")));
+}
+
 TEST(PlotScript, LaunchesWithoutResultsAreDrawnTooAndMissingMetricsAreNot) {
     Dump dump = golden("node");
     EXPECT_THAT(metricsWithSamples({&dump.launch(2)}),

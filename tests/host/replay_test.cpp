@@ -51,6 +51,7 @@ using ReplayVerb = HostTest;
 
 TEST_F(ReplayVerb, SaysByItsCodeWhetherAllAreEqual) {
     EXPECT_EQ(host({"replay", goldenFile("python3"), "--json"}), 0);
+    EXPECT_THAT(mOut, HasSubstr(R"(,"doubts":[],"second_opinion_ms":)"));
     EXPECT_THAT(mOut, HasSubstr(R"(],"replayed":4,"equal":4})"));
 
     std::string text = contentOf(goldenFile("java"));

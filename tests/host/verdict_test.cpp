@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 
+#include "host/verdict/judged_launch.h"
 #include "host/verdict/noise.h"
 #include "host/verdict/verdict_text.h"
 
@@ -202,6 +203,26 @@ TEST(Verdict, TheRemedyIsTheShortestWindowThatShowsTheLevel) {
     EXPECT_EQ(remedy(launch(kSettles + level(62, 44'000) + level(34, 50'000), 12), 34), "--type 2")
         << "after 96 samples, which leaves no run of 5";
     EXPECT_EQ(remedy(launch(kSettles, 20), 34), "none") << "late: more time does not help";
+}
+
+TEST(Verdict, WhatIsToldAndKeptCountsFromWhereTheEndpointDoes) {
+    const JudgedLaunch grows(launch(ramp(34, 20'000, 800), 12));
+    EXPECT_THAT(doubtText(grows), HasSubstr(" a second; learn it anew with --subtype 1"));
+    EXPECT_EQ(doubtNames(grows.verdict), "still growing");
+    EXPECT_EQ(doubtNames(JudgedLaunch(launch(ramp(34, 60'000, -800), 12)).verdict),
+              "still falling");
+    EXPECT_EQ(opinionText(assessmentOf(grows, 7)), "none");
+    const JudgedLaunch late(launch(kSettles, 20));
+    EXPECT_THAT(doubtText(late), HasSubstr("; rather take the second opinion"));
+    EXPECT_TRUE(differs(late.seen, late.verdict.opinion));
+    EXPECT_EQ(opinionText(assessmentOf(late, 7)), "367 ms, within 30 ms");
+    EXPECT_THAT(*assessmentOf(late, 7).doubts, ElementsAre("late"));
+    const JudgedLaunch settled(launch(kSettles, 12));
+    EXPECT_EQ(doubtText(settled), "");
+    EXPECT_FALSE(differs(settled.seen, settled.verdict.opinion));
+    EXPECT_THAT(*assessmentOf(settled, 0).doubts, IsEmpty()) << "judged, and none found";
+    EXPECT_EQ(doubtName("at_rest"), "decided at a rest");
+    EXPECT_EQ(doubtName("of_later"), "of_later");
 }
 
 }  // namespace

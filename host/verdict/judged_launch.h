@@ -1,0 +1,31 @@
+// A launch with its verdict, and what of it is told and kept.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "host/state/assessment.h"
+#include "host/verdict/verdict.h"
+
+namespace host {
+
+struct JudgedLaunch {
+    explicit JudgedLaunch(SeenLaunch launch)
+        : seen(std::move(launch)), verdict(verdictOn(seen)) {}
+
+    SeenLaunch seen;
+    Verdict verdict;
+};
+
+/// All but the time since the start. The second opinion counts from
+/// `firstSampleMs` before the first sample, as the launch's endpoint does.
+Assessment assessmentOf(const JudgedLaunch& launch, std::int32_t firstSampleMs);
+
+/// "memory was still changing when it was last seen, by +3.5 % a second; learn it
+/// anew with --subtype 1"; empty when settled.
+std::string doubtText(const JudgedLaunch& launch);
+
+/// "690 ms, within 31 ms"; "none" where memory does not end at a level.
+std::string opinionText(const Assessment& assessment);
+
+}  // namespace host

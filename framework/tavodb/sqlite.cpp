@@ -25,6 +25,14 @@ Outcome judge(sqlite3* database, int code, const char* doing) {
     return Outcome::kFailed;
 }
 
+// The store has neither views nor triggers. In a file of somebody else's making
+// they would run here, and a view may be without end.
+void disableViewsAndTriggers(sqlite3* database) {
+    sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+}
+
 // The form in which SQLite can be told that a file does not change.
 std::string unchangingUri(const std::string& file) {
     constexpr char kHexDigits[] = "0123456789abcdef";
@@ -65,6 +73,7 @@ bool Connection::open(const std::string& path, Access access) {
     if (judge(handle, code, ("open " + file).c_str()) == Outcome::kFailed) return false;
     sqlite3_extended_result_codes(handle, 1);
     sqlite3_busy_timeout(handle, kBusyTimeoutMs);
+    disableViewsAndTriggers(handle);
     return true;
 }
 

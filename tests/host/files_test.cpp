@@ -7,6 +7,7 @@
 #include <sys/sysmacros.h>
 #include <sys/wait.h>
 
+#include "framework/tavodb/schema.h"
 #include "host/base/locked_file.h"
 #include "host/base/record_lock.h"
 #include "host/base/regular_file.h"
@@ -15,6 +16,7 @@
 #include "host/state/package_lock.h"
 #include "host/state/state_folder.h"
 #include "host/state/store_holder.h"
+#include "host/state/store_reader.h"
 #include "host/state/watch_lock.h"
 #include "host/watch/watch_cost.h"
 #include "tests/framework/temp_folder.h"
@@ -188,6 +190,17 @@ TEST(StoreHolderTest, OnlyWhoKeepsWritersAwayIsNamed) {
     };
     for (const auto& [locks, holder] : cases)
         EXPECT_EQ(writerIn(locks, database, shared, 99), holder) << locks;
+}
+
+// It may be without end.
+TEST(StoreReaderTest, ViewInATablesPlaceIsRefusedAndNotRun) {
+    const TempFolder folder;
+    tavodb::Connection store;
+    ASSERT_TRUE(store.open(folder / "orvo.db", tavodb::Connection::Access::kReadWriteCreate));
+    ASSERT_TRUE(store.execute("CREATE VIEW " + tavodb::sqlTableName("OrvoEP") +
+                              " AS SELECT x'61' AS key, 1 AS seq, x'01000000' AS value"));
+    EXPECT_THAT([&] { StoreReader(folder / "orvo.db").packages(); },
+                refuses(kEnvironment, HasSubstr("view")));
 }
 
 TEST(WatchCostTest, CostIsReadBehindAHostileName) {

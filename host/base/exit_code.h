@@ -11,6 +11,7 @@ enum ExitCode : int {
     kNotLearned = 1,
     kUsage = 2,
     kEnvironment = 3,
+    kDoubted = 4,
     kCannotRun = 126,
     kNotFound = 127,
     kInterrupted = 130,
@@ -24,6 +25,7 @@ constexpr const char* kExitCodeHelp =
     "       differs\n"
     "  2    wrong usage, or a file that is not what it should be\n"
     "  3    the environment or the store does not work\n"
+    "  4    of learn --strict: done, but what was learned is doubted\n"
     "  126  COMMAND cannot be run\n"
     "  127  COMMAND is not found\n"
     "  130  interrupted\n";

@@ -15,18 +15,17 @@ std::size_t windowOf(const DumpedLaunch& launch) {
 
 /// Also of a long launch, which takes the endpoint of one of its evaluations.
 bool isByMemory(const DumpedLaunch& launch) {
-    return std::any_of(launch.evaluations.begin(), launch.evaluations.end(),
-                       [&](const Evaluation& evaluation) {
-                           return evaluation.metrics[Metric::kVmRss].endpointIndex ==
-                                  launch.finalIndex();
-                       });
+    return std::any_of(
+        launch.evaluations.begin(), launch.evaluations.end(), [&](const Evaluation& evaluation) {
+            return evaluation.metrics[Metric::kVmRss].endpointIndex == launch.finalIndex();
+        });
 }
 
 }  // namespace
 
 std::optional<JudgedLaunch> judge(const DumpedLaunch& launch) {
-    const bool isWhole = launch.outcome == DumpOutcome::kDecided ||
-                         launch.outcome == DumpOutcome::kUndecided;
+    const bool isWhole =
+        launch.outcome == DumpOutcome::kDecided || launch.outcome == DumpOutcome::kUndecided;
     if (!isWhole || launch.evaluations.empty()) return std::nullopt;
     SeenLaunch seen;
     seen.memoryKb = launch.series[Metric::kVmRss];
@@ -43,7 +42,8 @@ Assessment assessmentOf(const std::optional<JudgedLaunch>& launch) {
 }
 
 std::string outcomeText(const DumpedLaunch& launch) {
-    if (launch.finalIndex()) return "settled at " + std::to_string(timeMs(*launch.finalIndex())) + " ms";
+    if (launch.finalIndex())
+        return "settled at " + std::to_string(timeMs(*launch.finalIndex())) + " ms";
     switch (launch.outcome) {
         case DumpOutcome::kAborted:
             return "aborted";

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "host/dump/launch.h"
-#include "host/verdict/judged_launch.h"
+#include "host/library/judged_launch.h"
 
 namespace host {
 

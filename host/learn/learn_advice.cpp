@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "host/process/package_name.h"
+#include "host/verdict/verdict_text.h"
 #include "learner/launch_type.h"
 
 namespace host {
@@ -111,6 +112,19 @@ void adviseOnUndecided(const LearnReport& report, const AdviceContext& context, 
     }
 }
 
+// What was learned has to be forgotten first.
+void adviseOnDoubts(const LearnReport& report, const AdviceContext& context, Lines& lines) {
+    const LaunchResult* const launch = doubtedLaunch(report);
+    if (launch == nullptr) return;
+    const SeenLaunch& seen = launch->judged->seen;
+    const Verdict& verdict = launch->judged->verdict;
+    std::string line = "a stored launch is doubted: " + doubtSentences(seen, verdict);
+    if (const auto option = remedyOption(seen, verdict)) {
+        line += "; " + context.eraseCommand + ", and learn it anew with " + *option;
+    }
+    lines.push_back(line);
+}
+
 void adviseOnNames(const LearnReport& report, Lines& lines) {
     if (lastWith(report, LaunchOutcome::kNotFound) == nullptr) return;
     const std::string shown = report.namesShown.empty() ? "none" : listOf(report.namesShown);
@@ -151,6 +165,7 @@ std::vector<std::string> adviceOn(const LearnReport& report, const AdviceContext
     adviseOnEarlyExit(report, context, lines);
     adviseOnChild(report, context, lines);
     adviseOnUndecided(report, context, lines);
+    adviseOnDoubts(report, context, lines);
     adviseOnNames(report, lines);
     adviseOnStore(report, lines);
     adviseOnLibrary(report, context, lines);

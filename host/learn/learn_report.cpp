@@ -8,6 +8,7 @@
 #include "host/base/json_text.h"
 #include "host/base/printable.h"
 #include "host/state/store_reader.h"
+#include "host/verdict/verdict_text.h"
 
 namespace host {
 namespace {
@@ -24,6 +25,42 @@ std::string launchList(const std::vector<LaunchResult>& launches) {
     return text;
 }
 
+std::string startText(const Assessment& assessment) {
+    if (!assessment.sinceStartMs) return "";
+    return std::to_string(*assessment.sinceStartMs) + " ms after the start";
+}
+
+std::string opinionOf(const LaunchResult& result) {
+    const bool isTold = result.judged && result.assessment.secondOpinionMs &&
+                        differs(result.judged->seen, result.judged->verdict.opinion);
+    return isTold ? "; second opinion " + opinionText(result.assessment) : "";
+}
+
+std::string verdictOf(const LaunchResult& result) {
+    if (!result.judged) return "";
+    const std::string names = doubtNames(result.judged->verdict);
+    const char* const mark = result.endpointMs ? "; doubted: " : ": ";
+    return (names.empty() ? "" : mark + names) + opinionOf(result);
+}
+
+/// What speaks against the final endpoint, with what helps.
+std::string doubtsOf(const LearnReport& report) {
+    const Inheritance& inheritance = report.inheritance;
+    if (inheritance.doubted == 0) return "";
+    const LaunchResult* const launch = doubtedLaunch(report);
+    const std::string remedy =
+        launch == nullptr ? "" : remedyText(launch->judged->seen, launch->judged->verdict);
+    return "; doubted: " + printable(doubtNames(inheritance.assessment)) + " (" +
+           std::to_string(inheritance.doubted) + " of " + std::to_string(inheritance.judged) +
+           " launches)" + (remedy.empty() ? "" : "; ") + remedy;
+}
+
+std::string finalText(const LearnReport& report) {
+    const std::string start = startText(report.inheritance.assessment);
+    return "final endpoint " + std::to_string(*report.finalEndpointMs) +
+           " ms after the first look" + (start.empty() ? "" : " (" + start + ")");
+}
+
 bool isStored(const LaunchResult& launch) {
     return launch.outcome == LaunchOutcome::kStored;
 }
@@ -37,14 +74,17 @@ bool allAskedAreStored(const LearnReport& report) {
 
 std::string renderResult(const LaunchResult& result) {
     const std::string outcome = outcomeText(result.outcome);
-    return result.endpointMs ? std::to_string(*result.endpointMs) + " ms " + outcome : outcome;
+    if (!result.endpointMs) return outcome + verdictOf(result);
+    const std::string start = startText(result.assessment);
+    return std::to_string(*result.endpointMs) + " ms " + outcome +
+           (start.empty() ? "" : ", " + start) + verdictOf(result);
 }
 
 std::string renderText(const LearnReport& report) {
     std::ostringstream out;
     out << printable(report.package) << ": ";
     if (report.finalEndpointMs) {
-        out << "final endpoint " << *report.finalEndpointMs << " ms";
+        out << finalText(report);
     } else {
         out << "not learned, " << report.samplesStored << " of " << kLaunchesToLearn
             << " launches stored";
@@ -52,6 +92,7 @@ std::string renderText(const LearnReport& report) {
             out << ", " << kLaunchesToLearn - report.samplesStored << " more make a final endpoint";
         }
     }
+    out << doubtsOf(report);
     if (report.launches.empty()) {
         out << (report.finalEndpointMs ? " (already learned)" : "");
     } else {
@@ -64,23 +105,41 @@ std::string renderText(const LearnReport& report) {
 std::string renderJson(const LearnReport& report) {
     Json launches = Json::array();
     for (const LaunchResult& launch : report.launches) {
-        launches.push_back(
-            {{"endpoint_ms", orNull(launch.endpointMs)}, {"outcome", outcomeText(launch.outcome)}});
+        Json json{{"endpoint_ms", orNull(launch.endpointMs)},
+                  {"outcome", outcomeText(launch.outcome)}};
+        addAssessment(json, launch.assessment);
+        launches.push_back(json);
     }
-    return jsonLine({{"schema_version", kSchemaVersion},
-                     {"package", report.package},
-                     {"followed_name", report.followed},
-                     {"launches", launches},
-                     {"learned", report.finalEndpointMs.has_value()},
-                     {"final_endpoint_ms", orNull(report.finalEndpointMs)}});
+    Json json{{"schema_version", kSchemaVersion},
+              {"package", report.package},
+              {"followed_name", report.followed},
+              {"launches", launches},
+              {"learned", report.finalEndpointMs.has_value()},
+              {"final_endpoint_ms", orNull(report.finalEndpointMs)}};
+    addAssessment(json, report.inheritance.assessment);
+    return jsonLine(json);
 }
 
-int exitCodeOf(const LearnReport& report, bool interrupted) {
+const LaunchResult* doubtedLaunch(const LearnReport& report) {
+    const LaunchResult* found = nullptr;
+    bool hasOption = false;
+    for (const LaunchResult& launch : report.launches) {
+        if (!isStored(launch) || !launch.assessment.isDoubted() || !launch.judged) continue;
+        const bool helps = remedyOption(launch.judged->seen, launch.judged->verdict).has_value();
+        if (helps || !hasOption) found = &launch;
+        hasOption = hasOption || helps;
+    }
+    return found;
+}
+
+int exitCodeOf(const LearnReport& report, bool interrupted, bool isStrict) {
     const bool storeFailed = std::any_of(
         report.launches.begin(), report.launches.end(),
         [](const LaunchResult& launch) { return launch.outcome == LaunchOutcome::kStoreFailed; });
     if (storeFailed) return kEnvironment;
-    if (report.finalEndpointMs || allAskedAreStored(report)) return kDone;
+    if (report.finalEndpointMs || allAskedAreStored(report)) {
+        return isStrict && report.inheritance.doubted > 0 ? kDoubted : kDone;
+    }
     return interrupted ? kInterrupted : kNotLearned;
 }
 

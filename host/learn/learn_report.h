@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/learn/tree_growth.h"
+#include "host/library/judged_launch.h"
 #include "host/library/launch_record.h"
 
 namespace host {
@@ -19,6 +20,8 @@ struct LaunchResult {
     bool countFailed = false;                ///< the store did not count the launch
     std::optional<GrownProcess> otherGrew;   ///< much more than the process that was sampled
     std::string storeFault;                  ///< why either failed, and what to do
+    Assessment assessment;
+    std::optional<JudgedLaunch> judged;  ///< only of a launch that came to an end
 };
 
 struct LearnReport {
@@ -30,16 +33,21 @@ struct LearnReport {
     std::string followed;                         ///< the name that was looked for
     bool followedWasSeen = false;                 ///< it is the one that COMMAND showed before
     std::vector<std::string> namesShown;          ///< when that was not found: those there were
+    Inheritance inheritance;  ///< of the launches that make the final endpoint, or will
 };
 
-/// "1200 ms stored", "undecided".
+/// "840 ms stored, 1043 ms after the start; doubted: still growing", "undecided".
 std::string renderResult(const LaunchResult& result);
 
 // Each ends with a newline.
 std::string renderText(const LearnReport& report);
 std::string renderJson(const LearnReport& report);
 
-/// The exit code for what was reached.
-int exitCodeOf(const LearnReport& report, bool interrupted);
+/// The last doubted launch that was stored, of those with an option that helps
+/// where there are such; null without any.
+const LaunchResult* doubtedLaunch(const LearnReport& report);
+
+/// The exit code for what was reached; `isStrict` minds doubts.
+int exitCodeOf(const LearnReport& report, bool interrupted, bool isStrict);
 
 }  // namespace host

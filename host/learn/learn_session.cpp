@@ -2,11 +2,13 @@
 #include "host/learn/learn_session.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
 #include "host/base/printable.h"
 #include "host/base/steady_clock.h"
+#include "host/learn/look_after.h"
 #include "host/learn/shown_name.h"
 #include "host/learn/tree_growth.h"
 #include "host/library/fd_counts.h"
@@ -55,6 +57,7 @@ struct LearnSession::Launch {
     LaunchWatch watch;
     ShownName shownName;
     TreeGrowth growth;
+    std::optional<LookAfter> after;
     LaunchPhase lastPhase = LaunchPhase::kPending;
     double lastLookMs = 0;
     bool hasNotedNames = false;
@@ -93,6 +96,8 @@ LearnReport LearnSession::run() {
     report.followed = mFollowed;
     report.followedWasSeen = mOptions.follow.empty() && !mMayFollowOther;
     report.namesShown = mNamesShown;
+    report.inheritance =
+        inheritedFrom(History(mState.history()).read().of(mOptions.package).latest);
     return report;
 }
 
@@ -122,7 +127,9 @@ std::optional<LaunchResult> LearnSession::tryOnce(int number) {
     if (launch.watch.record().phase() != LaunchPhase::kEnded) follow(launch);
     launch.command.tend();
     launch.growth.take(lookAt(launch.command.processes()));
-    const LaunchResult result = judge(launch);
+    LaunchResult result = judge(launch);
+    lookAfter(launch);
+    assess(result, launch);
     launch.command.end();
     if (showsOtherName(launch)) {
         followOtherName(launch.shownName.name());
@@ -159,6 +166,7 @@ void LearnSession::awaitEnd(Launch& launch) {
         const double nowMs = steadyMs();
         const LaunchRecord record = launch.watch.record();
         if (mOptions.fdCounts && record.phase() == LaunchPhase::kSampling) fdCounts.take();
+        if (record.phase() == LaunchPhase::kConcluding) lookOn(launch);
         launch.command.tend();
         mOutput.keepBounded();
         look(launch, record, nowMs - startMs);
@@ -199,6 +207,27 @@ bool LearnSession::mustStop(const Launch& launch, const LaunchRecord& record, do
     if (record.phase() != LaunchPhase::kHunting) return false;
     const bool isLost = launch.shownName.verdict() != ShownName::Verdict::kOpen;
     return launch.command.hasEnded() || (isLost && mOptions.follow.empty());
+}
+
+// The library has taken its last sample of the launch by then.
+void LearnSession::lookOn(Launch& launch) const {
+    if (mOptions.lookAfterMs == 0.0) return;
+    if (!launch.after) launch.after.emplace(launch.watch.recorded());
+    if (!launch.after->hasEnded()) launch.after->look(steadyMs());
+}
+
+void LearnSession::lookAfter(Launch& launch) {
+    lookOn(launch);
+    if (!launch.after) return;
+    LookAfter& after = *launch.after;
+    const double limitMs = mOptions.lookAfterMs.value_or(after.windowMs());
+    while (!after.hasEnded() && !isInterrupted() && after.lookedForMs() < limitMs) {
+        sleepMs(std::max(0, static_cast<int>(std::ceil(after.nextMs() - steadyMs()))));
+        after.look(steadyMs());
+        launch.command.tend();
+        mOutput.keepBounded();
+        mProgress.showLookAfter(after.lookedForMs(), limitMs);
+    }
 }
 
 bool LearnSession::showsOtherName(Launch& launch) const {
@@ -243,6 +272,18 @@ LaunchResult LearnSession::judge(Launch& launch) {
     return result;
 }
 
+// A launch that was stopped is none to judge.
+void LearnSession::assess(LaunchResult& result, Launch& launch) {
+    const LaunchEnding ending = launch.watch.record().ending();
+    if (ending != LaunchEnding::kEndpoint && ending != LaunchEnding::kUndecided) return;
+    const RecordedLaunch recorded = launch.watch.recorded();
+    result.judged.emplace(seenOf(recorded, launch.after ? launch.after->memoryKb() : Series()));
+    const double huntTimeMs = recorded.huntTimeMs.value_or(0);
+    result.assessment = assessmentOf(*result.judged, static_cast<std::int32_t>(huntTimeMs));
+    if (!result.endpointMs) return;
+    result.assessment.sinceStartMs = sinceStartMs(recorded, launch.command.releasedMs());
+}
+
 std::string LearnSession::storeFaultOf(const LaunchRecord& record) const {
     const std::string& error = record.databaseError();
     if (error.empty()) return "it gave no reason; see " + mState.log();
@@ -254,7 +295,8 @@ void LearnSession::note(const LaunchResult& result, std::int64_t launchedAtUnixM
     LaunchEntry entry{launchedAtUnixMs,      "learn",
                       mOptions.package,      mOptions.kind.type,
                       mOptions.kind.subtype, outcomeText(result.outcome),
-                      result.endpointMs,     std::nullopt};
+                      result.endpointMs,     std::nullopt,
+                      result.assessment};
     const std::int32_t finalMs = mLibrary.finalEndpointMs(mOptions.package);
     if (finalMs > 0) entry.finalEndpointMs = finalMs;
     History(mState.history()).note(entry);

@@ -29,6 +29,8 @@ struct LearnOptions {
     std::string follow;     ///< the name that the process to learn shows; empty: find it out
     CommandLine command;
     std::function<void(const RecordedLaunch&)> keep;  ///< gets each launch whole; may be empty
+    /// How long to look on behind each launch; without it as long as the library did.
+    std::optional<double> lookAfterMs;
 };
 
 /// One per process, on one thread.
@@ -57,7 +59,10 @@ private:
     void followOtherName(const std::string& name);
     void followName(const std::string& name);
     void noteNames(Launch& launch);
+    void lookOn(Launch& launch) const;
+    void lookAfter(Launch& launch);
     LaunchResult judge(Launch& launch);
+    static void assess(LaunchResult& result, Launch& launch);
     std::string storeFaultOf(const LaunchRecord& record) const;
     void note(const LaunchResult& result, std::int64_t launchedAtUnixMs);
 

@@ -45,15 +45,18 @@ double shareDone(const LaunchRecord& record, double phaseTimeMs) {
     return 1;
 }
 
-}  // namespace
-
-std::string barText(const std::string& title, const LaunchRecord& record, double phaseTimeMs) {
-    const int done = static_cast<int>(shareDone(record, phaseTimeMs) * kBarCells);
+std::string barOf(const std::string& title, double share, const char* phase, double phaseTimeMs) {
+    const int done = static_cast<int>(std::min(1.0, share) * kBarCells);
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, " %.1f s", phaseTimeMs / 1000);
     return title + " [" + std::string(static_cast<std::size_t>(done), '#') +
-           std::string(static_cast<std::size_t>(kBarCells - done), '-') + "] " +
-           phaseText(record.phase()) + seconds;
+           std::string(static_cast<std::size_t>(kBarCells - done), '-') + "] " + phase + seconds;
+}
+
+}  // namespace
+
+std::string barText(const std::string& title, const LaunchRecord& record, double phaseTimeMs) {
+    return barOf(title, shareDone(record, phaseTimeMs), phaseText(record.phase()), phaseTimeMs);
 }
 
 Progress::Style Progress::styleFor(bool quiet, bool logIsShown) {
@@ -73,9 +76,19 @@ void Progress::show(const LaunchRecord& record) {
         mPhase = record.phase();
         mPhaseStartMs = steadyMs();
     }
-    if (mStyle != Style::kBar) return;
-    const std::string title = "launch " + std::to_string(mNumber) + '/' + std::to_string(mLaunches);
-    std::fprintf(stderr, "\r\033[K%s", barText(title, record, steadyMs() - mPhaseStartMs).c_str());
+    bar(barText(title(), record, steadyMs() - mPhaseStartMs));
+}
+
+void Progress::showLookAfter(double lookedForMs, double limitMs) {
+    bar(barOf(title(), lookedForMs / std::max(limitMs, 1.0), "looking on", lookedForMs));
+}
+
+std::string Progress::title() const {
+    return "launch " + std::to_string(mNumber) + '/' + std::to_string(mLaunches);
+}
+
+void Progress::bar(const std::string& text) const {
+    if (mStyle == Style::kBar) std::fprintf(stderr, "\r\033[K%s", text.c_str());
 }
 
 void Progress::note(const std::string& text) {

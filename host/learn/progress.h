@@ -22,11 +22,16 @@ public:
     /// Shows how far the launch has come; only the bar does.
     void show(const LaunchRecord& record);
 
+    /// The same of the time behind the library's window.
+    void showLookAfter(double lookedForMs, double limitMs);
+
     void note(const std::string& text);
 
     void endLaunch(const std::string& result);
 
 private:
+    void bar(const std::string& text) const;
+    std::string title() const;
     void line(const std::string& text);
 
     const Style mStyle;

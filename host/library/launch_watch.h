@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "host/base/steady_clock.h"
 #include "host/library/launch_record.h"
 #include "host/library/log_sink.h"
 #include "host/library/series_recorder.h"
@@ -43,7 +44,7 @@ private:
     void take(const LogLine& line) {
         const std::lock_guard<std::mutex> lock(mMutex);
         mRecord.take(line);
-        mRecorder.take(line);
+        mRecorder.take(line, steadyMs());
         if (mRecord.phase() == LaunchPhase::kEnded) mEnded.notify_all();
     }
 

@@ -27,6 +27,8 @@ constexpr std::string_view kMemory = "Process total rss = ";
 constexpr std::string_view kOomScore = " OmmScore (";
 constexpr std::string_view kFdCount = "FD info ";
 constexpr std::string_view kEvaluation = "vmRssBias=";
+constexpr std::string_view kMetricEndpoint = " EndPoint IDX ";
+constexpr std::string_view kFinalEndpoint = "Final EndPoint * * * IDX ";
 constexpr std::string_view kAborted = "Abort Detected for ";
 constexpr std::string_view kLearned = "Learned Launch Endpoint for ";
 constexpr std::string_view kUndecided = "Launch Endpoint could not determined for ";

@@ -8,8 +8,9 @@
 
 namespace host {
 
-void SeriesRecorder::take(const LogLine& line) {
+void SeriesRecorder::take(const LogLine& line, double nowMs) {
     if (line.tag != log::kLearnerTag) return;
+    mNowMs = nowMs;
     if (startsWith(line.message, log::kMemory)) {
         takeSample(Metric::kVmRss, integerAfterLast(line.message, log::kMemory), 1);
     } else if (line.function == "getProcessOMMScore") {
@@ -31,16 +32,32 @@ void SeriesRecorder::takeStep(const LogLine& line) {
         mUnderway.reset();
     } else if (line.function == "clearAll" && message == log::kCleared) {
         mLaunch.series = {};
+        mLaunch.sampledAtMs.clear();
     } else if (startsWith(message, log::kFoundProcess)) {
         takeFound(message);
+    } else if (startsWith(message, log::kSampleBudget)) {
+        mLaunch.sampleBudget =
+            static_cast<std::size_t>(integerAfterLast(message, log::kSampleBudget));
+    } else if (line.function == "calculateEndp") {
+        takeEndpoint(message);
+    } else if (startsWith(message, log::kFinalEndpoint)) {
+        mLaunch.finalIndex = integerAfterLast(message, log::kFinalEndpoint);
     } else if (startsWith(message, log::kEvaluation)) {
         mUnderway = lengths();
+        mLaunch.memoryEndpoints.resize(mLaunch.evaluations.size());
     } else if (line.function == "exportToFile" && mUnderway) {
         mLaunch.evaluations.push_back(*mUnderway);
         mUnderway.reset();
     } else if (startsWith(message, log::kAborted)) {
         mLaunch.isAborted = true;
     }
+}
+
+// Of the three metrics memory comes first.
+void SeriesRecorder::takeEndpoint(std::string_view message) {
+    if (message.find(log::kMetricEndpoint) == std::string_view::npos) return;
+    if (mLaunch.memoryEndpoints.size() > mLaunch.evaluations.size()) return;
+    mLaunch.memoryEndpoints.push_back(integerAfterLast(message, log::kMetricEndpoint));
 }
 
 void SeriesRecorder::takeFound(std::string_view message) {
@@ -55,7 +72,9 @@ void SeriesRecorder::takeFound(std::string_view message) {
 // drops what comes.
 void SeriesRecorder::takeSample(Metric metric, std::int32_t value, std::int32_t smallest) {
     Series& series = mLaunch.series[metric];
-    if (value >= smallest && series.size() < kMostSamples) series.push_back(value);
+    if (value < smallest || series.size() >= kMostSamples) return;
+    series.push_back(value);
+    if (metric == Metric::kVmRss) mLaunch.sampledAtMs.push_back(mNowMs);
 }
 
 SeriesLengths SeriesRecorder::lengths() const {

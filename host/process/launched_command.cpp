@@ -214,6 +214,7 @@ void LaunchedCommand::expectReport() {
 void LaunchedCommand::release() {
     if (mTerminal) mTerminal->giveTo(mPid);
     const char go = 1;
+    mReleasedMs = steadyMs();
     [[maybe_unused]] const ssize_t written = write(mGate.get(), &go, 1);
     expectReport();
     mGate.reset();

@@ -45,6 +45,9 @@ public:
     /// Lets it run the program. Throws HostError.
     void release();
 
+    /// When that was, on the steady clock: the program's start.
+    double releasedMs() const { return mReleasedMs; }
+
     /// Takes notice of new and ended processes and keeps the task list; to be
     /// called every few tens of ms while the command runs. Throws HostError
     /// when the list cannot be kept.
@@ -78,6 +81,7 @@ private:
     UniqueFd mReports;
     std::string mProgram;
     pid_t mPid = -1;
+    double mReleasedMs = 0;
 };
 
 }  // namespace host

@@ -1,7 +1,9 @@
 // What is told of a launch beside its endpoint, and kept in the history.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,17 +26,25 @@ struct Assessment {
     bool isDoubted() const { return doubts && !doubts->empty(); }
 };
 
+/// The doubts as a person reads them, "still changing, decided at a rest"; empty without.
+std::string doubtNames(const Assessment& assessment);
+
+/// What launches pass on to the endpoint that is their mean.
+struct Inheritance {
+    Assessment assessment;
+    std::size_t judged = 0;   ///< launches
+    std::size_t doubted = 0;  ///< of these
+};
+
+/// Times are means, none unless every launch has one, with the largest of the
+/// errors; doubts are those of any launch, none when no launch was judged.
+Inheritance inheritedFrom(const std::deque<Assessment>& launches);
+
 /// The verdict's members, all but since_start_ms: a recorded launch does not tell
 /// when its program started.
-inline void addVerdict(Json& object, const Assessment& assessment) {
-    object["doubts"] = orNull(assessment.doubts);
-    object["second_opinion_ms"] = orNull(assessment.secondOpinionMs);
-    object["second_opinion_error_ms"] = orNull(assessment.secondOpinionErrorMs);
-}
+void addVerdict(Json& object, const Assessment& assessment);
 
-inline void addAssessment(Json& object, const Assessment& assessment) {
-    object["since_start_ms"] = orNull(assessment.sinceStartMs);
-    addVerdict(object, assessment);
-}
+/// All members.
+void addAssessment(Json& object, const Assessment& assessment);
 
 }  // namespace host

@@ -11,6 +11,7 @@
 #include "host/base/printable.h"
 #include "host/base/regular_file.h"
 #include "host/base/rotating_file.h"
+#include "host/state/store_reader.h"
 
 namespace host {
 namespace {
@@ -37,6 +38,12 @@ std::optional<std::int32_t> integerAt(const Json& object, const char* name) {
     return integerOf<std::int32_t>(*found);
 }
 
+std::optional<std::vector<std::string>> wordsAt(const Json& object, const char* name) {
+    const auto found = object.find(name);
+    if (found == object.end() || found->is_null()) return std::nullopt;
+    return found->get<std::vector<std::string>>();
+}
+
 // A name as an entry holds it.
 std::string asUtf8(const std::string& name) {
     return Json::parse(jsonLine(name)).get<std::string>();
@@ -50,7 +57,13 @@ void addEntry(HistoryContents& contents, const LaunchEntry& entry) {
     }
     PackageHistory& package = contents.byPackage[entry.package];
     package.lastLaunchedAtUnixMs = entry.launchedAtUnixMs;
-    if (entry.endpointMs) package.endpointsMs.push_back(*entry.endpointMs);
+    if (!entry.endpointMs) return;
+    package.endpointsMs.push_back(*entry.endpointMs);
+    const Assessment& assessment = entry.assessment;
+    if (assessment.sinceStartMs) package.sinceStartMs.push_back(*assessment.sinceStartMs);
+    package.latest.push_back(assessment);
+    if (package.latest.size() > static_cast<std::size_t>(kLaunchesToLearn))
+        package.latest.pop_front();
 }
 
 void addLine(HistoryContents& contents, const TextLine& line) {
@@ -73,15 +86,17 @@ void addFile(HistoryContents& contents, const std::string& path) {
 }  // namespace
 
 std::string toJsonLine(const LaunchEntry& entry) {
-    return jsonLine({{"schema_version", kSchemaVersion},
-                     {"launched_at_unix_ms", entry.launchedAtUnixMs},
-                     {"source", entry.source},
-                     {"package", entry.package},
-                     {"launch_type", entry.type},
-                     {"launch_subtype", entry.subtype},
-                     {"outcome", entry.outcome},
-                     {"endpoint_ms", orNull(entry.endpointMs)},
-                     {"final_endpoint_ms", orNull(entry.finalEndpointMs)}});
+    Json json{{"schema_version", kSchemaVersion},
+              {"launched_at_unix_ms", entry.launchedAtUnixMs},
+              {"source", entry.source},
+              {"package", entry.package},
+              {"launch_type", entry.type},
+              {"launch_subtype", entry.subtype},
+              {"outcome", entry.outcome},
+              {"endpoint_ms", orNull(entry.endpointMs)},
+              {"final_endpoint_ms", orNull(entry.finalEndpointMs)}};
+    addAssessment(json, entry.assessment);
+    return jsonLine(json);
 }
 
 std::optional<LaunchEntry> parseHistoryLine(std::string_view line) {
@@ -96,6 +111,9 @@ std::optional<LaunchEntry> parseHistoryLine(std::string_view line) {
         entry.outcome = object.at("outcome").get<std::string>();
         entry.endpointMs = integerAt(object, "endpoint_ms");
         entry.finalEndpointMs = integerAt(object, "final_endpoint_ms");
+        entry.assessment = {integerAt(object, "since_start_ms"), wordsAt(object, "doubts"),
+                            integerAt(object, "second_opinion_ms"),
+                            integerAt(object, "second_opinion_error_ms")};
         return entry;
     } catch (const std::exception&) {
         return std::nullopt;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <string>
@@ -9,13 +10,16 @@
 #include <vector>
 
 #include "host/base/line_reader.h"
+#include "host/state/assessment.h"
 
 namespace host {
 
 /// One line of the history, and of what watch prints with --json:
 ///   schema_version 1, launched_at_unix_ms, source ("learn", "watch"), package,
-///   launch_type, launch_subtype, outcome, endpoint_ms, final_endpoint_ms
-/// null stands for what was not measured. A line with the outcome "erased"
+///   launch_type, launch_subtype, outcome, endpoint_ms, final_endpoint_ms,
+///   since_start_ms, doubts, second_opinion_ms, second_opinion_error_ms
+/// null stands for what was not measured; lines of older versions, which lack the
+/// last four, are read as if these were null. A line with the outcome "erased"
 /// makes those before it of the same package void.
 struct LaunchEntry {
     std::int64_t launchedAtUnixMs = 0;
@@ -26,6 +30,7 @@ struct LaunchEntry {
     std::string outcome;
     std::optional<std::int32_t> endpointMs;       ///< of a stored launch
     std::optional<std::int32_t> finalEndpointMs;  ///< of the package, after the launch
+    Assessment assessment{};                      ///< of the launch
 };
 
 /// The outcome of the line that stands for an erasure.
@@ -41,7 +46,9 @@ std::optional<LaunchEntry> parseHistoryLine(std::string_view line);
 /// What the history tells of one package.
 struct PackageHistory {
     std::optional<std::int64_t> lastLaunchedAtUnixMs;
-    std::vector<double> endpointsMs;  ///< of the stored launches, oldest first
+    std::vector<double> endpointsMs;   ///< of the stored launches, oldest first
+    std::vector<double> sinceStartMs;  ///< theirs, where measured
+    std::deque<Assessment> latest;     ///< of as many stored launches as make a final endpoint
 };
 
 struct HistoryContents {

@@ -25,6 +25,11 @@ std::optional<Spread> spreadIn(const PackageHistory& history) {
     return spreadOf(history.endpointsMs);
 }
 
+std::optional<double> sinceStartMedianMs(const PackageHistory& history) {
+    if (history.sinceStartMs.empty()) return std::nullopt;
+    return spreadOf(history.sinceStartMs).medianMs;
+}
+
 // The columns of --csv and the members of --json, in order.
 Json toJson(const StoredPackage& package, const PackageHistory& history) {
     Json json{{"package", package.name},
@@ -43,6 +48,8 @@ Json toJson(const StoredPackage& package, const PackageHistory& history) {
     add("endpoint_min_ms", [](const Spread& s) { return std::llround(s.smallestMs); });
     add("endpoint_median_ms", [](const Spread& s) { return s.medianMs; });
     add("endpoint_max_ms", [](const Spread& s) { return std::llround(s.largestMs); });
+    json["since_start_median_ms"] = orNull(sinceStartMedianMs(history));
+    addAssessment(json, inheritedFrom(history.latest).assessment);
     return json;
 }
 
@@ -75,12 +82,27 @@ std::string lastLaunchedText(const PackageHistory& history) {
     return history.lastLaunchedAtUnixMs ? localTime(*history.lastLaunchedAtUnixMs) : "-";
 }
 
+std::string sinceStartText(const PackageHistory& history) {
+    const std::optional<std::int32_t> ms = inheritedFrom(history.latest).assessment.sinceStartMs;
+    return ms ? std::to_string(*ms) + " ms" : "-";
+}
+
+// A dash where nothing was judged, as in the histories of older versions.
+std::string doubtsText(const PackageHistory& history) {
+    const Inheritance inheritance = inheritedFrom(history.latest);
+    if (inheritance.judged == 0) return "-";
+    return inheritance.doubted == 0 ? "none" : printable(doubtNames(inheritance.assessment));
+}
+
 std::string spreadText(const PackageHistory& history) {
     const std::optional<Spread> spread = spreadIn(history);
     if (!spread) return "-";
     std::ostringstream out;
     out << std::fixed << std::setprecision(0) << spread->smallestMs << " to " << spread->largestMs
         << " ms, median " << spread->medianMs << " of " << history.endpointsMs.size();
+    if (const auto sinceStart = sinceStartMedianMs(history)) {
+        out << " (since start " << *sinceStart << ")";
+    }
     return out.str();
 }
 
@@ -93,14 +115,20 @@ std::string finalEndpointText(const StoredPackage& package) {
 }  // namespace
 
 std::string renderText(const std::vector<StoredPackage>& packages, const HistoryContents& history) {
-    std::size_t width = std::string("PACKAGE").size();
-    for (const StoredPackage& package : packages)
-        width = std::max(width, printable(package.name).size());
-    const auto nameWidth = static_cast<int>(width);
+    std::size_t names = std::string("PACKAGE").size();
+    std::size_t doubts = std::string("DOUBTS").size();
+    for (const StoredPackage& package : packages) {
+        names = std::max(names, printable(package.name).size());
+        doubts = std::max(doubts, doubtsText(history.of(package.name)).size());
+    }
+    const auto nameWidth = static_cast<int>(names);
+    const auto doubtsWidth = static_cast<int>(doubts);
 
     std::ostringstream out;
     out << std::left << std::setw(nameWidth) << "PACKAGE"
-        << "  LAUNCHES  STORED  NEEDED  LEARNED  FINAL ENDPOINT  LAST LAUNCHED     MEASURED\n";
+        << "  LAUNCHES  STORED  NEEDED  LEARNED  FINAL ENDPOINT  SINCE START  "
+        << std::setw(doubtsWidth) << "DOUBTS"
+        << "  LAST LAUNCHED     MEASURED\n";
     for (const StoredPackage& package : packages) {
         const PackageHistory& launches = history.of(package.name);
         out << std::left << std::setw(nameWidth) << printable(package.name) << std::right
@@ -108,8 +136,9 @@ std::string renderText(const std::vector<StoredPackage>& packages, const History
             << package.launchEndpointsMs.size() << std::setw(8)
             << (package.learned ? "-" : std::to_string(samplesNeeded(package))) << "  " << std::left
             << std::setw(7) << (package.learned ? "yes" : "no") << "  " << std::setw(14)
-            << finalEndpointText(package) << "  " << std::setw(16) << lastLaunchedText(launches)
-            << "  " << spreadText(launches) << '\n';
+            << finalEndpointText(package) << "  " << std::setw(11) << sinceStartText(launches)
+            << "  " << std::setw(doubtsWidth) << doubtsText(launches) << "  " << std::setw(16)
+            << lastLaunchedText(launches) << "  " << spreadText(launches) << '\n';
     }
     return out.str();
 }
@@ -133,6 +162,7 @@ std::string renderCsv(const std::vector<StoredPackage>& packages, const HistoryC
         Json row = toJson(package, history.of(package.name));
         if (isForTerminal) row["package"] = printable(package.name);
         out << kSchemaVersion;
+        if (row["doubts"].is_array() && row["doubts"].empty()) row["doubts"] = "none";
         for (const Json& value : row)
             out << ',' << csvField(value);
         out << '\n';

@@ -29,6 +29,8 @@ struct LearnArguments {
     bool givesInput = false;
     bool givesTerminal = false;
     bool json = false;
+    bool strict = false;
+    double lookAfterSeconds = -1;  // without it: as long as the library looks
     bool realCpuset = false;
 };
 
@@ -106,6 +108,7 @@ int learnHere(LearnArguments& arguments, const Invocation& invocation, const Sta
     if (arguments.dump && options.package.find('/') == std::string::npos) {
         options.keep = [&](const RecordedLaunch& launch) { writeDumpOf(options, launch, dumps); };
     }
+    if (arguments.lookAfterSeconds >= 0) options.lookAfterMs = 1000 * arguments.lookAfterSeconds;
     keepNewFilesPrivate();
     const CommandOutput output(state);
     LogSink log(state.log(), invocation.logLevel, invocation.verbose);
@@ -115,7 +118,7 @@ int learnHere(LearnArguments& arguments, const Invocation& invocation, const Sta
     const LearnReport report = session.run();
     print(arguments.json ? renderJson(report) : renderText(report), kLearnedIsKept);
     advise(report, adviceContextOf(arguments, invocation, state, output));
-    return exitCodeOf(report, isInterrupted());
+    return exitCodeOf(report, isInterrupted(), arguments.strict);
 }
 
 int learn(LearnArguments& arguments, const Invocation& invocation) {
@@ -160,6 +163,12 @@ void addLearnVerb(CLI::App& app, Invocation& invocation) {
                      "Launch subtype (default 0): of type 1, 1 and 2 are sampled for three\n"
                      "seconds; of type 2, 1 and 2 must be stable for longer, -1 not as long")
         ->type_name("S");
+    verb->add_option("--look-after", arguments->lookAfterSeconds,
+                     "Go on looking behind each launch for so long, to see whether memory\n"
+                     "stays (default: as long as the library looked; 0: do not)")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.0, 3600.0));
+    verb->add_flag("--strict", arguments->strict, "Exit with 4 when what was learned is doubted");
     verb->add_flag("--dump", arguments->dump, "Write each launch's series to the dumps folder");
     verb->add_option("--keep-dumps", arguments->dumpsKept,
                      "Launches of PACKAGE that its dump keeps, the last (default 50)")

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/steady_clock.h"
 #include "host/library/log_messages.h"
 
 namespace host {
@@ -46,14 +47,14 @@ void LaunchLedger::begin(std::string_view package, const LogLine& line) {
         end(*it, LaunchOutcome::kSuperseded);
     mCurrent = *taken;
     mCurrent->record.take(line);
-    mRecorder.take(line);
+    mRecorder.take(line, steadyMs());
     mWaiting.erase(mWaiting.begin(), newest.base());
 }
 
 void LaunchLedger::follow(const LogLine& line) {
     if (!mCurrent) return;
     mCurrent->record.take(line);
-    mRecorder.take(line);
+    mRecorder.take(line, steadyMs());
     if (mCurrent->record.phase() != LaunchPhase::kEnded) return;
     mCurrent->recorded = mRecorder.launch();
     mEnded.push_back(*std::exchange(mCurrent, std::nullopt));

@@ -15,6 +15,9 @@ namespace {
 using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using Words = std::vector<std::string>;
+
+const Words kSettled;
 
 LaunchEntry entryOf(const std::string& package, std::int64_t atUnixMs,
                     std::optional<std::int32_t> endpointMs,
@@ -67,6 +70,44 @@ TEST_F(HistoryTest, NumbersThatAnEntryCannotHoldMakeTheLineUnreadable) {
         EXPECT_FALSE(with(":7", bad)) << bad;
 }
 
+// Of the version before doubts.
+constexpr const char* kOldLine =
+    R"({"schema_version":1,"launched_at_unix_ms":5,"source":"learn","package":"com.a",)"
+    R"("launch_type":1,"launch_subtype":0,"outcome":"stored","endpoint_ms":300,)"
+    R"("final_endpoint_ms":null})";
+
+LaunchEntry judgedEntry(std::int32_t endpointMs, const Assessment& assessment) {
+    LaunchEntry entry = entryOf("com.a", 9, endpointMs);
+    entry.assessment = assessment;
+    return entry;
+}
+
+TEST_F(HistoryTest, OldLinesAreReadAsNotJudgedAndNewOnesKeepTheirDoubts) {
+    const std::optional<LaunchEntry> old = parseHistoryLine(kOldLine);
+    ASSERT_TRUE(old);
+    EXPECT_FALSE(old->assessment.doubts);
+    const std::string line = toJsonLine(judgedEntry(600, {803, Words{"growing"}, 990, 15}));
+    EXPECT_THAT(line, HasSubstr(R"("final_endpoint_ms":null,"since_start_ms":803,)"
+                                R"("doubts":["growing"],"second_opinion_ms":990,)"
+                                R"("second_opinion_error_ms":15})"));
+    EXPECT_EQ(toJsonLine(*parseHistoryLine(line)), line);
+    EXPECT_FALSE(parseHistoryLine(R"({"doubts":[7],)" + std::string(kOldLine).substr(1)));
+
+    std::ofstream(mFile) << kOldLine << '\n' << line;
+    const Inheritance mixed = inheritedFrom(mHistory.read().of("com.a").latest);
+    EXPECT_EQ(mixed.judged, 1U);
+    EXPECT_FALSE(mixed.assessment.sinceStartMs) << "of one of two";
+    for (int i = 0; i < 4; ++i)
+        mHistory.note(judgedEntry(600, {801, kSettled, 600, 30}));
+    const Inheritance made = inheritedFrom(mHistory.read().of("com.a").latest);
+    EXPECT_EQ(made.judged, 5U) << "the old one is the sixth";
+    EXPECT_EQ(made.doubted, 1U);
+    EXPECT_EQ(made.assessment.sinceStartMs, 801);
+    EXPECT_THAT(*made.assessment.doubts, ElementsAre("growing"));
+    EXPECT_EQ(made.assessment.secondOpinionMs, 678);
+    EXPECT_EQ(made.assessment.secondOpinionErrorMs, 30);
+}
+
 TEST_F(HistoryTest, FileThatCannotBeReadIsNotTakenForAnEmptyOne) {
     std::filesystem::create_directory(mFile);
     EXPECT_THROW(mHistory.read(), HostError);
@@ -93,8 +134,14 @@ TEST_F(HistoryTest, FileStaysBoundedAndTheLastLaunchesStayKnown) {
 }
 
 TEST_F(HistoryTest, ShowTellsTheSpreadAndLeavesEmptyWhatWasNotMeasured) {
-    for (const int endpointMs : {300, 900, 330, 360})
-        mHistory.note(entryOf("com.a", 1795235127364, endpointMs));
+    for (const int endpointMs : {300, 900, 330, 360}) {
+        LaunchEntry entry = judgedEntry(endpointMs, {endpointMs + 203, kSettled, endpointMs, 15});
+        entry.launchedAtUnixMs = 1795235127364;
+        mHistory.note(entry);
+    }
+    LaunchEntry doubted = judgedEntry(30, {240, Words{"growing", "at_rest"}, {}, {}});
+    doubted.package = "d\xff";
+    mHistory.note(doubted);
     const StoredPackage known{"com.a", false, 4, {300, 900, 330, 360}, {}};
     const StoredPackage hostile{"b \",\n", true, 9, {}, {450}};
     const StoredPackage damaged{"d\xff", true, 9, {}, {450, 460}};
@@ -102,15 +149,21 @@ TEST_F(HistoryTest, ShowTellsTheSpreadAndLeavesEmptyWhatWasNotMeasured) {
     EXPECT_EQ(renderCsv({known, hostile}, history, false),
               "schema_version,package,launch_events,samples_stored,samples_needed,"
               "launch_endpoints_ms,learned,final_endpoint_ms,last_launched_at_unix_ms,"
-              "launches_measured,endpoint_min_ms,endpoint_median_ms,endpoint_max_ms\n"
-              "1,com.a,4,4,1,300 900 330 360,false,,1795235127364,4,300,345.0,900\n"
-              "1,\"b \"\",\n\",9,0,,,true,450,,,,,\n");
+              "launches_measured,endpoint_min_ms,endpoint_median_ms,endpoint_max_ms,"
+              "since_start_median_ms,since_start_ms,doubts,second_opinion_ms,"
+              "second_opinion_error_ms\n"
+              "1,com.a,4,4,1,300 900 330 360,false,,1795235127364,4,300,345.0,900,"
+              "548.0,676,none,473,15\n"
+              "1,\"b \"\",\n\",9,0,,,true,450,,,,,,,,,,\n");
     EXPECT_THAT(renderJson({known, damaged}, history),
                 HasSubstr(R"("final_endpoint_ms":null,"last_launched_at_unix_ms":1795235127364,)"
                           R"("launches_measured":4,"endpoint_min_ms":300,)"
-                          R"("endpoint_median_ms":345.0,"endpoint_max_ms":900)"));
+                          R"("endpoint_median_ms":345.0,"endpoint_max_ms":900,)"
+                          R"("since_start_median_ms":548.0,"since_start_ms":676,"doubts":[],)"));
     const std::string text = renderText({hostile, damaged}, history);
-    EXPECT_THAT(text, HasSubstr("damaged; erase it"));
+    EXPECT_THAT(text,
+                HasSubstr("damaged; erase it  240 ms       still changing, decided at a rest  "));
+    EXPECT_THAT(renderText({known}, history), HasSubstr("  676 ms       none    "));
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3) << text;
 }
 

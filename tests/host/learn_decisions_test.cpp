@@ -5,6 +5,7 @@
 
 #include "host/base/exit_code.h"
 #include "host/learn/learn_advice.h"
+#include "host/learn/look_after.h"
 #include "host/learn/shown_name.h"
 #include "host/learn/tree_growth.h"
 
@@ -15,8 +16,10 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 using Tree = std::vector<ProcessLook>;
 
+const std::vector<std::string> kSettled;
 constexpr pid_t kHost = 1;
 constexpr double kNever = 1e9;
 
@@ -170,6 +173,53 @@ LaunchResult resultOf(LaunchOutcome outcome) {
     return result;
 }
 
+/// Stored at sample 10 while its memory went on to sample 50.
+LaunchResult doubtedResult() {
+    RecordedLaunch recorded;
+    recorded.sampleBudget = 34;
+    recorded.finalIndex = 10;
+    recorded.memoryEndpoints = {10};
+    for (int i = 0; i < 34; ++i) {
+        recorded.series[Metric::kVmRss].push_back(20'000 + 1000 * std::max(0, i - 20));
+        recorded.sampledAtMs.push_back(5000.4 + 31 * i);
+    }
+    Series after;
+    for (int i = 34; i < 68; ++i)
+        after.push_back(20'000 + 1000 * std::min(30, i - 20));
+    LaunchResult result = resultOf(LaunchOutcome::kStored);
+    result.judged.emplace(seenOf(recorded, after));
+    result.assessment = assessmentOf(*result.judged, 7);
+    result.assessment.sinceStartMs = sinceStartMs(recorded, 4800);
+    return result;
+}
+
+TEST(LearnReportTest, ALaunchTellsItsTimeSinceTheStartItsDoubtsAndTheSecondOpinion) {
+    EXPECT_THAT(renderResult(doubtedResult()),
+                StartsWith("300 ms stored, 510 ms after the start; doubted: decided at a rest; "
+                           "second opinion 1507 ms, within "));
+    LearnReport report;
+    report.package = "p";
+    report.finalEndpointMs = 300;
+    report.launches = {doubtedResult()};
+    report.inheritance = inheritedFrom({report.launches[0].assessment, {400, kSettled, {}, {}}});
+    EXPECT_EQ(renderText(report),
+              "p: final endpoint 300 ms after the first look (455 ms after the start); doubted: "
+              "decided at a rest (1 of 2 launches); learn it anew with --subtype 1 "
+              "(launches: 300)\n");
+    EXPECT_EQ(exitCodeOf(report, false, true), kDoubted);
+    EXPECT_EQ(exitCodeOf(report, false, false), kDone);
+}
+
+TEST(LookAfterTest, LooksFillAValueAPeriodBehindTheLastSample) {
+    Series memory;
+    addLook(memory, 1000, 31, 1100);
+    addLook(memory, 1000, 44, 9999);  // its period has a value
+    addLook(memory, 1000, 148, 1500);
+    EXPECT_THAT(memory, ElementsAre(1100, 1200, 1300, 1400, 1500));
+    addLook(memory, 1000, -5, 7);
+    EXPECT_EQ(memory.size(), 5U);
+}
+
 class AdviceTest : public testing::Test {
 protected:
     AdviceTest() {
@@ -219,6 +269,8 @@ TEST_F(AdviceTest, EachCauseIsToldOnceAndOnlyWhereItHolds) {
         {{childGrew}, {"'python3', grew by 37 MB; learn that one with --follow 'python3'"}},
         {{forkGrew}, {"'p', grew by 37 MB; the two cannot be told apart"}},
         {{storedButChildGrew}, {"if that is the one, orvo-host erase p, and learn that one"}},
+        {{doubtedResult(), stored},
+         {"went on behind", "orvo-host erase p, and learn it anew with"}},
         {{uncounted}, {"did not count a launch: it is full; free it"}},
         {{full}, {"did not keep the launch: it is full; free it"}},
         {{resultOf(LaunchOutcome::kLimitReached)}, {"500th"}},
@@ -262,7 +314,7 @@ TEST_F(AdviceTest, ExitCodeTellsWhetherWhatWasAskedForIsReached) {
     const LaunchResult undecided = resultOf(LaunchOutcome::kUndecided);
     const auto codeOf = [&](const std::vector<LaunchResult>& launches, bool interrupted = false) {
         mReport.launches = launches;
-        return exitCodeOf(mReport, interrupted);
+        return exitCodeOf(mReport, interrupted, false);
     };
     EXPECT_EQ(codeOf({stored, stored}), kDone);
     EXPECT_EQ(codeOf({stored, undecided}), kNotLearned);

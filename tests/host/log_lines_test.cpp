@@ -1,6 +1,7 @@
 // What the host reads out of the library's log lines.
 #include <android/log.h>
 #include <fstream>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <tuple>
@@ -124,8 +125,9 @@ TEST(LaunchRecordTest, StoresFailuresAreToldApartWithTheLaunchsOwnCause) {
 TEST(SeriesRecorderTest, WhatIsNoSampleAndWhatCameToNoResultIsLeftOut) {
     const auto launchOf = [](const std::vector<Line>& lines) {
         SeriesRecorder recorder;
+        double nowMs = 0;
         for (const Line& line : lines)
-            recorder.take({line.priority, line.tag, line.function, line.message});
+            recorder.take({line.priority, line.tag, line.function, line.message}, ++nowMs);
         return recorder.launch();
     };
     const Line evaluation{kDebug, "vmRssBias=0, streak=5", kLearner, "churnForStablizingPoints"};
@@ -142,6 +144,7 @@ TEST(SeriesRecorderTest, WhatIsNoSampleAndWhatCameToNoResultIsLeftOut) {
     EXPECT_EQ(launch.series.values, (std::array<Series, 3>{Series{70, 70}, Series{}, Series{0}}));
     ASSERT_EQ(launch.evaluations.size(), 1U) << "an exception ended the other";
     EXPECT_EQ(launch.evaluations[0].values, (std::array<std::size_t, 3>{1, 0, 1}));
+    EXPECT_THAT(launch.sampledAtMs, testing::ElementsAre(6, 12)) << "one for each sample of memory";
     EXPECT_EQ(launch.process, 42);
     EXPECT_EQ(launch.huntTimeMs, 200.5);
     lines.insert(lines.end(), {kAbort, kTaken, memory, dumped});

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 
-#include "host/verdict/judged_launch.h"
+#include "host/library/judged_launch.h"
 #include "host/verdict/noise.h"
 #include "host/verdict/verdict_text.h"
 

@@ -55,7 +55,7 @@ protected:
         device::setTasks(std::to_string(mChild.pid()));
         mLog.setListener([this](const host::LogLine& line) {
             ++mLines;
-            mRecorder.take(line);
+            mRecorder.take(line, 0);
         });
         setTavoLogLevel(4);
     }
@@ -114,12 +114,19 @@ TEST_F(RecordedDumpTest, EveryKindOfLaunchIsWrittenAsTheLibraryWouldWriteIt) {
         if (sample <= 20 || sample == 150) mChild.grow(1);
     };
     expectTheSame(1, 0, "\nFinal : ");
+    EXPECT_EQ(mRecorder.launch().sampleBudget, 34U);
+    EXPECT_GT(mRecorder.launch().finalIndex, 0);
+    EXPECT_THAT(mRecorder.launch().memoryEndpoints,
+                testing::ElementsAre(mRecorder.launch().finalIndex));
     mOnSample = [](int) {};
     expectTheSame(1, 2, "mVmRssYoungest");  // steady: undecided
     mOnSample = [this](int sample) {
         if (sample < 400 && sample % 7 == 0) mChild.grow(1);
     };
     expectTheSame(2, 1, "\nFinal : ");
+    EXPECT_EQ(mRecorder.launch().memoryEndpoints.size(), mRecorder.launch().evaluations.size());
+    EXPECT_THAT(mRecorder.launch().memoryEndpoints,
+                testing::Contains(mRecorder.launch().finalIndex));
     mOnSample = [this](int sample) {
         if (sample == 400) setData(ORVO_SET_STOP, mApp, nullptr);
     };
@@ -140,7 +147,7 @@ protected:
 
     const std::string mApp = "kept." + std::to_string(getpid());
     const std::string mPath = device::dumpPath(mApp);
-    const host::RecordedLaunch mLaunch{{}, {}, true, 0, {}};
+    const host::RecordedLaunch mLaunch{{}, {}, true, 0, {}, 0, {}, {}, {}};
 };
 
 TEST_F(DumpWriterTest, TheLastLaunchesAreKeptAndAQuarterMoreAtMost) {

@@ -1,11 +1,33 @@
 // A launch with its verdict, and what of it is told and kept.
-#include "host/verdict/judged_launch.h"
+#include "host/library/judged_launch.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "host/verdict/verdict_text.h"
 
 namespace host {
+
+SeenLaunch seenOf(const RecordedLaunch& launch, const Series& lookAfter) {
+    SeenLaunch seen;
+    seen.memoryKb = launch.series[Metric::kVmRss];
+    seen.seen = seen.memoryKb.size();
+    seen.memoryKb.insert(seen.memoryKb.end(), lookAfter.begin(), lookAfter.end());
+    seen.window = launch.sampleBudget;
+    seen.streak = launch.sampleBudget > kMostShortSamples ? kLongStreak : kShortStreak;
+    if (!launch.finalIndex) return seen;
+    seen.endpoint = static_cast<std::size_t>(*launch.finalIndex);
+    const auto& ofMemory = launch.memoryEndpoints;
+    seen.isByMemory =
+        std::find(ofMemory.begin(), ofMemory.end(), *launch.finalIndex) != ofMemory.end();
+    return seen;
+}
+
+std::optional<std::int32_t> sinceStartMs(const RecordedLaunch& launch, double startedAtMs) {
+    const auto index = static_cast<std::size_t>(launch.finalIndex.value_or(0));
+    if (!launch.finalIndex || index >= launch.sampledAtMs.size()) return std::nullopt;
+    return static_cast<std::int32_t>(std::lround(launch.sampledAtMs[index] - startedAtMs));
+}
 
 Assessment assessmentOf(const JudgedLaunch& launch, std::int32_t firstSampleMs) {
     const SecondOpinion& opinion = launch.verdict.opinion;

@@ -1,21 +1,29 @@
 // A launch with its verdict, and what of it is told and kept.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <utility>
 
+#include "host/library/series_recorder.h"
 #include "host/state/assessment.h"
 #include "host/verdict/verdict.h"
 
 namespace host {
 
 struct JudgedLaunch {
-    explicit JudgedLaunch(SeenLaunch launch)
-        : seen(std::move(launch)), verdict(verdictOn(seen)) {}
+    explicit JudgedLaunch(SeenLaunch launch) : seen(std::move(launch)), verdict(verdictOn(seen)) {}
 
     SeenLaunch seen;
     Verdict verdict;
 };
+
+/// What the library sampled, with what was seen of its memory behind it.
+SeenLaunch seenOf(const RecordedLaunch& launch, const Series& lookAfter);
+
+/// From the program's start to the sample at the endpoint; none where nothing was
+/// decided.
+std::optional<std::int32_t> sinceStartMs(const RecordedLaunch& launch, double startedAtMs);
 
 /// All but the time since the start. The second opinion counts from
 /// `firstSampleMs` before the first sample, as the launch's endpoint does.

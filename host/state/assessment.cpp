@@ -1,0 +1,70 @@
+// What is told of a launch beside its endpoint, and what its package inherits.
+#include "host/state/assessment.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "host/verdict/verdict_text.h"
+
+namespace host {
+namespace {
+
+using Time = std::optional<std::int32_t> Assessment::*;
+
+std::optional<std::int32_t> meanOf(const std::deque<Assessment>& launches, Time time) {
+    double sum = 0;
+    for (const Assessment& launch : launches) {
+        if (!(launch.*time)) return std::nullopt;
+        sum += *(launch.*time);
+    }
+    if (launches.empty()) return std::nullopt;
+    return static_cast<std::int32_t>(std::lround(sum / static_cast<double>(launches.size())));
+}
+
+void addNew(std::vector<std::string>& words, const std::vector<std::string>& more) {
+    for (const std::string& word : more) {
+        if (std::find(words.begin(), words.end(), word) == words.end()) words.push_back(word);
+    }
+}
+
+}  // namespace
+
+std::string doubtNames(const Assessment& assessment) {
+    std::string names;
+    if (!assessment.doubts) return names;
+    for (const std::string& word : *assessment.doubts)
+        names += (names.empty() ? "" : ", ") + doubtName(word);
+    return names;
+}
+
+Inheritance inheritedFrom(const std::deque<Assessment>& launches) {
+    Inheritance result;
+    Assessment& shared = result.assessment;
+    shared.sinceStartMs = meanOf(launches, &Assessment::sinceStartMs);
+    shared.secondOpinionMs = meanOf(launches, &Assessment::secondOpinionMs);
+    for (const Assessment& launch : launches) {
+        if (!launch.doubts) continue;
+        ++result.judged;
+        result.doubted += launch.isDoubted() ? 1 : 0;
+        if (!shared.doubts) shared.doubts.emplace();
+        addNew(*shared.doubts, *launch.doubts);
+        if (shared.secondOpinionMs) {
+            shared.secondOpinionErrorMs =
+                std::max(shared.secondOpinionErrorMs, launch.secondOpinionErrorMs);
+        }
+    }
+    return result;
+}
+
+void addVerdict(Json& object, const Assessment& assessment) {
+    object["doubts"] = orNull(assessment.doubts);
+    object["second_opinion_ms"] = orNull(assessment.secondOpinionMs);
+    object["second_opinion_error_ms"] = orNull(assessment.secondOpinionErrorMs);
+}
+
+void addAssessment(Json& object, const Assessment& assessment) {
+    object["since_start_ms"] = orNull(assessment.sinceStartMs);
+    addVerdict(object, assessment);
+}
+
+}  // namespace host

@@ -25,24 +25,6 @@ std::string launchList(const std::vector<LaunchResult>& launches) {
     return text;
 }
 
-std::string startText(const Assessment& assessment) {
-    if (!assessment.sinceStartMs) return "";
-    return std::to_string(*assessment.sinceStartMs) + " ms after the start";
-}
-
-std::string opinionOf(const LaunchResult& result) {
-    const bool isTold = result.judged && result.assessment.secondOpinionMs &&
-                        differs(result.judged->seen, result.judged->verdict.opinion);
-    return isTold ? "; second opinion " + opinionText(result.assessment) : "";
-}
-
-std::string verdictOf(const LaunchResult& result) {
-    if (!result.judged) return "";
-    const std::string names = doubtNames(result.judged->verdict);
-    const char* const mark = result.endpointMs ? "; doubted: " : ": ";
-    return (names.empty() ? "" : mark + names) + opinionOf(result);
-}
-
 /// What speaks against the final endpoint, with what helps.
 std::string doubtsOf(const LearnReport& report) {
     const Inheritance& inheritance = report.inheritance;
@@ -74,10 +56,8 @@ bool allAskedAreStored(const LearnReport& report) {
 
 std::string renderResult(const LaunchResult& result) {
     const std::string outcome = outcomeText(result.outcome);
-    if (!result.endpointMs) return outcome + verdictOf(result);
-    const std::string start = startText(result.assessment);
-    return std::to_string(*result.endpointMs) + " ms " + outcome +
-           (start.empty() ? "" : ", " + start) + verdictOf(result);
+    const std::string told = toldText(result.assessment, result.endpointMs);
+    return (result.endpointMs ? std::to_string(*result.endpointMs) + " ms " : "") + outcome + told;
 }
 
 std::string renderText(const LearnReport& report) {

@@ -231,10 +231,8 @@ void LearnSession::lookAfter(Launch& launch) {
 }
 
 bool LearnSession::showsOtherName(Launch& launch) const {
-    const LaunchEnding ending = launch.watch.record().ending();
-    const bool wasLearned = ending == LaunchEnding::kEndpoint || ending == LaunchEnding::kUndecided;
     return launch.shownName.verdict() == ShownName::Verdict::kOther && mMayFollowOther &&
-           !wasLearned && !isInterrupted();
+           !launch.watch.record().isAnalysed() && !isInterrupted();
 }
 
 void LearnSession::followOtherName(const std::string& name) {
@@ -274,14 +272,11 @@ LaunchResult LearnSession::judge(Launch& launch) {
 
 // A launch that was stopped is none to judge.
 void LearnSession::assess(LaunchResult& result, Launch& launch) {
-    const LaunchEnding ending = launch.watch.record().ending();
-    if (ending != LaunchEnding::kEndpoint && ending != LaunchEnding::kUndecided) return;
+    if (!launch.watch.record().isAnalysed()) return;
     const RecordedLaunch recorded = launch.watch.recorded();
     result.judged.emplace(seenOf(recorded, launch.after ? launch.after->memoryKb() : Series()));
-    const double huntTimeMs = recorded.huntTimeMs.value_or(0);
-    result.assessment = assessmentOf(*result.judged, static_cast<std::int32_t>(huntTimeMs));
-    if (!result.endpointMs) return;
-    result.assessment.sinceStartMs = sinceStartMs(recorded, launch.command.releasedMs());
+    result.assessment = assessmentOf(*result.judged, recorded, launch.command.releasedMs(),
+                                     result.endpointMs.has_value());
 }
 
 std::string LearnSession::storeFaultOf(const LaunchRecord& record) const {

@@ -28,8 +28,8 @@ LookAfter::LookAfter(const RecordedLaunch& launch) {
 void LookAfter::look(double nowMs) {
     char text[kLongestStatus];
     const ssize_t length = pread(mStatus.get(), text, sizeof text, 0);
-    const auto seen = length < 1 ? std::nullopt
-                                 : parseProcessStatus({text, static_cast<std::size_t>(length)});
+    const auto seen =
+        length < 1 ? std::nullopt : parseProcessStatus({text, static_cast<std::size_t>(length)});
     if (!seen) return mStatus.reset();
     addLook(mMemoryKb, mLastKb, nowMs - mLastMs, static_cast<std::int32_t>(seen->memoryKb));
 }
@@ -50,7 +50,8 @@ void addLook(Series& memoryKb, std::int32_t beforeKb, double behindMs, std::int3
     const std::int32_t fromKb = memoryKb.empty() ? beforeKb : memoryKb.back();
     const double stepKb = static_cast<double>(kb - fromKb) / static_cast<double>(period - known);
     for (std::size_t i = 1; i <= period - known; ++i)
-        memoryKb.push_back(fromKb + static_cast<std::int32_t>(std::lround(stepKb * static_cast<double>(i))));
+        memoryKb.push_back(fromKb +
+                           static_cast<std::int32_t>(std::lround(stepKb * static_cast<double>(i))));
 }
 
 }  // namespace host

@@ -31,7 +31,7 @@ public:
     const Series& memoryKb() const { return mMemoryKb; }
 
 private:
-    UniqueFd mStatus;  // held, so that it never shows another process of that number
+    UniqueFd mStatus;    // held, so that it never shows another process of that number
     double mLastMs = 0;  // the library's last sample
     double mWindowMs = 0;
     std::int32_t mLastKb = 0;

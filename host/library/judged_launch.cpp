@@ -29,6 +29,14 @@ std::optional<std::int32_t> sinceStartMs(const RecordedLaunch& launch, double st
     return static_cast<std::int32_t>(std::lround(launch.sampledAtMs[index] - startedAtMs));
 }
 
+Assessment assessmentOf(const JudgedLaunch& launch, const RecordedLaunch& recorded,
+                        double startedAtMs, bool isStored) {
+    const double huntTimeMs = recorded.huntTimeMs.value_or(0);
+    Assessment assessment = assessmentOf(launch, static_cast<std::int32_t>(huntTimeMs));
+    if (isStored) assessment.sinceStartMs = sinceStartMs(recorded, startedAtMs);
+    return assessment;
+}
+
 Assessment assessmentOf(const JudgedLaunch& launch, std::int32_t firstSampleMs) {
     const SecondOpinion& opinion = launch.verdict.opinion;
     Assessment assessment;
@@ -46,12 +54,6 @@ Assessment assessmentOf(const JudgedLaunch& launch, std::int32_t firstSampleMs) 
 std::string doubtText(const JudgedLaunch& launch) {
     const std::string remedy = remedyText(launch.seen, launch.verdict);
     return doubtSentences(launch.seen, launch.verdict) + (remedy.empty() ? "" : "; ") + remedy;
-}
-
-std::string opinionText(const Assessment& assessment) {
-    if (!assessment.secondOpinionMs) return "none";
-    return std::to_string(*assessment.secondOpinionMs) + " ms, within " +
-           std::to_string(assessment.secondOpinionErrorMs.value_or(0)) + " ms";
 }
 
 }  // namespace host

@@ -25,6 +25,11 @@ SeenLaunch seenOf(const RecordedLaunch& launch, const Series& lookAfter);
 /// decided.
 std::optional<std::int32_t> sinceStartMs(const RecordedLaunch& launch, double startedAtMs);
 
+/// What is kept of a launch whose program started then. Only a stored endpoint has
+/// a time since the start.
+Assessment assessmentOf(const JudgedLaunch& launch, const RecordedLaunch& recorded,
+                        double startedAtMs, bool isStored);
+
 /// All but the time since the start. The second opinion counts from
 /// `firstSampleMs` before the first sample, as the launch's endpoint does.
 Assessment assessmentOf(const JudgedLaunch& launch, std::int32_t firstSampleMs);
@@ -32,8 +37,5 @@ Assessment assessmentOf(const JudgedLaunch& launch, std::int32_t firstSampleMs);
 /// "memory was still changing when it was last seen, by +3.5 % a second; learn it
 /// anew with --subtype 1"; empty when settled.
 std::string doubtText(const JudgedLaunch& launch);
-
-/// "690 ms, within 31 ms"; "none" where memory does not end at a level.
-std::string opinionText(const Assessment& assessment);
 
 }  // namespace host

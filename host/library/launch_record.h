@@ -46,6 +46,10 @@ public:
 
     LaunchPhase phase() const { return mPhase; }
     LaunchEnding ending() const { return mEnding; }
+    /// Whether the analysis was done, to whatever result.
+    bool isAnalysed() const {
+        return mEnding == LaunchEnding::kEndpoint || mEnding == LaunchEnding::kUndecided;
+    }
     std::int32_t sampleBudget() const { return mSampleBudget; }
 
     /// What the library concluded, stored or not.

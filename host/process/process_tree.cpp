@@ -4,10 +4,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <ctime>
 #include <dirent.h>
 #include <string>
 #include <unistd.h>
 
+#include "host/base/steady_clock.h"
 #include "host/process/proc_file.h"
 
 namespace host {
@@ -61,6 +63,18 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text) {
     }
     stat.startTicks = startTicksFrom(parent, text.data() + text.size());
     return stat;
+}
+
+// The kernel counts from boot, the time asleep included, which the steady clock
+// leaves out.
+double startedAtMs(std::uint64_t startTicks) {
+    timespec sinceBoot{};
+    clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
+    const double sinceBootMs =
+        static_cast<double>(sinceBoot.tv_sec) * 1e3 + static_cast<double>(sinceBoot.tv_nsec) / 1e6;
+    const double startMs =
+        1e3 * static_cast<double>(startTicks) / static_cast<double>(sysconf(_SC_CLK_TCK));
+    return steadyMs() - (sinceBootMs - startMs);
 }
 
 std::optional<ProcessStat> readProcessStat(pid_t process) {

@@ -24,6 +24,9 @@ struct ProcessStat {
 /// Takes the text of a /proc/PID/stat file apart; nothing when it is cut off.
 std::optional<ProcessStat> parseProcessStat(std::string_view text);
 
+/// A process's start on the steady clock, as exact as a clock tick, mostly 10 ms.
+double startedAtMs(std::uint64_t startTicks);
+
 /// Nothing when the process is gone.
 std::optional<ProcessStat> readProcessStat(pid_t process);
 

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
+#include "host/base/printable.h"
 #include "host/verdict/verdict_text.h"
 
 namespace host {
@@ -27,6 +29,13 @@ void addNew(std::vector<std::string>& words, const std::vector<std::string>& mor
     }
 }
 
+bool isOther(const Assessment& assessment, std::optional<std::int32_t> endpointMs) {
+    if (!assessment.secondOpinionMs) return false;
+    const std::int64_t errorMs = assessment.secondOpinionErrorMs.value_or(0);
+    return !endpointMs ||
+           std::abs(std::int64_t{*assessment.secondOpinionMs} - *endpointMs) > errorMs;
+}
+
 }  // namespace
 
 std::string doubtNames(const Assessment& assessment) {
@@ -35,6 +44,25 @@ std::string doubtNames(const Assessment& assessment) {
     for (const std::string& word : *assessment.doubts)
         names += (names.empty() ? "" : ", ") + doubtName(word);
     return names;
+}
+
+std::string startText(const Assessment& assessment) {
+    if (!assessment.sinceStartMs) return "";
+    return std::to_string(*assessment.sinceStartMs) + " ms after the start";
+}
+
+std::string opinionText(const Assessment& assessment) {
+    if (!assessment.secondOpinionMs) return "none";
+    return std::to_string(*assessment.secondOpinionMs) + " ms, within " +
+           std::to_string(assessment.secondOpinionErrorMs.value_or(0)) + " ms";
+}
+
+std::string toldText(const Assessment& assessment, std::optional<std::int32_t> endpointMs) {
+    const std::string start = startText(assessment);
+    const std::string doubts = doubtNames(assessment);
+    return (start.empty() ? "" : ", " + start) +
+           (doubts.empty() ? "" : (endpointMs ? "; doubted: " : ": ") + printable(doubts)) +
+           (isOther(assessment, endpointMs) ? "; second opinion " + opinionText(assessment) : "");
 }
 
 Inheritance inheritedFrom(const std::deque<Assessment>& launches) {

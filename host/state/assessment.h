@@ -29,6 +29,16 @@ struct Assessment {
 /// The doubts as a person reads them, "still changing, decided at a rest"; empty without.
 std::string doubtNames(const Assessment& assessment);
 
+/// "1043 ms after the start"; empty where that was not measured.
+std::string startText(const Assessment& assessment);
+
+/// "690 ms, within 31 ms"; "none" where memory does not end at a level.
+std::string opinionText(const Assessment& assessment);
+
+/// What is told behind a launch's outcome: ", 1043 ms after the start; doubted:
+/// late; second opinion 690 ms, within 31 ms", each part where there is such.
+std::string toldText(const Assessment& assessment, std::optional<std::int32_t> endpointMs);
+
 /// What launches pass on to the endpoint that is their mean.
 struct Inheritance {
     Assessment assessment;

@@ -30,7 +30,7 @@ struct WatchArguments {
 std::string textOf(const LaunchEntry& entry) {
     std::string text = entry.package + ": ";
     if (entry.endpointMs) text += std::to_string(*entry.endpointMs) + " ms ";
-    text += entry.outcome;
+    text += entry.outcome + toldText(entry.assessment, entry.endpointMs);
     if (entry.finalEndpointMs) {
         text += "; final endpoint " + std::to_string(*entry.finalEndpointMs) + " ms";
     }

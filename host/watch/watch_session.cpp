@@ -9,6 +9,8 @@
 #include "host/base/interruption.h"
 #include "host/base/printable.h"
 #include "host/base/steady_clock.h"
+#include "host/library/judged_launch.h"
+#include "host/process/process_tree.h"
 
 namespace host {
 namespace {
@@ -23,6 +25,14 @@ double cpuTimeMs() {
         return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
     };
     return ms(usage.ru_utime) + ms(usage.ru_stime);
+}
+
+// By what the library saw alone: a look after each launch would keep the looks at
+// the list waiting.
+Assessment assess(const EndedLaunch& ended, bool isStored) {
+    if (ended.notLearned || !ended.record.isAnalysed()) return {};
+    return assessmentOf(JudgedLaunch(seenOf(ended.recorded, {})), ended.recorded,
+                        startedAtMs(ended.launch.app.startTicks), isStored);
 }
 
 // One descriptor is held per listed process.
@@ -82,7 +92,7 @@ void WatchSession::send(const AppProcess& app) {
     const SentLaunch launch{app, mOptions.rules.kindOf(app.package), unixMs()};
     ++mLaunches;
     if (!takeLock(app.package)) {
-        tell(launch, LaunchOutcome::kInUseElsewhere, std::nullopt);
+        tell(launch, LaunchOutcome::kInUseElsewhere, std::nullopt, {});
         return;
     }
     mLedger.offer(launch);
@@ -124,19 +134,20 @@ void WatchSession::report(const EndedLaunch& ended) {
     }
     const LaunchOutcome outcome =
         ended.notLearned ? *ended.notLearned : outcomeOf(ended.record, circumstances);
-
-    tell(launch, outcome,
-         outcome == LaunchOutcome::kStored ? ended.record.endpointMs() : std::nullopt);
+    const auto endpointMs =
+        outcome == LaunchOutcome::kStored ? ended.record.endpointMs() : std::nullopt;
+    tell(launch, outcome, endpointMs, assess(ended, endpointMs.has_value()));
     if (mOptions.keep) mOptions.keep(ended);
     mLocks.drop(launch.app.package);
 }
 
 void WatchSession::tell(const SentLaunch& launch, LaunchOutcome outcome,
-                        std::optional<std::int32_t> endpointMs) {
+                        std::optional<std::int32_t> endpointMs, const Assessment& assessment) {
     const LaunchEntry entry{launch.atUnixMs,     "watch",
                             launch.app.package,  launch.kind.type,
                             launch.kind.subtype, outcomeText(outcome),
-                            endpointMs,          storedEndpointMs(launch.app.package)};
+                            endpointMs,          storedEndpointMs(launch.app.package),
+                            assessment};
     mHistory.note(entry);
     mOptions.tell(entry);
 }

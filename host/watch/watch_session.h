@@ -49,7 +49,7 @@ private:
     void reportEnded();
     void report(const EndedLaunch& ended);
     void tell(const SentLaunch& launch, LaunchOutcome outcome,
-              std::optional<std::int32_t> endpointMs);
+              std::optional<std::int32_t> endpointMs, const Assessment& assessment);
     std::optional<std::int32_t> storedEndpointMs(const std::string& package);
     void dropGoneTasks();
     void finish();

@@ -66,7 +66,9 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
     const std::string kind = R"(","launch_type":1,"launch_subtype":2,"outcome":)";
     EXPECT_THAT(
         watch.out(),
-        AllOf(ContainsRegex(mPackage + kind + R"("stored","endpoint_ms":[1-9])"),
+        AllOf(ContainsRegex(mPackage + kind + R"("stored","endpoint_ms":[1-9][0-9]*,)" +
+                            R"("final_endpoint_ms":null,"since_start_ms":[1-9][0-9]*,)" +
+                            R"("doubts":\[\],"second_opinion_ms":[1-9])"),
               HasSubstr(mPackage + ".last" + kind + R"("interrupted","endpoint_ms":null)")));
 }
 

@@ -6,6 +6,7 @@
 
 #include "host/base/exit_code.h"
 #include "host/base/version.h"
+#include "host/dump/dump_file.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -88,6 +89,12 @@ void addCommonOptions(CLI::App& app, Invocation& invocation) {
         ->group("Common options");
     app.add_flag("--quiet", invocation.quiet, "No progress on standard error")
         ->group("Common options");
+}
+
+DumpSource dumpGivenAs(const std::string& argument, const Invocation& invocation) {
+    DumpSource source = dumpSourceOf(argument, StateFolder(invocation.statePath()));
+    if (source.isOfState) invocation.existingState();
+    return source;
 }
 
 void refuseCommand(const Invocation& invocation) {

@@ -39,7 +39,7 @@ int explain(const ExplainArguments& arguments, const Invocation& invocation) {
     refuseCommand(invocation);
     const StateFolder state(invocation.statePath());
     LogSink log("", invocation.logLevel, invocation.verbose);
-    const DumpSource source = dumpSourceOf(arguments.source, state);
+    const DumpSource source = dumpGivenAs(arguments.source, invocation);
     DumpSummary summary;
     const DumpedLaunch launch = findLaunch(source, arguments.launch, summary);
     const ExplanationReport report{source, summary, launch, storedMeanMs(source, state)};

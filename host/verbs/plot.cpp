@@ -82,7 +82,6 @@ void fitToTerminal(Picture& picture) {
 
 int plot(const PlotArguments& arguments, const Invocation& invocation) {
     refuseCommand(invocation);
-    const StateFolder state(invocation.statePath());
     Picture picture;
     if (!arguments.file.empty()) {
         picture.format = formatOf(arguments.file);
@@ -90,7 +89,7 @@ int plot(const PlotArguments& arguments, const Invocation& invocation) {
     } else {
         fitToTerminal(picture);
     }
-    const DumpSource source = dumpSourceOf(arguments.source, state);
+    const DumpSource source = dumpGivenAs(arguments.source, invocation);
     const Chosen chosen = chooseLaunches(source, arguments);
     if (arguments.all && chosen.launches.size() < chosen.inAll) tellOfThoseLeftOut(chosen);
     picture.package = source.package;

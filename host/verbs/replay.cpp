@@ -28,8 +28,7 @@ void refuseUnlessDump(const DumpSource& source) {
 
 int replay(const ReplayArguments& arguments, const Invocation& invocation) {
     refuseCommand(invocation);
-    const StateFolder state(invocation.statePath());
-    const DumpSource source = dumpSourceOf(arguments.source, state);
+    const DumpSource source = dumpGivenAs(arguments.source, invocation);
     refuseUnlessDump(source);
     // The analysis logs; with --verbose that is worth seeing.
     LogSink log("", invocation.logLevel, invocation.verbose);

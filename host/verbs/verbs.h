@@ -15,6 +15,8 @@ class App;
 
 namespace host {
 
+struct DumpSource;
+
 /// How the program was called, as far as all verbs share it.
 struct Invocation {
     explicit Invocation(const std::vector<std::string>& argv) : program(argv), arguments(argv) {}
@@ -59,6 +61,10 @@ CLI::App* addVerb(CLI::App& app, Invocation& invocation, const std::string& name
 void useUsage(CLI::App& app, const std::string& usage);
 
 void addCommonOptions(CLI::App& app, Invocation& invocation);
+
+/// The dump that an argument names; a package's is in the state folder, which must
+/// be there (existingState). Throws HostError.
+DumpSource dumpGivenAs(const std::string& argument, const Invocation& invocation);
 
 /// Throws HostError when a command follows a verb that takes none.
 void refuseCommand(const Invocation& invocation);

@@ -202,8 +202,10 @@ TEST_F(LearnTest, CommandsThatCannotRunHaveTheShellsCodesAndLeaveNoLaunch) {
     EXPECT_EQ(host({"learn", "p", "--", script}), 126);
     EXPECT_THAT(mErr, HasSubstr("chmod"));
     EXPECT_EQ(host({"learn", "p", "--", "/"}), 126);
-    EXPECT_EQ(host({"show", "p"}), 2);
-    EXPECT_THAT(mErr, HasSubstr("no state folder"));
+    for (const char* verb : {"show", "erase", "explain", "plot", "replay"}) {
+        EXPECT_EQ(host({verb, "p"}), 2);
+        EXPECT_THAT(mErr, HasSubstr("no state folder"));
+    }
     ASSERT_EQ(chmod(script.c_str(), 0700), 0);
     EXPECT_EQ(host({"learn", "p", "--", script}), 126);
     EXPECT_THAT(mErr, HasSubstr("interpreter"));

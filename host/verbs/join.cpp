@@ -17,11 +17,14 @@ namespace {
 std::string findTaskList(const StateFolder& state) {
     if (access(kTaskListPath, F_OK) == 0) return kTaskListPath;
     const std::optional<pid_t> watcher = WatchLock::holder(state.watchLock());
-    if (watcher && *watcher > 0)
-        return "/proc/" + std::to_string(*watcher) + "/root" + kTaskListPath;
-    throw HostError(kEnvironment,
-                    "nobody watches this state folder; start orvo-host watch "
-                    "in another terminal, or give its --state DIR");
+    if (!watcher) {
+        throw HostError(kNotLearned,
+                        "nobody watches " + state.path() +
+                            "; start orvo-host watch in another terminal, or give its --state DIR");
+    }
+    if (*watcher > 0) return "/proc/" + std::to_string(*watcher) + "/root" + kTaskListPath;
+    throw HostError(kEnvironment, "who watches " + state.path() +
+                                      " cannot be seen from here; join it outside the container");
 }
 
 int join(const std::string& package, const Invocation& invocation) {

@@ -52,8 +52,10 @@ std::string describeTaskList() {
 
 std::string describeDumpFolder() {
     if (access(kDumpFolder, W_OK | X_OK) == 0) return kDumpFolder;
-    complain(std::string("cannot write ") + kDumpFolder + ": " + std::strerror(errno) +
-             "; create it (mkdir -p) and own it, or no dump is written");
+    const int error = errno;
+    complain(std::string("cannot write ") + kDumpFolder + ": " + std::strerror(error) + "; " +
+             (error == EROFS ? "mount it for writing" : "create it (mkdir -p) and own it") +
+             ", or no dump is written");
 }
 
 std::filesystem::path nearestThere(std::filesystem::path path) {
@@ -85,8 +87,11 @@ std::string describeFolder(const StateFolder& state) {
     const bool exists = folder == state.path();
     if (!std::filesystem::is_directory(folder)) complain(folder.string() + " is not a folder");
     if (access(folder.c_str(), W_OK | X_OK) != 0) {
-        complain("cannot write " + folder.string() + ": " + std::strerror(errno) +
-                 "; own it (chown), or choose another with --state");
+        const int error = errno;
+        complain("cannot write " + folder.string() + ": " + std::strerror(error) + "; " +
+                 (error == EROFS ? "what is there can be shown; to learn, mount it for writing"
+                                 : "own it (chown)") +
+                 ", or choose another with --state");
     }
     if (!exists) return state.path() + ", made by the first run";
     state.refuseIfForeign();
@@ -135,7 +140,9 @@ std::string describeStore(const std::string& file) {
         }
     }
     checkIntegrity(file);
-    checkWritable(file);
+    // Of a read-only mount the state folder's line tells.
+    const bool isReadOnly = readAccessTo(file) == tavodb::Connection::Access::kReadOnlyUnchanging;
+    if (!isReadOnly) checkWritable(file);
     return file + ", " + std::to_string(packages.size()) + " packages, intact";
 }
 

@@ -2,10 +2,13 @@
 #pragma once
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
-#include <system_error>
+#include <string>
 #include <unistd.h>
 #include <utility>
+
+#include "host/base/exit_code.h"
 
 namespace host {
 
@@ -35,7 +38,9 @@ struct Pipe {
     Pipe() {
         int ends[2];
         if (pipe2(ends, O_CLOEXEC) != 0) {
-            throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
+            throw HostError(kEnvironment, std::string("cannot make a pipe: ") +
+                                              std::strerror(errno) +
+                                              "; raise the limit of open files (ulimit -n)");
         }
         readEnd = UniqueFd(ends[0]);
         writeEnd = UniqueFd(ends[1]);

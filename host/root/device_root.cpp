@@ -57,11 +57,12 @@ UniqueFd mountList(const std::vector<Graft>& grafts) {
     for (const std::string& argument : mirrorArguments("", grafts))
         list += argument + '\0';
     UniqueFd file(memfd_create("mounts", 0));
-    if (!writeWhole(file.get(), list) || lseek(file.get(), 0, SEEK_SET) != 0) {
-        throw HostError(kEnvironment, std::string("cannot list the private root's mounts: ") +
-                                          std::strerror(errno) +
-                                          "; free some memory, and raise the limit of file sizes "
-                                          "(ulimit -f)");
+    const bool isOpen = file.isOpen();
+    if (!isOpen || !writeWhole(file.get(), list) || lseek(file.get(), 0, SEEK_SET) != 0) {
+        throw HostError(kEnvironment,
+                        std::string("cannot list the private root's mounts: ") +
+                            std::strerror(errno) + "; free some memory, and raise the limit of " +
+                            (isOpen ? "file sizes (ulimit -f)" : "open files (ulimit -n)"));
     }
     return file;
 }

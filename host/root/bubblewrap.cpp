@@ -28,10 +28,12 @@ namespace {
 constexpr const char* kArrivalVariable = "ORVO_DEVICE_ROOT";
 bool hasArrived = false;
 
-constexpr int kForwardedSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1};
+// Those that a person or a terminal sends to end the program, and those to which
+// a command of orvo-device-root may give a meaning of its own.
+constexpr int kForwardedSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2};
 constexpr int kLookPeriodMs = 20;
 constexpr int kKilled = 128 + SIGKILL;
-constexpr int kOurEnd = SIGUSR2;
+constexpr int kOurEnd = SIGALRM;
 
 bool isIgnored(int signal) {
     struct sigaction action {};
@@ -71,7 +73,8 @@ struct Door {
         const int on = 1;
         if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
             throw HostError(kEnvironment, std::string("cannot make a socket: ") +
-                                              std::strerror(errno) + "; free some memory");
+                                              std::strerror(errno) +
+                                              "; raise the limit of open files (ulimit -n)");
         }
         outside = UniqueFd(ends[0]);
         inside = UniqueFd(ends[1]);

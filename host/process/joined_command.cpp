@@ -88,7 +88,7 @@ bool keepListed(TaskListKeeper& keeper, const ProcessTree& tree) {
         keeper.keep(tree.tasks());
         return true;
     } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: %s; what COMMAND starts from now on is not seen\n",
+        std::fprintf(stderr, "orvo-host: %s; nothing more of COMMAND is seen\n",
                      printable(error.what()).c_str());
         return false;
     }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
@@ -96,9 +97,23 @@ LearnReport LearnSession::run() {
     report.followed = mFollowed;
     report.followedWasSeen = mOptions.follow.empty() && !mMayFollowOther;
     report.namesShown = mNamesShown;
-    report.inheritance =
-        inheritedFrom(History(mState.history()).read().of(mOptions.package).latest);
+    report.inheritance = inheritedFrom(latestOf(report));
     return report;
+}
+
+// A history that cannot be read is no failure, as one that cannot be written is
+// none; then this session's launches are all that is known.
+std::deque<Assessment> LearnSession::latestOf(const LearnReport& report) const {
+    try {
+        return History(mState.history()).read().of(mOptions.package).latest;
+    } catch (const HostError& error) {
+        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
+    }
+    std::deque<Assessment> latest;
+    for (const LaunchResult& launch : report.launches) {
+        if (launch.endpointMs) latest.push_back(launch.assessment);
+    }
+    return latest;
 }
 
 void LearnSession::checkStore() {

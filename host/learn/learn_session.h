@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <optional>
 #include <string>
@@ -49,6 +50,7 @@ private:
     struct Launch;
 
     void checkStore();
+    std::deque<Assessment> latestOf(const LearnReport& report) const;
     LaunchResult learnOnce(int number);
     std::optional<LaunchResult> tryOnce(int number);
     void follow(Launch& launch);

@@ -36,7 +36,7 @@ struct Method {
 
 struct Analysis {
     Answer endpoint;
-    std::size_t samplesSeen;
+    std::size_t samplesSeen = 0;
 };
 
 Analysis analyse(const LaunchSeries& series) {

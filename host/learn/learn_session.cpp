@@ -49,7 +49,7 @@ std::string listOf(const std::vector<std::string>& names) {
 
 /// One launch under way.
 struct LearnSession::Launch {
-    Launch(const LearnSession& session)
+    explicit Launch(const LearnSession& session)
         : command(session.mOptions.command, session.mOutput.fd()),
           watch(session.mLog),
           shownName(session.mFollowed) {}

@@ -105,7 +105,7 @@ private:
     }
 
     std::vector<Node> mNodes;
-    std::priority_queue<Offer, std::vector<Offer>, std::greater<Offer>> mOffers;
+    std::priority_queue<Offer, std::vector<Offer>, std::greater<>> mOffers;
 };
 
 std::vector<Segment> linesOf(const std::vector<Moments>& pieces) {

@@ -24,7 +24,9 @@ Memory operator+(Memory head, const Memory& tail) {
 }
 
 Memory level(std::size_t samples, std::int32_t kb) {
-    return Memory(samples, kb);
+    Memory memory;
+    memory.resize(samples, kb);
+    return memory;
 }
 
 /// From `fromKb` on, by `stepKb` a sample.

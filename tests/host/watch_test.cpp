@@ -12,7 +12,6 @@ namespace {
 using testing::AllOf;
 using testing::ContainsRegex;
 using testing::HasSubstr;
-constexpr std::size_t npos = std::string::npos;
 
 class WatchTest : public HostTest {
 protected:
@@ -46,7 +45,8 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
     host::PackageLocks locks(mState + "/packages.lock");
     ASSERT_TRUE(locks.take(mPackage + ".learned"));
     EXPECT_EQ(host({"join", mPackage + ".learned", "--", "/bin/sleep", "0.5"}), 0);
-    EXPECT_TRUE(eventually([&] { return watch.out().find("in use elsewhere") != npos; }));
+    EXPECT_TRUE(
+        eventually([&] { return watch.out().find("in use elsewhere") != std::string::npos; }));
     EXPECT_THAT(watch.err(), HasSubstr("process " + std::to_string(getpid())));
 
     Program last(hostWords({"join", mPackage + ".last", "--", ORVO_SAMPLE_APP}));

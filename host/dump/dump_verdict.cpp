@@ -58,7 +58,7 @@ std::string outcomeText(const DumpedLaunch& launch) {
 
 std::string verdictText(const DumpedLaunch& launch) {
     const std::optional<JudgedLaunch> judged = judge(launch);
-    const std::string outcome = outcomeText(launch);
+    std::string outcome = outcomeText(launch);
     if (!judged || judged->verdict.isSettled()) return outcome;
     return outcome + (launch.finalIndex() ? ": doubted, " : ": ") + doubtNames(judged->verdict);
 }

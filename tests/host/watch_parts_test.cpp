@@ -103,15 +103,35 @@ TEST(TaskListLockTest, ListThatAnotherHasLockedIsGivenUpInALineThatNamesIt) {
                 refuses(kEnvironment, HasSubstr("COMMAND (com.a) has")));
 }
 
+// Over before what was refused is compared: the sanitizers' checks take
+// descriptors themselves.
+class NoDescriptors {
+public:
+    NoDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &mBefore);
+        const rlimit none{0, mBefore.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &mBefore); }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+private:
+    rlimit mBefore{};
+};
+
 TEST(ProcFileTest, LivingProcessIsNotTakenForGoneWhenDescriptorsRunOut) {
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit none{0, before.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
+    const auto withoutDescriptors = [](auto look) {
+        return [look] {
+            const NoDescriptors none;
+            look();
+        };
+    };
     const AppProcess self{"a", getpid(), 0};
-    EXPECT_THAT([&] { self.isAlive(); }, refuses(kEnvironment, HasSubstr("ulimit -n")));
-    EXPECT_THAT([] { numbersIn("/proc"); }, refuses(kEnvironment, HasSubstr("ulimit -n")));
-    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_THAT(withoutDescriptors([&] { self.isAlive(); }),
+                refuses(kEnvironment, HasSubstr("ulimit -n")));
+    EXPECT_THAT(withoutDescriptors([] { numbersIn("/proc"); }),
+                refuses(kEnvironment, HasSubstr("ulimit -n")));
     EXPECT_FALSE(readProcessStat(1 << 22));
     EXPECT_THAT(numbersIn("/proc/4194304/task"), IsEmpty());
 }

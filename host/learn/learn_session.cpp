@@ -9,11 +9,11 @@
 #include "host/base/interruption.h"
 #include "host/base/printable.h"
 #include "host/base/steady_clock.h"
-#include "host/learn/look_after.h"
 #include "host/learn/shown_name.h"
 #include "host/learn/tree_growth.h"
 #include "host/library/fd_counts.h"
 #include "host/library/launch_watch.h"
+#include "host/library/look_after.h"
 #include "host/process/launched_command.h"
 #include "host/process/process_look.h"
 #include "host/state/history.h"
@@ -226,22 +226,19 @@ bool LearnSession::mustStop(const Launch& launch, const LaunchRecord& record, do
 
 // The library has taken its last sample of the launch by then.
 void LearnSession::lookOn(Launch& launch) const {
-    if (mOptions.lookAfterMs == 0.0) return;
-    if (!launch.after) launch.after.emplace(launch.watch.recorded());
+    if (!launch.after) launch.after.emplace(launch.watch.recorded(), mOptions.lookAfterMs);
     if (!launch.after->hasEnded()) launch.after->look(steadyMs());
 }
 
 void LearnSession::lookAfter(Launch& launch) {
     lookOn(launch);
-    if (!launch.after) return;
     LookAfter& after = *launch.after;
-    const double limitMs = mOptions.lookAfterMs.value_or(after.windowMs());
-    while (!after.hasEnded() && !isInterrupted() && after.lookedForMs() < limitMs) {
+    while (!after.hasEnded() && !isInterrupted()) {
         sleepMs(std::max(0, static_cast<int>(std::ceil(after.nextMs() - steadyMs()))));
         after.look(steadyMs());
         launch.command.tend();
         mOutput.keepBounded();
-        mProgress.showLookAfter(after.lookedForMs(), limitMs);
+        mProgress.showLookAfter(after.lookedForMs(), after.limitMs());
     }
 }
 

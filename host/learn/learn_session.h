@@ -30,7 +30,7 @@ struct LearnOptions {
     std::string follow;     ///< the name that the process to learn shows; empty: find it out
     CommandLine command;
     std::function<void(const RecordedLaunch&)> keep;  ///< gets each launch whole; may be empty
-    /// How long to look on behind each launch; without it as long as the library did.
+    /// How long to look on behind each launch; without it as long as its window.
     std::optional<double> lookAfterMs;
 };
 

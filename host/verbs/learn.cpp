@@ -30,7 +30,7 @@ struct LearnArguments {
     bool givesTerminal = false;
     bool json = false;
     bool strict = false;
-    double lookAfterSeconds = -1;  // without it: as long as the library looks
+    double lookAfterSeconds = -1;  // without it: as long as the window
     bool realCpuset = false;
 };
 
@@ -165,7 +165,8 @@ void addLearnVerb(CLI::App& app, Invocation& invocation) {
         ->type_name("S");
     verb->add_option("--look-after", arguments->lookAfterSeconds,
                      "Go on looking behind each launch for so long, to see whether memory\n"
-                     "stays (default: as long as the library looked; 0: do not)")
+                     "stays (default: as long as the window, one, three or sixty seconds;\n"
+                     "0: do not)")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.0, 3600.0));
     verb->add_flag("--strict", arguments->strict, "Exit with 4 when what was learned is doubted");

@@ -25,6 +25,7 @@ struct WatchArguments {
     bool json = false;
     bool realCpuset = false;
     bool cost = false;
+    double lookAfterSeconds = -1;  // without it: as long as each launch's window
 };
 
 std::string textOf(const LaunchEntry& entry) {
@@ -69,6 +70,8 @@ int watchHere(WatchArguments& arguments, const Invocation& invocation, const Sta
     if (arguments.dump) {
         arguments.options.keep = [&](const EndedLaunch& ended) { writeDumpOf(ended, dumps); };
     }
+    if (arguments.lookAfterSeconds >= 0)
+        arguments.options.lookAfterMs = 1000 * arguments.lookAfterSeconds;
     LogSink log(state.log(), invocation.logLevel, invocation.verbose);
     arguments.options.tell = [&arguments](const LaunchEntry& entry) {
         print(arguments.json ? toJsonLine(entry) : textOf(entry), kLearnedIsKept);
@@ -112,6 +115,12 @@ void addWatchVerb(CLI::App& app, Invocation& invocation) {
                      "Time between two looks at the task list (default 50)")
         ->type_name("N")
         ->check(CLI::Range(5, 10'000));
+    verb->add_option("--look-after", arguments->lookAfterSeconds,
+                     "Tell of a launch when it was looked at for so long behind the library's\n"
+                     "window, to see whether memory stays (default: as long as the window;\n"
+                     "0: at once)")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.0, 3600.0));
     verb->add_flag("--dump", arguments->dump, "Write each launch's series to the dumps folder");
     verb->add_option("--keep-dumps", arguments->dumpsKept,
                      "Launches of a package that its dump keeps, the last (default 50)")

@@ -2,8 +2,10 @@
 #include "host/watch/watch_session.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <sys/resource.h>
+#include <utility>
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
@@ -27,11 +29,9 @@ double cpuTimeMs() {
     return ms(usage.ru_utime) + ms(usage.ru_stime);
 }
 
-// By what the library saw alone: a look after each launch would keep the looks at
-// the list waiting.
-Assessment assess(const EndedLaunch& ended, bool isStored) {
+Assessment assess(const EndedLaunch& ended, const Series& lookAfterKb, bool isStored) {
     if (ended.notLearned || !ended.record.isAnalysed()) return {};
-    return assessmentOf(JudgedLaunch(seenOf(ended.recorded, {})), ended.recorded,
+    return assessmentOf(JudgedLaunch(seenOf(ended.recorded, lookAfterKb)), ended.recorded,
                         startedAtMs(ended.launch.app.startTicks), isStored);
 }
 
@@ -69,14 +69,14 @@ void WatchSession::run() {
     try {
         while (!isInterrupted()) {
             poll();
-            sleepMs(mOptions.intervalMs);
+            pause();
         }
     } catch (...) {
         finish();
         throw;
     }
     finish();
-    reportEnded();
+    reportAll();
     tellCost();
 }
 
@@ -85,7 +85,21 @@ void WatchSession::poll() {
     for (const AppProcess& app : mScan.look(mTasks.read()))
         send(app);
     stopLostHunt();
-    reportEnded();
+    takeEnded();
+}
+
+// Until the next look at the list. A look at a process takes some microseconds,
+// which the library's thread, at its next launch, does not wait for.
+void WatchSession::pause() {
+    const double untilMs = steadyMs() + mOptions.intervalMs;
+    while (!isInterrupted()) {
+        lookAfter();
+        double wakeMs = untilMs;
+        for (const LookedAfter& launch : mLookedAfter)
+            wakeMs = std::min(wakeMs, launch.after.nextMs());
+        sleepMs(std::max(1, static_cast<int>(std::ceil(wakeMs - steadyMs()))));
+        if (steadyMs() >= untilMs) return;
+    }
 }
 
 void WatchSession::send(const AppProcess& app) {
@@ -116,29 +130,54 @@ void WatchSession::stopLostHunt() {
     mLastStopMs = steadyMs();
 }
 
-void WatchSession::reportEnded() {
-    for (const EndedLaunch& ended : mLedger.takeEnded())
-        report(ended);
+void WatchSession::takeEnded() {
+    for (EndedLaunch& ended : mLedger.takeEnded()) {
+        LaunchCircumstances circumstances;
+        circumstances.interrupted = isInterrupted();
+        circumstances.commandEnded = !ended.launch.app.isAlive();
+        const LaunchOutcome outcome =
+            ended.notLearned ? *ended.notLearned : outcomeOf(ended.record, circumstances);
+        LookAfter after(ended.recorded, mOptions.lookAfterMs);
+        mLookedAfter.push_back({std::move(ended), outcome, std::move(after)});
+    }
+    lookAfter();
 }
 
-void WatchSession::report(const EndedLaunch& ended) {
-    const SentLaunch& launch = ended.launch;
-    LaunchCircumstances circumstances;
-    circumstances.interrupted = isInterrupted();
-    circumstances.commandEnded = !launch.app.isAlive();
+void WatchSession::lookAfter() {
+    for (auto launch = mLookedAfter.begin(); launch != mLookedAfter.end();) {
+        if (!launch->after.hasEnded() && launch->after.nextMs() <= steadyMs())
+            launch->after.look(steadyMs());
+        if (!launch->after.hasEnded()) {
+            ++launch;
+            continue;
+        }
+        report(*launch);
+        launch = mLookedAfter.erase(launch);
+    }
+}
+
+void WatchSession::reportAll() {
+    takeEnded();
+    for (const LookedAfter& launch : mLookedAfter)
+        report(launch);
+    mLookedAfter.clear();
+}
+
+void WatchSession::report(const LookedAfter& launch) {
+    const EndedLaunch& ended = launch.ended;
+    const std::string& package = ended.launch.app.package;
     if (ended.record.countFailed()) {
         std::fprintf(stderr,
                      "orvo-host: the store did not count a launch of %s; orvo.log in the state "
                      "folder says why\n",
-                     launch.app.package.c_str());
+                     package.c_str());
     }
-    const LaunchOutcome outcome =
-        ended.notLearned ? *ended.notLearned : outcomeOf(ended.record, circumstances);
     const auto endpointMs =
-        outcome == LaunchOutcome::kStored ? ended.record.endpointMs() : std::nullopt;
-    tell(launch, outcome, endpointMs, assess(ended, endpointMs.has_value()));
+        launch.outcome == LaunchOutcome::kStored ? ended.record.endpointMs() : std::nullopt;
+    tell(ended.launch, launch.outcome, endpointMs,
+         assess(ended, launch.after.memoryKb(), endpointMs.has_value()));
     if (mOptions.keep) mOptions.keep(ended);
-    mLocks.drop(launch.app.package);
+    mLocks.drop(package);
 }
 
 void WatchSession::tell(const SentLaunch& launch, LaunchOutcome outcome,

@@ -3,10 +3,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <optional>
 #include <string>
 
 #include "host/library/log_sink.h"
+#include "host/library/look_after.h"
 #include "host/library/orvo_library.h"
 #include "host/process/task_list.h"
 #include "host/state/history.h"
@@ -24,6 +26,8 @@ struct WatchOptions {
     LaunchRules rules;
     std::function<void(const LaunchEntry&)> tell;  ///< gets each result as it comes
     std::function<void(const EndedLaunch&)> keep;  ///< and each launch whole; may be empty
+    /// How long to look on behind each launch; without it as long as its window.
+    std::optional<double> lookAfterMs;
 };
 
 /// One per process, on one thread.
@@ -42,12 +46,22 @@ public:
     void run();
 
 private:
+    /// A launch that the library has done with, and the process is looked at still.
+    struct LookedAfter {
+        EndedLaunch ended;
+        LaunchOutcome outcome;
+        LookAfter after;
+    };
+
     void poll();
+    void pause();
     void send(const AppProcess& app);
     bool takeLock(const std::string& package);
     void stopLostHunt();
-    void reportEnded();
-    void report(const EndedLaunch& ended);
+    void takeEnded();
+    void lookAfter();
+    void reportAll();
+    void report(const LookedAfter& launch);
     void tell(const SentLaunch& launch, LaunchOutcome outcome,
               std::optional<std::int32_t> endpointMs, const Assessment& assessment);
     std::optional<std::int32_t> storedEndpointMs(const std::string& package);
@@ -65,6 +79,7 @@ private:
     TaskListReader mTasks;
     std::optional<TaskListKeeper> mKeeper;  // none where the kernel keeps the list
     AppScan mScan;
+    std::list<LookedAfter> mLookedAfter;
 
     const double mStartMs;
     const double mStartCpuMs;

@@ -5,9 +5,9 @@
 
 #include "host/base/exit_code.h"
 #include "host/learn/learn_advice.h"
-#include "host/learn/look_after.h"
 #include "host/learn/shown_name.h"
 #include "host/learn/tree_growth.h"
+#include "host/library/look_after.h"
 
 namespace host {
 namespace {

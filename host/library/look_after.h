@@ -1,29 +1,30 @@
 // Goes on sampling a launch's memory where the library has stopped.
 #pragma once
 
+#include <optional>
+
 #include "host/base/unique_fd.h"
 #include "host/library/series_recorder.h"
 
 namespace host {
 
-/// Looks at the process's memory as the library does, at its period. Nothing of it
-/// runs while the library samples.
+/// Looks at the process's memory as the library does, at its period, from where
+/// the library has sampled the launch for the last time.
 class LookAfter {
 public:
-    /// None behind a launch that came to no end. Throws HostError when the host
-    /// itself cannot read /proc.
-    explicit LookAfter(const RecordedLaunch& launch);
+    /// For so long, or as long as the window. None behind a launch that came to
+    /// no end. Throws HostError when the host itself cannot read /proc.
+    LookAfter(const RecordedLaunch& launch, std::optional<double> limitMs);
 
     /// One look; none when the process is gone, which ends it.
     void look(double nowMs);
 
-    bool hasEnded() const { return !mStatus.isOpen(); }
+    bool hasEnded() const { return !mStatus.isOpen() || lookedForMs() >= mLimitMs; }
 
     /// When the next look is due, on the steady clock.
     double nextMs() const;
 
-    /// As long as the library looked.
-    double windowMs() const { return mWindowMs; }
+    double limitMs() const { return mLimitMs; }
 
     /// How long it has looked on.
     double lookedForMs() const;
@@ -33,7 +34,7 @@ public:
 private:
     UniqueFd mStatus;    // held, so that it never shows another process of that number
     double mLastMs = 0;  // the library's last sample
-    double mWindowMs = 0;
+    double mLimitMs = 0;
     std::int32_t mLastKb = 0;
     Series mMemoryKb;
 };

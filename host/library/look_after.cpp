@@ -1,5 +1,5 @@
 // Goes on sampling a launch's memory where the library has stopped.
-#include "host/learn/look_after.h"
+#include "host/library/look_after.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,14 +14,20 @@ namespace {
 
 constexpr std::size_t kLongestStatus = 8192;  // one of 64 CPUs and all its lines has 1.5 KB
 
+// A long launch is decided within it, and grows on within it where it was decided
+// at a rest.
+double windowMs(const RecordedLaunch& launch) {
+    return static_cast<double>(timeMs(static_cast<std::int64_t>(launch.sampleBudget)));
+}
+
 }  // namespace
 
-LookAfter::LookAfter(const RecordedLaunch& launch) {
+LookAfter::LookAfter(const RecordedLaunch& launch, std::optional<double> limitMs)
+    : mLimitMs(limitMs.value_or(windowMs(launch))) {
     const bool isEnded = !launch.isAborted && !launch.evaluations.empty();
-    if (!isEnded || launch.sampledAtMs.empty()) return;
+    if (!isEnded || launch.sampledAtMs.empty() || mLimitMs <= 0) return;
     mStatus = openProcFile(procPath(launch.process, "status"));
     mLastMs = launch.sampledAtMs.back();
-    mWindowMs = mLastMs - launch.sampledAtMs.front() + kSamplePeriodMs;
     mLastKb = launch.series[Metric::kVmRss].back();
 }
 

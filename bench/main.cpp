@@ -21,10 +21,9 @@ struct Topic {
 
 // The topics of the store come last: they start the learning thread.
 constexpr Topic kTopics[] = {
-    {"sample", benchSample},         {"scan", benchScan},
-    {"evaluation", benchEvaluation}, {"log", benchLog},
-    {"library", benchLibrary},       {"query", benchQuery},
-    {"launch", benchLaunchEvent},
+    {"sample", benchSample}, {"scan", benchScan},          {"evaluation", benchEvaluation},
+    {"log", benchLog},       {"host", benchHost},          {"library", benchLibrary},
+    {"query", benchQuery},   {"launch", benchLaunchEvent},
 };
 
 void initialiseBenchmark(char* program) {

@@ -1,5 +1,6 @@
 // One sample of a process's memory and OOM score, read by the library, by a
 // minimal reader on held descriptors, and by libproc2.
+#include <android/log.h>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -13,8 +14,12 @@
 
 #include "bench/child.h"
 #include "bench/learner_peer.h"
+#include "bench/raw_store.h"
 #include "bench/syscall_count.h"
 #include "bench/topics.h"
+#include "host/library/launch_watch.h"
+#include "host/library/orvo_library.h"
+#include "platform/log.h"
 
 namespace {
 
@@ -109,6 +114,28 @@ private:
     OrvoLearnerPeer mPeer;
     std::FILE* mStatus;
     std::FILE* mScore;
+};
+
+/// The library as it runs in the host: it writes the lines of each sample.
+class WritingReader : public LibraryReader {
+public:
+    explicit WritingReader(const Subject& subject) : LibraryReader(subject) {
+        __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
+        __android_log_set_logger([](const __android_logger_data*, const char*) {});
+        setTavoLogLevel(host::kFollowingLevel);
+    }
+    ~WritingReader() { setTavoLogLevel(0); }
+};
+
+/// And the host, which follows the launch by these lines.
+class FollowedReader : public WritingReader {
+public:
+    explicit FollowedReader(const Subject& subject) : WritingReader(subject) {}
+
+private:
+    const ScratchFolder mFolder;
+    host::LogSink mSink{mFolder.file("orvo.log"), 3, false};
+    host::LaunchWatch mWatch{mSink};
 };
 
 class PreadReader {
@@ -208,6 +235,8 @@ void benchSample(const Effort& effort, Table& table) {
     timeSamples<LibraryReader>(session, "library", subject);
     timeSamples<PreadReader>(session, "pread", subject);
     timeSamples<Libproc2Reader>(session, "libproc2", subject);
+    timeSamples<WritingReader>(session, "writing", subject);
+    timeSamples<FollowedReader>(session, "followed", subject);
     session.run();
 
     table.atMost("one sample, status and score", "held descriptors, pread, minimal parse",
@@ -216,5 +245,9 @@ void benchSample(const Effort& effort, Table& table) {
                   3.8);
     table.tell("libproc2, one sample", "held descriptors, pread, minimal parse",
                session.ratio("libproc2", "pread"), "times");
+    table.tell("one sample and the log lines that tell of it", "one sample",
+               session.ratio("writing", "library"), "times");
+    table.atMost("one sample that orvo-host follows by these lines", "one sample and the lines",
+                 session.ratio("followed", "writing"), 1.1, "times");
     table.atMost("one sample: system calls", "", systemCallsPerSample(subject), 5);
 }

@@ -24,7 +24,11 @@ namespace {
 
 constexpr std::chrono::milliseconds kTendPeriod{30};
 constexpr double kNameLookPeriodMs = 100;
-constexpr double kGrowthLookPeriodMs = 250;
+
+// While the library samples nobody reads the task list, and every look of ours
+// costs what some samples cost.
+constexpr std::chrono::milliseconds kSamplingPeriod{500};
+constexpr double kTreeLookPeriodMs = 5000;
 constexpr double kNameNoteAfterMs = 3000;
 
 // Beyond the longest hunt (about 62 s) and the longest launch (2000 samples,
@@ -176,13 +180,22 @@ void LearnSession::awaitEnd(Launch& launch) {
     const double startMs = steadyMs();
     double firstStopMs = 0;
     double lastStopMs = 0;
+    bool isSampling = false;
     FdCounts fdCounts(mLibrary, mFollowed);
-    while (!launch.watch.waitForEnd(kTendPeriod)) {
+    const auto period = [&] {
+        return isSampling && !mOptions.fdCounts ? kSamplingPeriod : kTendPeriod;
+    };
+    while (!launch.watch.waitForEnd(period())) {
         const double nowMs = steadyMs();
         const LaunchRecord record = launch.watch.record();
-        if (mOptions.fdCounts && record.phase() == LaunchPhase::kSampling) fdCounts.take();
+        isSampling = record.phase() == LaunchPhase::kSampling;
+        if (isSampling && mOptions.fdCounts) fdCounts.take();
         if (record.phase() == LaunchPhase::kConcluding) lookOn(launch);
-        launch.command.tend();
+        if (isSampling) {
+            launch.command.reap();
+        } else {
+            launch.command.tend();
+        }
         mOutput.keepBounded();
         look(launch, record, nowMs - startMs);
         mProgress.show(record);
@@ -201,12 +214,13 @@ void LearnSession::awaitEnd(Launch& launch) {
 
 void LearnSession::look(Launch& launch, const LaunchRecord& record, double elapsedMs) {
     const bool isHunting = record.phase() == LaunchPhase::kHunting;
-    const double periodMs = isHunting ? kNameLookPeriodMs : kGrowthLookPeriodMs;
+    const double periodMs = isHunting ? kNameLookPeriodMs : kTreeLookPeriodMs;
     const bool isDue =
         record.phase() != launch.lastPhase || elapsedMs - launch.lastLookMs > periodMs;
     if (!isDue) return;
     launch.lastPhase = record.phase();
     launch.lastLookMs = elapsedMs;
+    if (!isHunting) launch.command.tend();
     const std::vector<ProcessLook> tree = lookAt(launch.command.processes());
     if (!isHunting) {
         launch.growth.take(tree);

@@ -57,10 +57,6 @@ std::uint32_t gateOf(const LogLine& line) {
 
 }  // namespace
 
-bool startsWith(std::string_view text, std::string_view prefix) {
-    return text.substr(0, prefix.size()) == prefix;
-}
-
 std::int32_t integerAfterLast(std::string_view text, std::string_view mark) {
     const std::size_t at = text.rfind(mark);
     if (at == std::string_view::npos) return 0;

@@ -49,9 +49,12 @@ public:
     double releasedMs() const { return mReleasedMs; }
 
     /// Takes notice of new and ended processes and keeps the task list; to be
-    /// called every few tens of ms while the command runs. Throws HostError
-    /// when the list cannot be kept.
+    /// called every few tens of ms while the list is read. Throws HostError when
+    /// the list cannot be kept.
     void tend();
+
+    /// Buries children that ended, and heeds the terminal's keys.
+    void reap();
 
     /// True when no process of it is left, as of the last look.
     bool hasEnded() const { return mTree.processes().empty(); }
@@ -67,7 +70,6 @@ private:
     void forkChild(const CommandLine& commandLine, int output);
     void expectReport();
     void look();
-    void reap();
     void heedKeys(int status) const;
     void endProcesses();
     void signalAll(int signal);

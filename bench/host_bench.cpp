@@ -1,0 +1,77 @@
+// What orvo-host does while the library samples a launch, in the same process.
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "bench/child.h"
+#include "bench/raw_store.h"
+#include "bench/topics.h"
+
+namespace {
+
+// Paths that the build knows.
+constexpr char kHost[] = ORVO_BENCH_HOST;
+constexpr char kSampleApp[] = ORVO_BENCH_SAMPLE_APP;
+
+/// orvo-host, learning a launch that it samples for twenty seconds at least.
+Child learningHost(const std::string& state) {
+    return Child([&state] {
+        const int nowhere = open("/dev/null", O_WRONLY);
+        dup2(nowhere, STDOUT_FILENO);
+        dup2(nowhere, STDERR_FILENO);
+        execl(kHost, kHost, "--state", state.c_str(), "learn", "bench.app", "--launches", "1",
+              "--type", "2", "--look-after", "0", "--", kSampleApp, nullptr);
+        _exit(127);
+    });
+}
+
+void awaitSampling(const std::string& log) {
+    for (int waitedMs = 0; waitedMs < 5000; waitedMs += 50) {
+        std::ifstream file(log);
+        const std::string text{std::istreambuf_iterator<char>(file), {}};
+        if (text.find("Decided Samples = ") != std::string::npos) return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    throw std::runtime_error("orvo-host has not begun to sample");
+}
+
+/// Processor time by who uses it.
+struct Usage {
+    double hostNs = 0;     // the program's first thread
+    double libraryNs = 0;  // the library's, in the same process
+};
+
+Usage usageOf(pid_t process) {
+    Usage usage;
+    const std::string tasks = "/proc/" + std::to_string(process) + "/task";
+    for (const auto& task : std::filesystem::directory_iterator(tasks)) {
+        double ns = 0;
+        std::ifstream(task.path() / "schedstat") >> ns;
+        const bool isFirst = task.path().filename() == std::to_string(process);
+        (isFirst ? usage.hostNs : usage.libraryNs) += ns;
+    }
+    return usage;
+}
+
+}  // namespace
+
+void benchHost(const Effort& effort, Table& table) {
+    constexpr int kMsPerRound = 500;
+    const ScratchFolder folder;
+    const Child host = learningHost(folder.file("state"));
+    awaitSampling(folder.file("state/orvo.log"));
+    const Usage before = usageOf(host.pid());
+    std::this_thread::sleep_for(std::chrono::milliseconds(kMsPerRound * effort.rounds));
+    const Usage after = usageOf(host.pid());
+    kill(host.pid(), SIGTERM);  // so that it ends what it has launched
+    waitpid(host.pid(), nullptr, 0);
+
+    const double libraryNs = after.libraryNs - before.libraryNs;
+    if (libraryNs <= 0) return table.fail("host", "the library's thread has not run");
+    table.atMost("orvo-host's own thread while the library samples", "the library's thread",
+                 (after.hostNs - before.hostNs) / libraryNs, 0.1, "times");
+}

@@ -33,9 +33,10 @@ std::string packageOf(const std::string& file) {
         throw HostError(kEnvironment,
                         "cannot open " + printable(source.file) + ": " + std::strerror(ENOENT));
     }
-    throw HostError(kNotLearned, "there is no dump of " + printable(source.package) + " (" +
-                                     printable(source.file) +
-                                     "); record one with orvo-host learn --dump");
+    const std::string remedy = source.ended ? "; of an ended generation none can be recorded"
+                                            : "; record one with orvo-host learn --dump";
+    throw HostError(kNotLearned, "there is no dump of " + printable(titleOf(source)) + " (" +
+                                     printable(source.file) + ")" + remedy);
 }
 
 UniqueFd openDump(const DumpSource& source) {
@@ -52,6 +53,22 @@ DumpSource dumpSourceOf(const std::string& argument, const StateFolder& state) {
     const bool isFile = endsWith(argument, kFileSuffix) || argument.find('/') != std::string::npos;
     if (isFile) return {argument, packageOf(argument), false};
     return {state.dumps() + '/' + dumpNameOf(argument), argument, true};
+}
+
+DumpSource dumpSourceOf(DumpSource source, const std::string& generation,
+                        const StateFolder& state, const Generations& known) {
+    if (!source.isOfState)
+        throw HostError(kUsage, "--generation is of a PACKAGE; a file is a dump of its own");
+    const Generation chosen = known.chosenOf(source.package, generation);
+    if (chosen.number == known.newestOf(source.package).number) return source;
+    source.file = state.dumps() + '/' + dumpNameOf(source.package, chosen.number);
+    source.ended = chosen;
+    return source;
+}
+
+std::string titleOf(const DumpSource& source) {
+    if (!source.ended) return source.package;
+    return source.package + ", generation " + generationText(*source.ended);
 }
 
 void refuseNumber(const DumpSource& source, std::int64_t number, std::int64_t launches) {

@@ -6,6 +6,7 @@
 
 #include "host/base/unique_fd.h"
 #include "host/dump/launch_grouping.h"
+#include "host/state/generations.h"
 #include "host/state/state_folder.h"
 
 namespace host {
@@ -15,12 +16,21 @@ struct DumpSource {
     std::string file;
     std::string package;
     bool isOfState;  ///< named by its package, so that the store is of it too
+    std::optional<Generation> ended{};  ///< whose dump it is; of the newest generation none
 };
+
+/// "com.a", "com.a, generation 1 (v1)".
+std::string titleOf(const DumpSource& source);
 
 /// `argument` is a file when it ends in ".csv" or holds a '/', which no package
 /// with a dump does; otherwise it is a package, whose dump is in `state`.
 /// Throws HostError, kUsage, when it is empty.
 DumpSource dumpSourceOf(const std::string& argument, const StateFolder& state);
+
+/// The dump of one generation of a package, given by its number or its label.
+/// Throws HostError: kUsage when `source` is a file, or there is none such.
+DumpSource dumpSourceOf(DumpSource source, const std::string& generation,
+                        const StateFolder& state, const Generations& known);
 
 /// A dump's launches, one after the other; files of any size are read in bounded
 /// memory.

@@ -10,6 +10,7 @@ namespace host {
 namespace {
 
 constexpr std::size_t kLongestPathOnDevice = 127;  // the library cuts the path there
+constexpr std::string_view kDumpEnd = ".csv";
 
 }  // namespace
 
@@ -18,6 +19,14 @@ std::string dumpNameOf(const std::string& package) {
     std::string name = package + std::string(kDumpSuffix);
     name.resize(std::min(name.size(), longest));
     return name;
+}
+
+std::string dumpNameOf(const std::string& package, std::int32_t generation) {
+    std::string name = dumpNameOf(package);
+    const std::string number = '.' + std::to_string(generation);
+    const std::size_t end = name.rfind(kDumpEnd);
+    const bool isCut = end == std::string::npos || end + kDumpEnd.size() != name.size();
+    return name.insert(isCut ? name.size() : end, number);
 }
 
 }  // namespace host

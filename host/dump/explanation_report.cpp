@@ -9,6 +9,7 @@
 #include "host/dump/dump_verdict.h"
 #include "host/dump/explanation.h"
 #include "host/state/spread.h"
+#include "host/state/store_reader.h"
 
 namespace host {
 namespace {
@@ -217,8 +218,9 @@ void writeSpread(std::ostream& out, const ExplanationReport& report) {
         }
     }
     if (report.storedMeanMs) {
-        out << "  mean as stored: " << *report.storedMeanMs
-            << " ms, which includes finding the process\n";
+        out << "  final endpoint as stored: " << *report.storedMeanMs << " ms, the mean of the "
+            << kLaunchesToLearn << " launches that made it,\n"
+            << "  recorded here or not, each counted from the first look for its process\n";
     }
 }
 
@@ -376,7 +378,7 @@ std::string renderText(const ExplanationReport& report) {
     const DumpedLaunch& launch = report.launch;
     const LaunchExplanation explanation = explain(launch);
     std::ostringstream out;
-    out << printable(report.source.package) << ", launch " << launch.number << " of "
+    out << printable(titleOf(report.source)) << ", launch " << launch.number << " of "
         << report.summary.launches << " (line " << launch.line << "): " << verdictText(launch)
         << (launch.isLong() ? ", a long launch" : "") << '\n';
     if (explanation.evaluations.size() > 1) writeEvaluations(out, explanation.evaluations);

@@ -135,7 +135,7 @@ std::string ReplayReport::end() const {
         return "],\"replayed\":" + std::to_string(mReplayed) +
                ",\"equal\":" + std::to_string(mEqual) + "}\n";
     }
-    return printable(mSource.package) + ": " + std::to_string(mEqual) + " of " +
+    return printable(titleOf(mSource)) + ": " + std::to_string(mEqual) + " of " +
            std::to_string(mReplayed) +
            " replayed launches are equal; times count from the first sample\n";
 }

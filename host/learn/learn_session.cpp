@@ -84,6 +84,7 @@ LearnSession::LearnSession(const LearnOptions& options, const StateFolder& state
 }
 
 LearnReport LearnSession::run() {
+    mGeneration = mOptions.begin(mLibrary);
     checkStore();
     LearnReport report;
     report.package = mOptions.package;
@@ -109,7 +110,7 @@ LearnReport LearnSession::run() {
 // none; then this session's launches are all that is known.
 std::deque<Assessment> LearnSession::latestOf(const LearnReport& report) const {
     try {
-        return History(mState.history()).read().of(mOptions.package).latest;
+        return History(mState.history()).read().of(mOptions.package, mGeneration.number).latest;
     } catch (const HostError& error) {
         std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
     }
@@ -317,7 +318,8 @@ void LearnSession::note(const LaunchResult& result, std::int64_t launchedAtUnixM
                       mOptions.package,      mOptions.kind.type,
                       mOptions.kind.subtype, outcomeText(result.outcome),
                       result.endpointMs,     std::nullopt,
-                      result.assessment};
+                      result.assessment,     mGeneration.number,
+                      mGeneration.label};
     const std::int32_t finalMs = mLibrary.finalEndpointMs(mOptions.package);
     if (finalMs > 0) entry.finalEndpointMs = finalMs;
     History(mState.history()).note(entry);

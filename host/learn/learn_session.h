@@ -17,6 +17,7 @@
 #include "host/library/series_recorder.h"
 #include "host/process/launched_command.h"
 #include "host/state/command_output.h"
+#include "host/state/generations.h"
 #include "host/state/state_folder.h"
 #include "host/state/store_reader.h"
 
@@ -32,6 +33,7 @@ struct LearnOptions {
     std::function<void(const RecordedLaunch&)> keep;  ///< gets each launch whole; may be empty
     /// How long to look on behind each launch; without it as long as its window.
     std::optional<double> lookAfterMs;
+    std::function<Generation(OrvoLibrary&)> begin;  ///< gives the one to learn; may erase
 };
 
 /// One per process, on one thread.
@@ -75,6 +77,7 @@ private:
     Progress& mProgress;
     OrvoLibrary mLibrary;
     StoreReader mStore;
+    Generation mGeneration;  // which is learned
     std::string mFollowed;                 // the name that the library is told
     bool mMayFollowOther;                  // once in a session
     std::vector<std::string> mNamesShown;  // by a command that was not found

@@ -17,6 +17,7 @@ namespace host {
 namespace {
 
 constexpr int kSchemaVersion = 1;
+constexpr std::int32_t kHighestGeneration = 1'000'000'000;    // leaves room to count on
 constexpr std::size_t kLongestLine = std::size_t{1} << 16U;  // a name's 255 bytes make 2 KiB
 
 // The parser would cut other numbers to size.
@@ -44,26 +45,53 @@ std::optional<std::vector<std::string>> wordsAt(const Json& object, const char* 
     return found->get<std::vector<std::string>>();
 }
 
-// A name as an entry holds it.
-std::string asUtf8(const std::string& name) {
-    return Json::parse(jsonLine(name)).get<std::string>();
+std::optional<std::int32_t> timeAt(const Json& object, const char* name) {
+    const std::optional<std::int32_t> ms = integerAt(object, name);
+    if (ms && *ms < 0) throw std::out_of_range("a time before the launch");
+    return ms;
+}
+
+std::optional<std::int32_t> generationIn(const Json& object) {
+    const std::optional<std::int32_t> number = integerAt(object, "generation");
+    if (number && (*number < 1 || *number > kHighestGeneration))
+        throw std::out_of_range("no generation");
+    return number;
+}
+
+std::optional<std::string> textAt(const Json& object, const char* name) {
+    const auto found = object.find(name);
+    if (found == object.end() || found->is_null()) return std::nullopt;
+    return found->get<std::string>();
+}
+
+// An erasure begins the generation that it names, or else the next.
+std::int32_t generationOf(const LaunchEntry& entry,
+                          const std::map<std::int32_t, PackageHistory>& before) {
+    if (entry.generation) return *entry.generation;
+    const std::int32_t newest = before.empty() ? 1 : before.rbegin()->first;
+    return entry.outcome == kErasedOutcome ? newest + 1 : newest;
+}
+
+void addLaunch(PackageHistory& history, const LaunchEntry& entry) {
+    ++history.launches;
+    if (!history.firstLaunchedAtUnixMs) history.firstLaunchedAtUnixMs = entry.launchedAtUnixMs;
+    history.lastLaunchedAtUnixMs = entry.launchedAtUnixMs;
+    if (entry.finalEndpointMs) history.finalEndpointMs = entry.finalEndpointMs;
+    if (!entry.endpointMs) return;
+    history.endpointsMs.push_back(*entry.endpointMs);
+    const Assessment& assessment = entry.assessment;
+    if (assessment.sinceStartMs) history.sinceStartMs.push_back(*assessment.sinceStartMs);
+    history.latest.push_back(assessment);
+    if (history.latest.size() > static_cast<std::size_t>(kLaunchesToLearn))
+        history.latest.pop_front();
 }
 
 void addEntry(HistoryContents& contents, const LaunchEntry& entry) {
     ++contents.entries;
-    if (entry.outcome == kErasedOutcome) {
-        contents.byPackage.erase(entry.package);
-        return;
-    }
-    PackageHistory& package = contents.byPackage[entry.package];
-    package.lastLaunchedAtUnixMs = entry.launchedAtUnixMs;
-    if (!entry.endpointMs) return;
-    package.endpointsMs.push_back(*entry.endpointMs);
-    const Assessment& assessment = entry.assessment;
-    if (assessment.sinceStartMs) package.sinceStartMs.push_back(*assessment.sinceStartMs);
-    package.latest.push_back(assessment);
-    if (package.latest.size() > static_cast<std::size_t>(kLaunchesToLearn))
-        package.latest.pop_front();
+    auto& generations = contents.byPackage[entry.package];
+    PackageHistory& history = generations[generationOf(entry, generations)];
+    if (entry.label) history.label = entry.label;
+    if (entry.outcome != kErasedOutcome) addLaunch(history, entry);
 }
 
 void addLine(HistoryContents& contents, const TextLine& line) {
@@ -85,6 +113,10 @@ void addFile(HistoryContents& contents, const std::string& path) {
 
 }  // namespace
 
+std::string asUtf8(const std::string& name) {
+    return Json::parse(jsonLine(name)).get<std::string>();
+}
+
 std::string toJsonLine(const LaunchEntry& entry) {
     Json json{{"schema_version", kSchemaVersion},
               {"launched_at_unix_ms", entry.launchedAtUnixMs},
@@ -96,6 +128,8 @@ std::string toJsonLine(const LaunchEntry& entry) {
               {"endpoint_ms", orNull(entry.endpointMs)},
               {"final_endpoint_ms", orNull(entry.finalEndpointMs)}};
     addAssessment(json, entry.assessment);
+    json["generation"] = orNull(entry.generation);
+    json["label"] = orNull(entry.label);
     return jsonLine(json);
 }
 
@@ -109,21 +143,26 @@ std::optional<LaunchEntry> parseHistoryLine(std::string_view line) {
         entry.type = integerOf<std::int32_t>(object.at("launch_type"));
         entry.subtype = integerOf<std::int32_t>(object.at("launch_subtype"));
         entry.outcome = object.at("outcome").get<std::string>();
-        entry.endpointMs = integerAt(object, "endpoint_ms");
-        entry.finalEndpointMs = integerAt(object, "final_endpoint_ms");
+        entry.endpointMs = timeAt(object, "endpoint_ms");
+        entry.finalEndpointMs = timeAt(object, "final_endpoint_ms");
         entry.assessment = {integerAt(object, "since_start_ms"), wordsAt(object, "doubts"),
                             integerAt(object, "second_opinion_ms"),
                             integerAt(object, "second_opinion_error_ms")};
+        entry.generation = generationIn(object);
+        entry.label = textAt(object, "label");
         return entry;
     } catch (const std::exception&) {
         return std::nullopt;
     }
 }
 
-const PackageHistory& HistoryContents::of(const std::string& package) const {
+const PackageHistory& HistoryContents::of(const std::string& package,
+                                          std::int32_t generation) const {
     static const PackageHistory kNone;
     const auto found = byPackage.find(asUtf8(package));
-    return found == byPackage.end() ? kNone : found->second;
+    if (found == byPackage.end()) return kNone;
+    const auto history = found->second.find(generation);
+    return history == found->second.end() ? kNone : history->second;
 }
 
 void addHistory(HistoryContents& contents, ReadBytes read) {

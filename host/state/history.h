@@ -17,10 +17,12 @@ namespace host {
 /// One line of the history, and of what watch prints with --json:
 ///   schema_version 1, launched_at_unix_ms, source ("learn", "watch"), package,
 ///   launch_type, launch_subtype, outcome, endpoint_ms, final_endpoint_ms,
-///   since_start_ms, doubts, second_opinion_ms, second_opinion_error_ms
+///   since_start_ms, doubts, second_opinion_ms, second_opinion_error_ms,
+///   generation, label
 /// null stands for what was not measured; lines of older versions, which lack the
-/// last four, are read as if these were null. A line with the outcome "erased"
-/// makes those before it of the same package void.
+/// last six, are read as if these were null. A line with the outcome "erased"
+/// begins a generation of its package; one without a number belongs to the newest
+/// that the lines before it tell of.
 struct LaunchEntry {
     std::int64_t launchedAtUnixMs = 0;
     std::string source;
@@ -31,31 +33,41 @@ struct LaunchEntry {
     std::optional<std::int32_t> endpointMs;       ///< of a stored launch
     std::optional<std::int32_t> finalEndpointMs;  ///< of the package, after the launch
     Assessment assessment{};                      ///< of the launch
+    std::optional<std::int32_t> generation{};     ///< host/state/generations.h
+    std::optional<std::string> label{};           ///< of the generation
 };
 
 /// The outcome of the line that stands for an erasure.
 constexpr const char* kErasedOutcome = "erased";
 
+/// A name as an entry holds it: bytes that are no UTF-8 are replaced.
+std::string asUtf8(const std::string& name);
+
 /// With the newline at its end. Bytes of a name that are no UTF-8 are replaced.
 std::string toJsonLine(const LaunchEntry& entry);
 
-/// Nothing for a line that is cut off or is no entry, a number beyond what an
-/// entry can hold included.
+/// Nothing for a line that is cut off or is no entry, a number that an entry
+/// cannot hold and a negative endpoint included.
 std::optional<LaunchEntry> parseHistoryLine(std::string_view line);
 
-/// What the history tells of one package.
+/// What the history tells of one generation of a package.
 struct PackageHistory {
+    std::optional<std::string> label;
+    std::size_t launches = 0;
+    std::optional<std::int64_t> firstLaunchedAtUnixMs;
     std::optional<std::int64_t> lastLaunchedAtUnixMs;
-    std::vector<double> endpointsMs;   ///< of the stored launches, oldest first
-    std::vector<double> sinceStartMs;  ///< theirs, where measured
-    std::deque<Assessment> latest;     ///< of as many stored launches as make a final endpoint
+    std::optional<std::int32_t> finalEndpointMs;  ///< as it was last
+    std::vector<double> endpointsMs;              ///< of the stored launches, oldest first
+    std::vector<double> sinceStartMs;             ///< theirs, where measured
+    std::deque<Assessment> latest;  ///< of as many stored launches as make a final endpoint
 };
 
 struct HistoryContents {
-    /// The history of a package, empty when there is none.
-    const PackageHistory& of(const std::string& package) const;
+    /// The history of a package's generation, empty when there is none.
+    const PackageHistory& of(const std::string& package, std::int32_t generation) const;
 
-    std::map<std::string, PackageHistory> byPackage;
+    /// By names as an entry holds them (asUtf8), then by generations.
+    std::map<std::string, std::map<std::int32_t, PackageHistory>> byPackage;
     std::size_t entries = 0;
     std::size_t unreadableLines = 0;
 };

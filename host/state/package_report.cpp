@@ -1,4 +1,4 @@
-// The packages that the store knows, as show prints them.
+// The packages that the store knows and their generations, as show prints them.
 #include "host/state/package_report.h"
 
 #include <algorithm>
@@ -30,16 +30,7 @@ std::optional<double> sinceStartMedianMs(const PackageHistory& history) {
     return spreadOf(history.sinceStartMs).medianMs;
 }
 
-// The columns of --csv and the members of --json, in order.
-Json toJson(const StoredPackage& package, const PackageHistory& history) {
-    Json json{{"package", package.name},
-              {"launch_events", package.launchEvents},
-              {"samples_stored", package.launchEndpointsMs.size()},
-              {"samples_needed", package.learned ? Json(nullptr) : Json(samplesNeeded(package))},
-              {"launch_endpoints_ms", package.launchEndpointsMs},
-              {"learned", package.learned},
-              {"final_endpoint_ms", orNull(package.finalEndpointMs())},
-              {"last_launched_at_unix_ms", orNull(history.lastLaunchedAtUnixMs)}};
+void addMeasured(Json& json, const PackageHistory& history) {
     const std::optional<Spread> spread = spreadIn(history);
     const auto add = [&](const char* name, auto value) {
         json[name] = spread ? Json(value(*spread)) : Json(nullptr);
@@ -50,6 +41,34 @@ Json toJson(const StoredPackage& package, const PackageHistory& history) {
     add("endpoint_max_ms", [](const Spread& s) { return std::llround(s.largestMs); });
     json["since_start_median_ms"] = orNull(sinceStartMedianMs(history));
     addAssessment(json, inheritedFrom(history.latest).assessment);
+}
+
+// The columns of --csv and the members of --json, in order.
+Json toJson(const StoredPackage& package, const PackageHistory& history,
+            const Generation& generation) {
+    Json json{{"package", package.name},
+              {"launch_events", package.launchEvents},
+              {"samples_stored", package.launchEndpointsMs.size()},
+              {"samples_needed", package.learned ? Json(nullptr) : Json(samplesNeeded(package))},
+              {"launch_endpoints_ms", package.launchEndpointsMs},
+              {"learned", package.learned},
+              {"final_endpoint_ms", orNull(package.finalEndpointMs())},
+              {"last_launched_at_unix_ms", orNull(history.lastLaunchedAtUnixMs)}};
+    addMeasured(json, history);
+    json["generation"] = generation.number;
+    json["label"] = orNull(generation.label);
+    return json;
+}
+
+Json toJson(const GenerationRow& row) {
+    Json json{{"package", row.package},
+              {"generation", row.generation.number},
+              {"label", orNull(row.generation.label)},
+              {"launches", row.history.launches},
+              {"final_endpoint_ms", orNull(row.history.finalEndpointMs)},
+              {"first_launched_at_unix_ms", orNull(row.history.firstLaunchedAtUnixMs)},
+              {"last_launched_at_unix_ms", orNull(row.history.lastLaunchedAtUnixMs)}};
+    addMeasured(json, row.history);
     return json;
 }
 
@@ -78,8 +97,8 @@ std::string localTime(std::int64_t unixMs) {
     return out.str();
 }
 
-std::string lastLaunchedText(const PackageHistory& history) {
-    return history.lastLaunchedAtUnixMs ? localTime(*history.lastLaunchedAtUnixMs) : "-";
+std::string timeText(std::optional<std::int64_t> unixMs) {
+    return unixMs ? localTime(*unixMs) : "-";
 }
 
 std::string sinceStartText(const PackageHistory& history) {
@@ -112,62 +131,109 @@ std::string finalEndpointText(const StoredPackage& package) {
     return endpointMs ? std::to_string(*endpointMs) + " ms" : "damaged; erase it";
 }
 
-}  // namespace
+std::string csvHeading(const Json& columns) {
+    std::string text = "schema_version";
+    for (const auto& [name, value] : columns.items())
+        text += ',' + name;
+    return text + '\n';
+}
 
-std::string renderText(const std::vector<StoredPackage>& packages, const HistoryContents& history) {
-    std::size_t names = std::string("PACKAGE").size();
-    std::size_t doubts = std::string("DOUBTS").size();
-    for (const StoredPackage& package : packages) {
-        names = std::max(names, printable(package.name).size());
-        doubts = std::max(doubts, doubtsText(history.of(package.name)).size());
+std::string csvRow(Json row, bool isForTerminal) {
+    for (const char* name : {"package", "label"}) {
+        if (isForTerminal && row[name].is_string()) row[name] = printable(row[name].get<std::string>());
     }
-    const auto nameWidth = static_cast<int>(names);
-    const auto doubtsWidth = static_cast<int>(doubts);
+    if (row["doubts"].is_array() && row["doubts"].empty()) row["doubts"] = "none";
+    std::string text = std::to_string(kSchemaVersion);
+    for (const Json& value : row)
+        text += ',' + csvField(value);
+    return text + '\n';
+}
 
+std::string tableOf(const std::vector<std::vector<std::string>>& rows) {
+    std::vector<std::size_t> widths(rows.front().size());
+    for (const auto& row : rows) {
+        for (std::size_t i = 0; i < row.size(); ++i)
+            widths[i] = std::max(widths[i], row[i].size());
+    }
     std::ostringstream out;
-    out << std::left << std::setw(nameWidth) << "PACKAGE"
-        << "  LAUNCHES  STORED  NEEDED  LEARNED  FINAL ENDPOINT  SINCE START  "
-        << std::setw(doubtsWidth) << "DOUBTS"
-        << "  LAST LAUNCHED     MEASURED\n";
-    for (const StoredPackage& package : packages) {
-        const PackageHistory& launches = history.of(package.name);
-        out << std::left << std::setw(nameWidth) << printable(package.name) << std::right
-            << std::setw(10) << package.launchEvents << std::setw(8)
-            << package.launchEndpointsMs.size() << std::setw(8)
-            << (package.learned ? "-" : std::to_string(samplesNeeded(package))) << "  " << std::left
-            << std::setw(7) << (package.learned ? "yes" : "no") << "  " << std::setw(14)
-            << finalEndpointText(package) << "  " << std::setw(11) << sinceStartText(launches)
-            << "  " << std::setw(doubtsWidth) << doubtsText(launches) << "  " << std::setw(16)
-            << lastLaunchedText(launches) << "  " << spreadText(launches) << '\n';
+    for (const auto& row : rows) {
+        for (std::size_t i = 0; i + 1 < row.size(); ++i)
+            out << std::left << std::setw(static_cast<int>(widths[i] + 2)) << row[i];
+        out << row.back() << '\n';
     }
     return out.str();
 }
 
-std::string renderJson(const std::vector<StoredPackage>& packages, const HistoryContents& history) {
+}  // namespace
+
+std::string renderText(const std::vector<StoredPackage>& packages, const HistoryContents& history,
+                       const Generations& generations) {
+    std::vector<std::vector<std::string>> cells{
+        {"PACKAGE", "GENERATION", "LAUNCHES", "STORED", "NEEDED", "LEARNED", "FINAL ENDPOINT",
+         "SINCE START", "DOUBTS", "LAST LAUNCHED", "MEASURED"}};
+    for (const StoredPackage& package : packages) {
+        const Generation newest = generations.newestOf(package.name);
+        const PackageHistory& launches = history.of(package.name, newest.number);
+        cells.push_back({printable(package.name), generationText(newest),
+                         std::to_string(package.launchEvents),
+                         std::to_string(package.launchEndpointsMs.size()),
+                         package.learned ? "-" : std::to_string(samplesNeeded(package)),
+                         package.learned ? "yes" : "no", finalEndpointText(package),
+                         sinceStartText(launches), doubtsText(launches),
+                         timeText(launches.lastLaunchedAtUnixMs), spreadText(launches)});
+    }
+    return tableOf(cells);
+}
+
+std::string renderJson(const std::vector<StoredPackage>& packages, const HistoryContents& history,
+                       const Generations& generations) {
     Json list = Json::array();
-    for (const StoredPackage& package : packages)
-        list.push_back(toJson(package, history.of(package.name)));
+    for (const StoredPackage& package : packages) {
+        const Generation newest = generations.newestOf(package.name);
+        list.push_back(toJson(package, history.of(package.name, newest.number), newest));
+    }
     return jsonLine({{"schema_version", kSchemaVersion}, {"packages", list}});
 }
 
 std::string renderCsv(const std::vector<StoredPackage>& packages, const HistoryContents& history,
-                      bool isForTerminal) {
-    std::ostringstream out;
-    out << "schema_version";
-    const Json columns = toJson({}, {});
-    for (const auto& [name, value] : columns.items())
-        out << ',' << name;
-    out << '\n';
+                      const Generations& generations, bool isForTerminal) {
+    std::string text = csvHeading(toJson({}, {}, {}));
     for (const StoredPackage& package : packages) {
-        Json row = toJson(package, history.of(package.name));
-        if (isForTerminal) row["package"] = printable(package.name);
-        out << kSchemaVersion;
-        if (row["doubts"].is_array() && row["doubts"].empty()) row["doubts"] = "none";
-        for (const Json& value : row)
-            out << ',' << csvField(value);
-        out << '\n';
+        const Generation newest = generations.newestOf(package.name);
+        text += csvRow(toJson(package, history.of(package.name, newest.number), newest),
+                       isForTerminal);
     }
-    return out.str();
+    return text;
+}
+
+std::string renderText(const std::vector<GenerationRow>& rows) {
+    std::vector<std::vector<std::string>> cells{{"PACKAGE", "GENERATION", "LAUNCHES",
+                                                 "FINAL ENDPOINT", "SINCE START", "DOUBTS",
+                                                 "FIRST LAUNCHED", "LAST LAUNCHED", "MEASURED"}};
+    for (const GenerationRow& row : rows) {
+        const PackageHistory& history = row.history;
+        const std::string finalMs =
+            history.finalEndpointMs ? std::to_string(*history.finalEndpointMs) + " ms" : "-";
+        cells.push_back({printable(row.package), generationText(row.generation),
+                         std::to_string(history.launches), finalMs, sinceStartText(history),
+                         doubtsText(history), timeText(history.firstLaunchedAtUnixMs),
+                         timeText(history.lastLaunchedAtUnixMs), spreadText(history)});
+    }
+    return tableOf(cells);
+}
+
+std::string renderJson(const std::vector<GenerationRow>& rows) {
+    Json list = Json::array();
+    for (const GenerationRow& row : rows)
+        list.push_back(toJson(row));
+    return jsonLine({{"schema_version", kSchemaVersion}, {"generations", list}});
+}
+
+std::string renderCsv(const std::vector<GenerationRow>& rows, bool isForTerminal) {
+    std::string text = csvHeading(toJson(GenerationRow()));
+    for (const GenerationRow& row : rows)
+        text += csvRow(toJson(row), isForTerminal);
+    return text;
 }
 
 }  // namespace host

@@ -1,22 +1,35 @@
-// The packages that the store knows, as show prints them.
+// The packages that the store knows and their generations, as show prints them.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "host/state/generations.h"
 #include "host/state/history.h"
 #include "host/state/store_reader.h"
 
 namespace host {
 
-// Each ends with a newline.
-std::string renderText(const std::vector<StoredPackage>& packages,
-                       const HistoryContents& history = {});
-std::string renderJson(const std::vector<StoredPackage>& packages,
-                       const HistoryContents& history = {});
+// Each ends with a newline. What was measured is that of the newest generation.
+std::string renderText(const std::vector<StoredPackage>& packages, const HistoryContents& history,
+                       const Generations& generations);
+std::string renderJson(const std::vector<StoredPackage>& packages, const HistoryContents& history,
+                       const Generations& generations);
 /// A heading and one row a package; empty where nothing was measured. Names are
 /// as they are stored, but made fit to be shown for a terminal.
 std::string renderCsv(const std::vector<StoredPackage>& packages, const HistoryContents& history,
-                      bool isForTerminal);
+                      const Generations& generations, bool isForTerminal);
+
+/// One generation of a package, as far as the history tells of it.
+struct GenerationRow {
+    std::string package;
+    Generation generation;
+    PackageHistory history;
+};
+
+// The same of generations.
+std::string renderText(const std::vector<GenerationRow>& rows);
+std::string renderJson(const std::vector<GenerationRow>& rows);
+std::string renderCsv(const std::vector<GenerationRow>& rows, bool isForTerminal);
 
 }  // namespace host

@@ -39,6 +39,8 @@ public:
     std::string log() const { return mPath / "orvo.log"; }
     /// One line of JSON a launch.
     std::string history() const { return mPath / "history.jsonl"; }
+    /// One line of JSON a generation.
+    std::string generations() const { return mPath / "generations.jsonl"; }
     /// Held by the process that watches.
     std::string watchLock() const { return mPath / "watch.lock"; }
     /// Held, one byte a package, by the processes that learn or erase.

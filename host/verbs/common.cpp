@@ -91,10 +91,27 @@ void addCommonOptions(CLI::App& app, Invocation& invocation) {
         ->group("Common options");
 }
 
-DumpSource dumpGivenAs(const std::string& argument, const Invocation& invocation) {
-    DumpSource source = dumpSourceOf(argument, StateFolder(invocation.statePath()));
+DumpSource dumpGivenAs(const std::string& argument, const std::string& generation,
+                       const Invocation& invocation) {
+    const StateFolder state(invocation.statePath());
+    const DumpSource source = dumpSourceOf(argument, state);
     if (source.isOfState) invocation.existingState();
-    return source;
+    if (generation.empty()) return source;
+    const HistoryContents history = History(state.history()).read();
+    return dumpSourceOf(source, generation, state, readGenerations(state, history));
+}
+
+void addGenerationOption(CLI::App& verb, std::string& generation) {
+    verb.add_option("--generation", generation,
+                    "Of PACKAGE's generations this one, by its number or the newest\n"
+                    "of its label (default the newest); show --generations lists them")
+        ->type_name("N|LABEL");
+}
+
+Generations readGenerations(const StateFolder& state, const HistoryContents& history) {
+    Generations known = GenerationsFile(state.generations()).read();
+    known.add(history);
+    return known;
 }
 
 void refuseCommand(const Invocation& invocation) {

@@ -14,12 +14,14 @@ namespace {
 
 struct ExplainArguments {
     std::string source;
+    std::string generation;  // empty: the newest
     std::int64_t launch = 0;  // 0: the last
     bool json = false;
 };
 
 std::optional<std::int32_t> storedMeanMs(const DumpSource& source, const StateFolder& state) {
-    if (!source.isOfState || !std::filesystem::exists(state.database())) return std::nullopt;
+    const bool isLearned = source.isOfState && !source.ended;
+    if (!isLearned || !std::filesystem::exists(state.database())) return std::nullopt;
     return StoreReader(state.database()).package(source.package).finalEndpointMs();
 }
 
@@ -39,7 +41,7 @@ int explain(const ExplainArguments& arguments, const Invocation& invocation) {
     refuseCommand(invocation);
     const StateFolder state(invocation.statePath());
     LogSink log("", invocation.logLevel, invocation.verbose);
-    const DumpSource source = dumpGivenAs(arguments.source, invocation);
+    const DumpSource source = dumpGivenAs(arguments.source, arguments.generation, invocation);
     DumpSummary summary;
     const DumpedLaunch launch = findLaunch(source, arguments.launch, summary);
     const ExplanationReport report{source, summary, launch, storedMeanMs(source, state)};
@@ -56,6 +58,7 @@ void addExplainVerb(CLI::App& app, Invocation& invocation) {
                 "PACKAGE|FILE.csv [OPTIONS]");
     verb->add_option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
         ->required();
+    addGenerationOption(*verb, arguments->generation);
     verb->add_option("--launch", arguments->launch, "Which launch, from 1 on (default the last)")
         ->type_name("N")
         ->check(CLI::PositiveNumber);

@@ -16,6 +16,7 @@
 #include "host/root/device_root.h"
 #include "host/state/package_lock.h"
 #include "host/state/store_holder.h"
+#include "host/verbs/generation_steps.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -23,6 +24,7 @@ namespace {
 
 struct LearnArguments {
     LearnOptions options;
+    std::optional<std::string> label;  // without: go on with the newest generation
     bool dump = false;
     std::size_t dumpsKept = kDumpsKept;
     bool keepName = false;
@@ -61,6 +63,8 @@ void checkArguments(const LearnArguments& arguments, const Invocation& invocatio
     if (!fault.empty()) throw HostError(kUsage, "PACKAGE " + fault);
     const std::string followFault = options.follow.empty() ? "" : packageNameFault(options.follow);
     if (!followFault.empty()) throw HostError(kUsage, "the name to --follow " + followFault);
+    const std::string ofLabel = arguments.label ? labelFault(*arguments.label) : "";
+    if (!ofLabel.empty()) throw HostError(kUsage, "the --label " + ofLabel);
     const std::string kindFault = launchKindFault(options.kind);
     if (!kindFault.empty()) throw HostError(kUsage, "launch " + kindFault);
     if (invocation.arguments.command.empty()) {
@@ -100,6 +104,13 @@ void writeDumpOf(const LearnOptions& options, const RecordedLaunch& launch, Dump
     }
 }
 
+Generation beginLearning(const LearnArguments& arguments, const GenerationSteps& steps,
+                         OrvoLibrary& library) {
+    const std::string& package = arguments.options.package;
+    return arguments.label ? steps.labelled(package, *arguments.label, library)
+                           : steps.newest(package, library);
+}
+
 int learnHere(LearnArguments& arguments, const Invocation& invocation, const StateFolder& state) {
     noteInterruptions();
     state.removeDumpProperty();  // or the library would write its own, under the shown name
@@ -112,6 +123,8 @@ int learnHere(LearnArguments& arguments, const Invocation& invocation, const Sta
     keepNewFilesPrivate();
     const CommandOutput output(state);
     LogSink log(state.log(), invocation.logLevel, invocation.verbose);
+    const GenerationSteps steps(state, log);
+    options.begin = [&](OrvoLibrary& library) { return beginLearning(arguments, steps, library); };
     const bool isQuiet = invocation.quiet || arguments.givesTerminal;
     Progress progress(Progress::styleFor(isQuiet, invocation.verbose), options.launches);
     LearnSession session(options, state, output, log, invocation.logLevel, progress);
@@ -152,6 +165,10 @@ void addLearnVerb(CLI::App& app, Invocation& invocation) {
                      "Learn the process of COMMAND that shows this name (default:\n"
                      "PACKAGE, or the name that is shown in its place)")
         ->type_name("NAME");
+    verb->add_option("--label", arguments->label,
+                     "Learn the version of PACKAGE that has this label: what is learned of\n"
+                     "one with another label or none is erased, and a generation begins")
+        ->type_name("TEXT");
     verb->add_option("--launches", options.launches, "Launches at most (default 5)")
         ->type_name("N")
         ->check(CLI::Range(1, 499));

@@ -20,6 +20,7 @@ constexpr std::size_t kMostOverlaid = 100;  // more would only be grey upon grey
 
 struct PlotArguments {
     std::string source;
+    std::string generation;  // empty: the newest
     std::int64_t launch = 0;  // 0: the last with samples
     bool all = false;
     std::string file;    // empty: standard output, in characters
@@ -89,10 +90,10 @@ int plot(const PlotArguments& arguments, const Invocation& invocation) {
     } else {
         fitToTerminal(picture);
     }
-    const DumpSource source = dumpGivenAs(arguments.source, invocation);
+    const DumpSource source = dumpGivenAs(arguments.source, arguments.generation, invocation);
     const Chosen chosen = chooseLaunches(source, arguments);
     if (arguments.all && chosen.launches.size() < chosen.inAll) tellOfThoseLeftOut(chosen);
-    picture.package = source.package;
+    picture.package = titleOf(source);
     for (const DumpedLaunch& launch : chosen.launches)
         picture.launches.push_back(&launch);
     picture.launchesInAll = chosen.inAll;
@@ -114,6 +115,7 @@ void addPlotVerb(CLI::App& app, Invocation& invocation) {
         addVerb(app, invocation, "plot", "Draw recorded launches", "PACKAGE|FILE.csv [OPTIONS]");
     verb->add_option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
         ->required();
+    addGenerationOption(*verb, arguments->generation);
     CLI::Option* const all = verb->add_flag(
         "--all", arguments->all, "Lay all launches over each other, the last 100 at most");
     verb->add_option("--launch", arguments->launch,

@@ -15,6 +15,7 @@ constexpr std::size_t kPrintedAtOnce = std::size_t{1} << 16U;
 
 struct ReplayArguments {
     std::string source;
+    std::string generation;  // empty: the newest
     ReplayOptions options;
     bool json = false;
 };
@@ -28,7 +29,7 @@ void refuseUnlessDump(const DumpSource& source) {
 
 int replay(const ReplayArguments& arguments, const Invocation& invocation) {
     refuseCommand(invocation);
-    const DumpSource source = dumpGivenAs(arguments.source, invocation);
+    const DumpSource source = dumpGivenAs(arguments.source, arguments.generation, invocation);
     refuseUnlessDump(source);
     // The analysis logs; with --verbose that is worth seeing.
     LogSink log("", invocation.logLevel, invocation.verbose);
@@ -59,6 +60,7 @@ void addReplayVerb(CLI::App& app, Invocation& invocation) {
                 "PACKAGE|FILE.csv [OPTIONS]");
     verb->add_option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
         ->required();
+    addGenerationOption(*verb, arguments->generation);
     verb->add_option("--type", arguments->options.type,
                      "Launch type (default: guessed from the number of samples)")
         ->type_name("T");

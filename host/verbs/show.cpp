@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
+#include <set>
 #include <unistd.h>
 
 #include "host/base/exit_code.h"
@@ -18,6 +19,7 @@ namespace {
 
 struct ShowArguments {
     std::string package;  // empty: all
+    bool generations = false;
     bool json = false;
     bool csv = false;
 };
@@ -30,28 +32,60 @@ std::vector<StoredPackage> readStore(const StateFolder& state, const std::string
     return one.isKnown() ? std::vector<StoredPackage>{one} : std::vector<StoredPackage>{};
 }
 
-std::string render(const std::vector<StoredPackage>& packages, const HistoryContents& history,
-                   const ShowArguments& arguments) {
-    if (arguments.json) return renderJson(packages, history);
-    const bool isForTerminal = isatty(STDOUT_FILENO) != 0;
-    return arguments.csv ? renderCsv(packages, history, isForTerminal)
-                         : renderText(packages, history);
+void addRows(std::vector<GenerationRow>& rows, const std::string& package,
+             const Generations& generations, const HistoryContents& history) {
+    for (const Generation& generation : generations.of(package))
+        rows.push_back({package, generation, history.of(package, generation.number)});
+}
+
+[[noreturn]] void refuseUnknown(const std::string& package, const std::string& place) {
+    throw HostError(kNotLearned, "nothing is known of " + package + " in " + place +
+                                     "; learn it with orvo-host learn");
+}
+
+void tellThatNothingIsLearned(const StateFolder& state) {
+    std::fprintf(stderr, "orvo-host: nothing is learned in %s yet\n",
+                 printable(state.path()).c_str());
+}
+
+/// Of what is erased the history and the generations' file go on telling.
+std::string showGenerations(const StateFolder& state, const ShowArguments& arguments) {
+    const HistoryContents history = History(state.history()).read();
+    const Generations generations = readGenerations(state, history);
+    std::set<std::string> packages = generations.packages();
+    for (const StoredPackage& package : readStore(state, arguments.package))
+        packages.insert(asUtf8(package.name));
+    if (!arguments.package.empty()) {
+        const std::string one = asUtf8(arguments.package);
+        if (packages.count(one) == 0) refuseUnknown(arguments.package, state.path());
+        packages = {one};
+    }
+    if (packages.empty()) tellThatNothingIsLearned(state);
+    std::vector<GenerationRow> rows;
+    for (const std::string& package : packages)
+        addRows(rows, package, generations, history);
+    if (arguments.json) return renderJson(rows);
+    return arguments.csv ? renderCsv(rows, isatty(STDOUT_FILENO) != 0) : renderText(rows);
+}
+
+std::string showPackages(const StateFolder& state, const ShowArguments& arguments) {
+    const std::vector<StoredPackage> packages = readStore(state, arguments.package);
+    if (packages.empty() && !arguments.package.empty())
+        refuseUnknown(arguments.package, state.database());
+    if (packages.empty()) tellThatNothingIsLearned(state);
+    const HistoryContents history = History(state.history()).read();
+    const Generations generations = readGenerations(state, history);
+    if (arguments.json) return renderJson(packages, history, generations);
+    return arguments.csv ? renderCsv(packages, history, generations, isatty(STDOUT_FILENO) != 0)
+                         : renderText(packages, history, generations);
 }
 
 int show(const ShowArguments& arguments, const Invocation& invocation) {
     refuseCommand(invocation);
     const StateFolder state = invocation.existingState();
     LogSink log("", invocation.logLevel, invocation.verbose);
-    const std::vector<StoredPackage> packages = readStore(state, arguments.package);
-    if (packages.empty() && !arguments.package.empty()) {
-        throw HostError(kNotLearned, "nothing is known of " + arguments.package + " in " +
-                                         state.database() + "; learn it with orvo-host learn");
-    }
-    if (packages.empty()) {
-        std::fprintf(stderr, "orvo-host: nothing is learned in %s yet\n",
-                     printable(state.path()).c_str());
-    }
-    print(render(packages, History(state.history()).read(), arguments));
+    print(arguments.generations ? showGenerations(state, arguments)
+                                : showPackages(state, arguments));
     return kDone;
 }
 
@@ -63,6 +97,9 @@ void addShowVerb(CLI::App& app, Invocation& invocation) {
         addVerb(app, invocation, "show", "Show what is known of all packages, or of one",
                 "[PACKAGE] [OPTIONS]");
     verb->add_option("PACKAGE", arguments->package, "Only this one");
+    verb->add_flag("--generations", arguments->generations,
+                   "All generations that are known, erased ones too: erase begins one,\n"
+                   "and learn --label does for another version");
     CLI::Option* const json = verb->add_flag("--json", arguments->json, "Print one JSON object");
     verb->add_flag("--csv", arguments->csv, "Print a table of comma-separated values")
         ->excludes(json);

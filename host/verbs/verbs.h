@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/base/arguments.h"
+#include "host/state/generations.h"
 #include "host/state/state_folder.h"
 
 namespace CLI {
@@ -63,8 +64,15 @@ void useUsage(CLI::App& app, const std::string& usage);
 void addCommonOptions(CLI::App& app, Invocation& invocation);
 
 /// The dump that an argument names; a package's is in the state folder, which must
-/// be there (existingState). Throws HostError.
-DumpSource dumpGivenAs(const std::string& argument, const Invocation& invocation);
+/// be there (existingState), and of its newest generation unless another is given.
+/// Throws HostError.
+DumpSource dumpGivenAs(const std::string& argument, const std::string& generation,
+                       const Invocation& invocation);
+
+void addGenerationOption(CLI::App& verb, std::string& generation);
+
+/// All that the generations' file and the history tell of. Throws HostError.
+Generations readGenerations(const StateFolder& state, const HistoryContents& history);
 
 /// Throws HostError when a command follows a verb that takes none.
 void refuseCommand(const Invocation& invocation);

@@ -10,6 +10,7 @@
 #include "host/dump/dump_writer.h"
 #include "host/root/device_root.h"
 #include "host/state/watch_lock.h"
+#include "host/verbs/generation_steps.h"
 #include "host/verbs/verbs.h"
 #include "host/watch/watch_cost.h"
 #include "host/watch/watch_session.h"
@@ -47,6 +48,17 @@ void writeDumpOf(const EndedLaunch& ended, DumpWriter& dumps) {
     }
 }
 
+// A launch that is told without its generation counts as one of the newest.
+std::optional<Generation> generationOf(const std::string& package, const GenerationSteps& steps,
+                                       OrvoLibrary& library) {
+    try {
+        return steps.newest(package, library);
+    } catch (const HostError& error) {
+        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
+        return std::nullopt;
+    }
+}
+
 // Of the watch that runs; a restarted one is asked by the same words.
 int tellCost(const StateFolder& state) {
     const std::optional<pid_t> watcher = WatchLock::holder(state.watchLock());
@@ -75,6 +87,10 @@ int watchHere(WatchArguments& arguments, const Invocation& invocation, const Sta
     LogSink log(state.log(), invocation.logLevel, invocation.verbose);
     arguments.options.tell = [&arguments](const LaunchEntry& entry) {
         print(arguments.json ? toJsonLine(entry) : textOf(entry), kLearnedIsKept);
+    };
+    const GenerationSteps steps(state, log);
+    arguments.options.generationOf = [&](const std::string& package, OrvoLibrary& library) {
+        return generationOf(package, steps, library);
     };
     WatchSession session(arguments.options, state, log, invocation.logLevel);
     if (!invocation.quiet) {

@@ -9,6 +9,7 @@
 
 #include "host/library/launch_record.h"
 #include "host/library/series_recorder.h"
+#include "host/state/generations.h"
 #include "host/watch/app_scan.h"
 #include "host/watch/launch_rules.h"
 
@@ -18,6 +19,7 @@ struct SentLaunch {
     AppProcess app;
     LaunchKind kind;
     std::int64_t atUnixMs = 0;
+    std::optional<Generation> generation{};  ///< none where it is not known
 };
 
 struct EndedLaunch {

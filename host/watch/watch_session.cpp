@@ -103,12 +103,13 @@ void WatchSession::pause() {
 }
 
 void WatchSession::send(const AppProcess& app) {
-    const SentLaunch launch{app, mOptions.rules.kindOf(app.package), unixMs()};
+    SentLaunch launch{app, mOptions.rules.kindOf(app.package), unixMs(), std::nullopt};
     ++mLaunches;
     if (!takeLock(app.package)) {
         tell(launch, LaunchOutcome::kInUseElsewhere, std::nullopt, {});
         return;
     }
+    launch.generation = mOptions.generationOf(app.package, mLibrary);
     mLedger.offer(launch);
     mLibrary.launch(app.package, launch.kind.type, launch.kind.subtype);
     mLedger.settleOffer();
@@ -182,11 +183,15 @@ void WatchSession::report(const LookedAfter& launch) {
 
 void WatchSession::tell(const SentLaunch& launch, LaunchOutcome outcome,
                         std::optional<std::int32_t> endpointMs, const Assessment& assessment) {
-    const LaunchEntry entry{launch.atUnixMs,     "watch",
+    LaunchEntry entry{launch.atUnixMs,     "watch",
                             launch.app.package,  launch.kind.type,
                             launch.kind.subtype, outcomeText(outcome),
                             endpointMs,          storedEndpointMs(launch.app.package),
                             assessment};
+    if (launch.generation) {
+        entry.generation = launch.generation->number;
+        entry.label = launch.generation->label;
+    }
     mHistory.note(entry);
     mOptions.tell(entry);
 }

@@ -11,6 +11,7 @@
 #include "host/library/look_after.h"
 #include "host/library/orvo_library.h"
 #include "host/process/task_list.h"
+#include "host/state/generations.h"
 #include "host/state/history.h"
 #include "host/state/package_lock.h"
 #include "host/state/state_folder.h"
@@ -28,6 +29,8 @@ struct WatchOptions {
     std::function<void(const EndedLaunch&)> keep;  ///< and each launch whole; may be empty
     /// How long to look on behind each launch; without it as long as its window.
     std::optional<double> lookAfterMs;
+    /// Tells to which generation a package's launch belongs, before it is sent.
+    std::function<std::optional<Generation>(const std::string&, OrvoLibrary&)> generationOf;
 };
 
 /// One per process, on one thread.

@@ -55,8 +55,8 @@ DumpSource dumpSourceOf(const std::string& argument, const StateFolder& state) {
     return {state.dumps() + '/' + dumpNameOf(argument), argument, true};
 }
 
-DumpSource dumpSourceOf(DumpSource source, const std::string& generation,
-                        const StateFolder& state, const Generations& known) {
+DumpSource dumpSourceOf(DumpSource source, const std::string& generation, const StateFolder& state,
+                        const Generations& known) {
     if (!source.isOfState)
         throw HostError(kUsage, "--generation is of a PACKAGE; a file is a dump of its own");
     const Generation chosen = known.chosenOf(source.package, generation);

@@ -15,7 +15,7 @@ namespace host {
 struct DumpSource {
     std::string file;
     std::string package;
-    bool isOfState;  ///< named by its package, so that the store is of it too
+    bool isOfState;                     ///< named by its package, so that the store is of it too
     std::optional<Generation> ended{};  ///< whose dump it is; of the newest generation none
 };
 
@@ -29,8 +29,8 @@ DumpSource dumpSourceOf(const std::string& argument, const StateFolder& state);
 
 /// The dump of one generation of a package, given by its number or its label.
 /// Throws HostError: kUsage when `source` is a file, or there is none such.
-DumpSource dumpSourceOf(DumpSource source, const std::string& generation,
-                        const StateFolder& state, const Generations& known);
+DumpSource dumpSourceOf(DumpSource source, const std::string& generation, const StateFolder& state,
+                        const Generations& known);
 
 /// A dump's launches, one after the other; files of any size are read in bounded
 /// memory.

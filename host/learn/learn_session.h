@@ -77,7 +77,7 @@ private:
     Progress& mProgress;
     OrvoLibrary mLibrary;
     StoreReader mStore;
-    Generation mGeneration;  // which is learned
+    Generation mGeneration;                // which is learned
     std::string mFollowed;                 // the name that the library is told
     bool mMayFollowOther;                  // once in a session
     std::vector<std::string> mNamesShown;  // by a command that was not found

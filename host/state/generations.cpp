@@ -20,7 +20,7 @@ namespace host {
 namespace {
 
 constexpr int kSchemaVersion = 1;
-constexpr std::size_t kLongestLabel = 64;             // of a table's line
+constexpr std::size_t kLongestLabel = 64;               // of a table's line
 constexpr std::int32_t kHighestNumber = 2'000'000'000;  // leaves room to count on
 constexpr std::size_t kMostListed = 10;
 
@@ -70,7 +70,8 @@ std::vector<Generation> Generations::of(const std::string& package) const {
     if (!known.empty() && known.rbegin()->second.isErasing) known.erase(std::prev(known.end()));
     // Numbers leave no gap, so those before a newest one were there.
     const std::int32_t newest = known.empty() ? 1 : known.rbegin()->first;
-    for (std::int32_t number = std::max(1, newest - kGenerationsKept + 1); number <= newest; ++number)
+    for (std::int32_t number = std::max(1, newest - kGenerationsKept + 1); number <= newest;
+         ++number)
         known.try_emplace(number, Generation{number});
     std::vector<Generation> result;
     for (const auto& [number, generation] : known)

@@ -17,7 +17,7 @@ namespace host {
 namespace {
 
 constexpr int kSchemaVersion = 1;
-constexpr std::int32_t kHighestGeneration = 1'000'000'000;    // leaves room to count on
+constexpr std::int32_t kHighestGeneration = 1'000'000'000;   // leaves room to count on
 constexpr std::size_t kLongestLine = std::size_t{1} << 16U;  // a name's 255 bytes make 2 KiB
 
 // The parser would cut other numbers to size.

@@ -140,7 +140,8 @@ std::string csvHeading(const Json& columns) {
 
 std::string csvRow(Json row, bool isForTerminal) {
     for (const char* name : {"package", "label"}) {
-        if (isForTerminal && row[name].is_string()) row[name] = printable(row[name].get<std::string>());
+        if (isForTerminal && row[name].is_string())
+            row[name] = printable(row[name].get<std::string>());
     }
     if (row["doubts"].is_array() && row["doubts"].empty()) row["doubts"] = "none";
     std::string text = std::to_string(kSchemaVersion);
@@ -174,13 +175,12 @@ std::string renderText(const std::vector<StoredPackage>& packages, const History
     for (const StoredPackage& package : packages) {
         const Generation newest = generations.newestOf(package.name);
         const PackageHistory& launches = history.of(package.name, newest.number);
-        cells.push_back({printable(package.name), generationText(newest),
-                         std::to_string(package.launchEvents),
-                         std::to_string(package.launchEndpointsMs.size()),
-                         package.learned ? "-" : std::to_string(samplesNeeded(package)),
-                         package.learned ? "yes" : "no", finalEndpointText(package),
-                         sinceStartText(launches), doubtsText(launches),
-                         timeText(launches.lastLaunchedAtUnixMs), spreadText(launches)});
+        cells.push_back(
+            {printable(package.name), generationText(newest), std::to_string(package.launchEvents),
+             std::to_string(package.launchEndpointsMs.size()),
+             package.learned ? "-" : std::to_string(samplesNeeded(package)),
+             package.learned ? "yes" : "no", finalEndpointText(package), sinceStartText(launches),
+             doubtsText(launches), timeText(launches.lastLaunchedAtUnixMs), spreadText(launches)});
     }
     return tableOf(cells);
 }
@@ -200,8 +200,8 @@ std::string renderCsv(const std::vector<StoredPackage>& packages, const HistoryC
     std::string text = csvHeading(toJson({}, {}, {}));
     for (const StoredPackage& package : packages) {
         const Generation newest = generations.newestOf(package.name);
-        text += csvRow(toJson(package, history.of(package.name, newest.number), newest),
-                       isForTerminal);
+        text +=
+            csvRow(toJson(package, history.of(package.name, newest.number), newest), isForTerminal);
     }
     return text;
 }

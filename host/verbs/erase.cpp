@@ -38,8 +38,8 @@ int erase(const std::string& package, const Invocation& invocation) {
 void addEraseVerb(CLI::App& app, Invocation& invocation) {
     const auto package = std::make_shared<std::string>();
     CLI::App* const verb =
-        addVerb(app, invocation, "erase", "Forget everything learned of PACKAGE; its next generation begins",
-                "PACKAGE");
+        addVerb(app, invocation, "erase",
+                "Forget everything learned of PACKAGE; its next generation begins", "PACKAGE");
     verb->add_option("PACKAGE", *package, "The package to forget")->required();
     verb->callback([package, &invocation] {
         invocation.verb = [package, &invocation] { return erase(*package, invocation); };

@@ -14,7 +14,7 @@ namespace {
 
 struct ExplainArguments {
     std::string source;
-    std::string generation;  // empty: the newest
+    std::string generation;   // empty: the newest
     std::int64_t launch = 0;  // 0: the last
     bool json = false;
 };

@@ -47,7 +47,9 @@ Generation GenerationSteps::labelled(const std::string& package, const std::stri
         return current;
     }
     const Generation next = begin(package, label, library);
-    std::fprintf(stderr, "orvo-host: generation %s of %s begins; what was learned in %s is erased\n",
+    std::fprintf(stderr,
+                 "orvo-host: generation %s of %s begins; what was learned of generation %s is "
+                 "erased\n",
                  generationText(next).c_str(), printable(package).c_str(),
                  generationText(current).c_str());
     return next;
@@ -82,11 +84,11 @@ Generation GenerationSteps::finish(const std::string& package, Generation genera
 // The erase operation tells of no failure, so look.
 void GenerationSteps::checkErased(const std::string& package) const {
     if (!StoreReader(mState.database()).package(package).isKnown()) return;
-    throw HostError(kEnvironment, package + " could not be erased: " +
-                                      describeStoreFault(mLog.lastDatabaseError(),
-                                                         mState.database(),
-                                                         "free the disk or make " +
-                                                             mState.database() + " writable"));
+    throw HostError(
+        kEnvironment,
+        package + " could not be erased: " +
+            describeStoreFault(mLog.lastDatabaseError(), mState.database(),
+                               "free the disk or make " + mState.database() + " writable"));
 }
 
 void GenerationSteps::note(const std::string& package, const Generation& generation) const {

@@ -20,7 +20,7 @@ constexpr std::size_t kMostOverlaid = 100;  // more would only be grey upon grey
 
 struct PlotArguments {
     std::string source;
-    std::string generation;  // empty: the newest
+    std::string generation;   // empty: the newest
     std::int64_t launch = 0;  // 0: the last with samples
     bool all = false;
     std::string file;    // empty: standard output, in characters

@@ -184,10 +184,10 @@ void WatchSession::report(const LookedAfter& launch) {
 void WatchSession::tell(const SentLaunch& launch, LaunchOutcome outcome,
                         std::optional<std::int32_t> endpointMs, const Assessment& assessment) {
     LaunchEntry entry{launch.atUnixMs,     "watch",
-                            launch.app.package,  launch.kind.type,
-                            launch.kind.subtype, outcomeText(outcome),
-                            endpointMs,          storedEndpointMs(launch.app.package),
-                            assessment};
+                      launch.app.package,  launch.kind.type,
+                      launch.kind.subtype, outcomeText(outcome),
+                      endpointMs,          storedEndpointMs(launch.app.package),
+                      assessment};
     if (launch.generation) {
         entry.generation = launch.generation->number;
         entry.label = launch.generation->label;

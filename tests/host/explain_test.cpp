@@ -90,6 +90,9 @@ TEST(ExplanationReport, JsonHasNullForWhatWasNotMeasured) {
     EXPECT_THAT(renderJson(dump.explained(1, 955)),
                 AllOf(HasSubstr(R"("endpoint_ms":870,"set_by":["vmrss_kb"],"missing":null,)"),
                       HasSubstr(R"("stored_mean_ms":955,)")));
+    EXPECT_THAT(renderText(dump.explained(1, 955)),
+                HasSubstr("stored: 955 ms, the mean of the 5 launches that made it,\n"
+                          "  recorded here or not"));
 }
 
 TEST(ExplanationReport, TextNamesTheMetricTheRuleAndTheReason) {

@@ -41,8 +41,8 @@ TEST_F(HistoryTest, CutOffLineIsPassedOverAndTheNextEntryStandsOnALineOfItsOwn) 
     mHistory.note(entryOf("com.a", 4000, std::nullopt));
     const HistoryContents contents = mHistory.read();
     EXPECT_EQ(contents.unreadableLines, 1U);
-    EXPECT_THAT(contents.of("com.a").endpointsMs, ElementsAre(300, 500));
-    EXPECT_EQ(contents.of("com.a").lastLaunchedAtUnixMs, 4000);
+    EXPECT_THAT(contents.of("com.a", 1).endpointsMs, ElementsAre(300, 500));
+    EXPECT_EQ(contents.of("com.a", 1).lastLaunchedAtUnixMs, 4000);
 }
 
 TEST_F(HistoryTest, ForeignLinesAreCountedAndNothingElse) {
@@ -63,7 +63,7 @@ TEST_F(HistoryTest, NumbersThatAnEntryCannotHoldMakeTheLineUnreadable) {
         return parseHistoryLine(changed.replace(changed.find(what), what.size(), by));
     };
     EXPECT_EQ(with(":30", ":2147483647")->endpointMs, 2147483647);
-    for (const char* bad : {":1e300", ":30.5", ":2147483648", ":-2147483649",
+    for (const char* bad : {":-5", ":1e300", ":30.5", ":2147483648", ":-2147483649",
                             ":18446744073709551615", ":true", ":\"30\""})
         EXPECT_FALSE(with(":30", bad)) << bad;
     for (const char* bad : {":9223372036854775808", ":1e300", ":null"})
@@ -89,17 +89,17 @@ TEST_F(HistoryTest, OldLinesAreReadAsNotJudgedAndNewOnesKeepTheirDoubts) {
     const std::string line = toJsonLine(judgedEntry(600, {803, Words{"growing"}, 990, 15}));
     EXPECT_THAT(line, HasSubstr(R"("final_endpoint_ms":null,"since_start_ms":803,)"
                                 R"("doubts":["growing"],"second_opinion_ms":990,)"
-                                R"("second_opinion_error_ms":15})"));
+                                R"("second_opinion_error_ms":15,"generation":null,"label":null})"));
     EXPECT_EQ(toJsonLine(*parseHistoryLine(line)), line);
     EXPECT_FALSE(parseHistoryLine(R"({"doubts":[7],)" + std::string(kOldLine).substr(1)));
 
     std::ofstream(mFile) << kOldLine << '\n' << line;
-    const Inheritance mixed = inheritedFrom(mHistory.read().of("com.a").latest);
+    const Inheritance mixed = inheritedFrom(mHistory.read().of("com.a", 1).latest);
     EXPECT_EQ(mixed.judged, 1U);
     EXPECT_FALSE(mixed.assessment.sinceStartMs) << "of one of two";
     for (int i = 0; i < 4; ++i)
         mHistory.note(judgedEntry(600, {801, kSettled, 600, 30}));
-    const Inheritance made = inheritedFrom(mHistory.read().of("com.a").latest);
+    const Inheritance made = inheritedFrom(mHistory.read().of("com.a", 1).latest);
     EXPECT_EQ(made.judged, 5U) << "the old one is the sixth";
     EXPECT_EQ(made.doubted, 1U);
     EXPECT_EQ(made.assessment.sinceStartMs, 801);
@@ -113,13 +113,24 @@ TEST_F(HistoryTest, FileThatCannotBeReadIsNotTakenForAnEmptyOne) {
     EXPECT_THROW(mHistory.read(), HostError);
 }
 
-TEST_F(HistoryTest, ErasureVoidsWhatCameBeforeAndOnlyOfThatPackage) {
-    mHistory.note(entryOf("com.a", 1, 30));
-    mHistory.note(entryOf("com.b\xff", 2, 60));
-    mHistory.note(entryOf("com.a", 3, std::nullopt, kErasedOutcome));
+// Versions before generations wrote none; the numbers of later ones count.
+TEST_F(HistoryTest, ErasureBeginsAGenerationAndOnlyOfThatPackage) {
+    LaunchEntry numbered = entryOf("com.a", 5, 90);
+    numbered.generation = 7;
+    numbered.label = "v7";
+    for (const LaunchEntry& entry :
+         {entryOf("com.a", 1, 30), entryOf("com.b\xff", 2, 60),
+          entryOf("com.a", 3, std::nullopt, kErasedOutcome), entryOf("com.a", 4, 60), numbered,
+          entryOf("com.a", 6, 120), entryOf("com.a", 7, std::nullopt, kErasedOutcome)})
+        mHistory.note(entry);
     const HistoryContents contents = mHistory.read();
-    EXPECT_FALSE(contents.of("com.a").lastLaunchedAtUnixMs);
-    EXPECT_THAT(contents.of("com.b\xff").endpointsMs, ElementsAre(60));
+    EXPECT_THAT(contents.of("com.a", 1).endpointsMs, ElementsAre(30));
+    EXPECT_THAT(contents.of("com.a", 2).endpointsMs, ElementsAre(60));
+    EXPECT_THAT(contents.of("com.a", 7).endpointsMs, ElementsAre(90, 120));
+    EXPECT_EQ(contents.of("com.a", 7).label, "v7");
+    EXPECT_FALSE(contents.of("com.a", 8).lastLaunchedAtUnixMs);
+    EXPECT_EQ(contents.byPackage.at("com.a").rbegin()->first, 8);
+    EXPECT_THAT(contents.of("com.b\xff", 1).endpointsMs, ElementsAre(60));
 }
 
 TEST_F(HistoryTest, FileStaysBoundedAndTheLastLaunchesStayKnown) {
@@ -146,24 +157,26 @@ TEST_F(HistoryTest, ShowTellsTheSpreadAndLeavesEmptyWhatWasNotMeasured) {
     const StoredPackage hostile{"b \",\n", true, 9, {}, {450}};
     const StoredPackage damaged{"d\xff", true, 9, {}, {450, 460}};
     const HistoryContents history = mHistory.read();
-    EXPECT_EQ(renderCsv({known, hostile}, history, false),
+    Generations generations;
+    generations.put(hostile.name, {2, "v\"2"});
+    EXPECT_EQ(renderCsv({known, hostile}, history, generations, false),
               "schema_version,package,launch_events,samples_stored,samples_needed,"
               "launch_endpoints_ms,learned,final_endpoint_ms,last_launched_at_unix_ms,"
               "launches_measured,endpoint_min_ms,endpoint_median_ms,endpoint_max_ms,"
               "since_start_median_ms,since_start_ms,doubts,second_opinion_ms,"
-              "second_opinion_error_ms\n"
+              "second_opinion_error_ms,generation,label\n"
               "1,com.a,4,4,1,300 900 330 360,false,,1795235127364,4,300,345.0,900,"
-              "548.0,676,none,473,15\n"
-              "1,\"b \"\",\n\",9,0,,,true,450,,,,,,,,,,\n");
-    EXPECT_THAT(renderJson({known, damaged}, history),
+              "548.0,676,none,473,15,1,\n"
+              "1,\"b \"\",\n\",9,0,,,true,450,,,,,,,,,,,2,\"v\"\"2\"\n");
+    EXPECT_THAT(renderJson({known, damaged}, history, generations),
                 HasSubstr(R"("final_endpoint_ms":null,"last_launched_at_unix_ms":1795235127364,)"
                           R"("launches_measured":4,"endpoint_min_ms":300,)"
                           R"("endpoint_median_ms":345.0,"endpoint_max_ms":900,)"
                           R"("since_start_median_ms":548.0,"since_start_ms":676,"doubts":[],)"));
-    const std::string text = renderText({hostile, damaged}, history);
+    const std::string text = renderText({hostile, damaged}, history, generations);
     EXPECT_THAT(text,
                 HasSubstr("damaged; erase it  240 ms       still changing, decided at a rest  "));
-    EXPECT_THAT(renderText({known}, history), HasSubstr("  676 ms       none    "));
+    EXPECT_THAT(renderText({known}, history, generations), HasSubstr("  676 ms       none    "));
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3) << text;
 }
 

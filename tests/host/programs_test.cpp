@@ -74,6 +74,32 @@ TEST_F(LearnTest, WholeRunLearnsTheTrueSettlingTimeAndLeavesNoProcess) {
     EXPECT_THAT(contentOf(mState + "/history.jsonl"), HasSubstr("\"erased\""));
     EXPECT_EQ(host({"show", mPackage}), 1);
     EXPECT_EQ(host({"erase", mPackage}), 1);
+
+    const Words again{"--launches", "1", "--dump", "--look-after", "0", "--label", "v2"};
+    EXPECT_EQ(host(learnSample(again, {})), 0) << mErr;
+    EXPECT_EQ(host({"explain", mPackage, "--json"}), 0) << mErr;
+    EXPECT_EQ(json::parse(mOut)["spread"]["launches"], 1) << "the erased five are apart";
+    EXPECT_EQ(host({"explain", mPackage, "--json", "--generation", "1"}), 0) << mErr;
+    EXPECT_EQ(json::parse(mOut)["spread"]["launches"], 5);
+    EXPECT_EQ(json::parse(mOut)["spread"]["stored_mean_ms"], nullptr) << "is that of v2";
+}
+
+// As kill -9 leaves it: begun, with nothing erased yet.
+TEST_F(LearnTest, GenerationThatWasCutShortIsBegunByTheNextThatHasThePackage) {
+    const Words once{"--launches", "1", "--dump", "--look-after", "0", "--label", "v1"};
+    EXPECT_EQ(host(learnSample(once, {})), 0) << mErr;
+    std::ofstream(mState + "/generations.jsonl", std::ios::app)
+        << R"({"schema_version":1,"package":")" << mPackage
+        << R"(","generation":2,"label":"v2","erasing":true})" << '\n';
+    EXPECT_EQ(host({"show", "--json"}), 0) << mErr;
+    EXPECT_EQ(json::parse(mOut)["packages"].at(0)["label"], "v1");
+    EXPECT_EQ(host(learnSample({"--launches", "1", "--dump", "--look-after", "0"}, {})), 0) << mErr;
+    EXPECT_EQ(host({"show", "--json"}), 0) << mErr;
+    const json shown = json::parse(mOut)["packages"].at(0);
+    EXPECT_EQ(shown["label"], "v2");
+    EXPECT_EQ(shown["launch_events"], 1);
+    EXPECT_EQ(shown["launches_measured"], 1);
+    EXPECT_TRUE(std::filesystem::exists(mState + "/dumps/" + mPackage + "_vmrss.1.csv"));
 }
 
 // As long again behind the window as the library looked; the launch settles there.

@@ -2,17 +2,21 @@
 #include "host/state/store_holder.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <fstream>
 #include <iterator>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
+#include <vector>
 
 #include "host/base/record_lock.h"
+#include "host/base/unique_fd.h"
 
 namespace host {
 namespace {
@@ -21,6 +25,10 @@ namespace {
 // the writer's byte, the checkpointer's and the recoverer's.
 constexpr long long kFirstLogLock = 120;
 constexpr long long kLastLogLock = 122;
+
+// The library opens the database once for each of its three tables; each time
+// SQLite opens that, its log and its shared memory.
+constexpr int kDescriptorsNeeded = 9;
 
 struct KernelLock {
     bool isWrite = false;
@@ -55,6 +63,16 @@ bool isOn(const KernelLock& lock, const FileIdentity& file) {
     return file.inode != 0 && lock.file.device == file.device && lock.file.inode == file.inode;
 }
 
+// SQLite says of these only that a file does not open.
+bool areDescriptorsScarce() {
+    std::vector<UniqueFd> taken;
+    for (int i = 0; i < kDescriptorsNeeded; ++i) {
+        taken.emplace_back(open("/", O_PATH | O_CLOEXEC));
+        if (!taken.back().isOpen()) return errno == EMFILE || errno == ENFILE;
+    }
+    return false;
+}
+
 FileIdentity identityOf(const std::string& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) return {};
@@ -82,6 +100,9 @@ std::string describeStoreFault(const std::string& error, const std::string& data
                                const std::string& remedy) {
     if (error.find("I/O error") != std::string::npos) {
         return error + "; free the disk, and raise the limit of file sizes (ulimit -f)";
+    }
+    if (error.find("unable to open") != std::string::npos && areDescriptorsScarce()) {
+        return error + "; raise the limit of open files (ulimit -n)";
     }
     if (error.find("locked") == std::string::npos) return error + "; " + remedy;
     std::ifstream file("/proc/locks");

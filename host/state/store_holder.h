@@ -20,8 +20,8 @@ struct FileIdentity {
 std::optional<pid_t> writerIn(std::string_view locks, const FileIdentity& database,
                               const FileIdentity& sharedMemory, pid_t self);
 
-/// A database's error and what to do: `remedy`, unless it is locked, which is told
-/// with its holder as far as that is known.
+/// A database's error and what to do: `remedy`, unless the machine's limits are what
+/// fails, or it is locked, which is told with its holder as far as that is known.
 std::string describeStoreFault(const std::string& error, const std::string& databaseFile,
                                const std::string& remedy);
 

@@ -13,6 +13,7 @@
 #include "host/process/command.h"
 #include "host/process/task_list.h"
 #include "host/root/device_root.h"
+#include "host/state/generations.h"
 #include "host/state/history.h"
 #include "host/state/store_holder.h"
 #include "host/state/store_reader.h"
@@ -154,6 +155,11 @@ std::string describeHistory(const StateFolder& state) {
            " lines that are cut off or unreadable, which are skipped";
 }
 
+std::string describeGenerations(const StateFolder& state) {
+    const std::size_t packages = GenerationsFile(state.generations()).read().packages().size();
+    return "told apart of " + std::to_string(packages) + " packages";
+}
+
 std::string describeProperties(const StateFolder& state) {
     return readKeptTextFile(state.properties()).empty() ? "none, nor is any needed"
                                                         : state.properties();
@@ -180,6 +186,7 @@ std::vector<Finding> checkState(const StateFolder& state) {
     return {finding("state folder", [&] { return describeFolder(state); }),
             finding("store", [&] { return describeStore(state.database()); }),
             finding("history", [&] { return describeHistory(state); }),
+            finding("generations", [&] { return describeGenerations(state); }),
             finding("properties", [&] { return describeProperties(state); })};
 }
 

@@ -63,11 +63,12 @@ TEST(Generations, OneThatIsStillErasingDoesNotCountYet) {
 
 TEST(Generations, TextsThatAreNoLabelAreRefused) {
     for (const std::string& text :
-         {std::string(), std::string("12"), std::string(" v"), std::string("v "), std::string(65, 'v'),
-          std::string("v\n"), std::string("v\x1b[2J"), std::string("v\xe2\x80\xae"),
-          std::string("\xff")})
+         {std::string(), std::string("12"), std::string(" v"), std::string("v "),
+          std::string(65, 'v'), std::string("v\n"), std::string("v\x1b[2J"),
+          std::string("v\xe2\x80\xae"), std::string("\xff")})
         EXPECT_NE(labelFault(text), "") << text;
-    for (const std::string& text : {std::string("v 1.2"), std::string("\xc3\xa4"), std::string(64, 'v')})
+    for (const std::string& text :
+         {std::string("v 1.2"), std::string("\xc3\xa4"), std::string(64, 'v')})
         EXPECT_EQ(labelFault(text), "") << text;
 }
 

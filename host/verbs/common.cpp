@@ -94,7 +94,7 @@ void addCommonOptions(CLI::App& app, Invocation& invocation) {
 DumpSource dumpGivenAs(const std::string& argument, const std::string& generation,
                        const Invocation& invocation) {
     const StateFolder state(invocation.statePath());
-    const DumpSource source = dumpSourceOf(argument, state);
+    DumpSource source = dumpSourceOf(argument, state);
     if (source.isOfState) invocation.existingState();
     if (generation.empty()) return source;
     const HistoryContents history = History(state.history()).read();

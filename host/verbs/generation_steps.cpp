@@ -46,7 +46,7 @@ Generation GenerationSteps::labelled(const std::string& package, const std::stri
         mFile.put(package, current);
         return current;
     }
-    const Generation next = begin(package, label, library);
+    Generation next = begin(package, label, library);
     std::fprintf(stderr,
                  "orvo-host: generation %s of %s begins; what was learned of generation %s is "
                  "erased\n",

@@ -1,4 +1,4 @@
-// The name of a package's dump.
+// The names of a package's dump and of the notes beside it.
 #include "host/dump/dump_name.h"
 
 #include <algorithm>
@@ -11,6 +11,16 @@ namespace {
 
 constexpr std::size_t kLongestPathOnDevice = 127;  // the library cuts the path there
 constexpr std::string_view kDumpEnd = ".csv";
+constexpr std::string_view kDumpMiddle = "_vmrss.";
+constexpr std::string_view kCsv = "csv";
+constexpr std::string_view kDigits = "0123456789";
+
+/// Between "_vmrss." and "csv": empty, or a generation with its dot, as "2.".
+bool isGeneration(std::string_view text) {
+    if (text.empty()) return true;
+    return text.size() > 1 && text.find_first_not_of(kDigits) == text.size() - 1 &&
+           text.back() == '.';
+}
 
 }  // namespace
 
@@ -27,6 +37,18 @@ std::string dumpNameOf(const std::string& package, std::int32_t generation) {
     const std::size_t end = name.rfind(kDumpEnd);
     const bool isCut = end == std::string::npos || end + kDumpEnd.size() != name.size();
     return name.insert(isCut ? name.size() : end, number);
+}
+
+std::string notesNameOf(const std::string& dump) {
+    const std::size_t middle = dump.rfind(kDumpMiddle);
+    const std::size_t end = dump.rfind(kCsv);
+    const bool hasBoth = middle != std::string::npos && end != std::string::npos &&
+                         end + kCsv.size() == dump.size() && end > middle;
+    if (!hasBoth) return dump + "_launches.jsonl";
+    const std::size_t start = middle + kDumpMiddle.size();
+    const std::string generation = dump.substr(start, end - start);
+    if (!isGeneration(generation)) return dump + "_launches.jsonl";
+    return dump.substr(0, middle) + "_launches." + generation + "jsonl";
 }
 
 }  // namespace host

@@ -1,8 +1,11 @@
-// JSON as the verbs print it.
+// JSON as the verbs print it, and numbers read from it.
 #pragma once
 
+#include <cstdint>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace host {
@@ -19,6 +22,26 @@ Json orNull(const std::optional<T>& value) {
 /// UTF-8 is replaced, and what a terminal might obey is escaped.
 inline std::string jsonLine(const Json& json) {
     return json.dump(-1, ' ', true, Json::error_handler_t::replace) + '\n';
+}
+
+/// Throws a std::exception for any other value; the parser would cut numbers to size.
+template <typename T>
+T integerOf(const Json& value) {
+    using Limits = std::numeric_limits<T>;
+    const bool isHuge = value.is_number_unsigned() &&
+                        value.get<std::uint64_t>() > static_cast<std::uint64_t>(Limits::max());
+    const bool fits = value.is_number_integer() && !isHuge &&
+                      value.get<std::int64_t>() >= Limits::min() &&
+                      value.get<std::int64_t>() <= Limits::max();
+    if (!fits) throw std::out_of_range("no integer of this size");
+    return value.get<T>();
+}
+
+/// None where it is null or missing.
+inline std::optional<std::int32_t> integerAt(const Json& object, const char* name) {
+    const auto found = object.find(name);
+    if (found == object.end() || found->is_null()) return std::nullopt;
+    return integerOf<std::int32_t>(*found);
 }
 
 }  // namespace host

@@ -15,8 +15,8 @@ constexpr std::size_t kChunk = std::size_t{1} << 16U;
 
 }  // namespace
 
-ReadBytes bytesOf(int fd, const std::string& fileName) {
-    return [fd, fileName, offset = off_t{0}](char* buffer, std::size_t size) mutable {
+ReadBytes bytesOf(int fd, const std::string& fileName, std::int64_t start) {
+    return [fd, fileName, offset = off_t{start}](char* buffer, std::size_t size) mutable {
         ssize_t length = 0;
         do {
             length = pread(fd, buffer, size, offset);

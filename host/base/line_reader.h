@@ -12,9 +12,9 @@ namespace host {
 /// Puts up to `size` bytes into `buffer` and gives how many; 0 at the text's end.
 using ReadBytes = std::function<std::size_t(char* buffer, std::size_t size)>;
 
-/// Reads on from the file's start, wherever others read it. Throws HostError,
-/// kEnvironment, which names `fileName`. `fd` stays the caller's.
-ReadBytes bytesOf(int fd, const std::string& fileName);
+/// Reads on from the byte `start` of the file, wherever others read it. Throws
+/// HostError, kEnvironment, which names `fileName`. `fd` stays the caller's.
+ReadBytes bytesOf(int fd, const std::string& fileName, std::int64_t start = 0);
 
 struct TextLine {
     std::string_view text;    ///< without its end, "\n" or "\r\n"; the start of one too long

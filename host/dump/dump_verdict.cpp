@@ -9,6 +9,7 @@ namespace host {
 namespace {
 
 std::size_t windowOf(const DumpedLaunch& launch) {
+    if (launch.note) return launch.note->windowSamples;
     if (launch.isLong()) return kLongWindow;
     return launch.samples() > kShortWindow ? kExtendedWindow : kShortWindow;
 }
@@ -30,6 +31,10 @@ std::optional<JudgedLaunch> judge(const DumpedLaunch& launch) {
     SeenLaunch seen;
     seen.memoryKb = launch.series[Metric::kVmRss];
     seen.seen = seen.memoryKb.size();
+    if (launch.note) {
+        const Series& behind = launch.note->lookAfterKb;
+        seen.memoryKb.insert(seen.memoryKb.end(), behind.begin(), behind.end());
+    }
     seen.window = windowOf(launch);
     seen.streak = static_cast<std::size_t>(launch.streak());
     if (launch.finalIndex()) seen.endpoint = static_cast<std::size_t>(*launch.finalIndex());

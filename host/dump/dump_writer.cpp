@@ -1,14 +1,12 @@
-// Writes the dumps of launches that the host followed.
+// Writes the dumps of launches that the host followed, and the notes beside them.
 #include "host/dump/dump_writer.h"
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include "host/base/exit_code.h"
+#include "host/base/line_reader.h"
 #include "host/base/printable.h"
-#include "host/base/regular_file.h"
 #include "host/base/whole_file.h"
 #include "host/dump/analysis.h"
 #include "host/dump/dump_name.h"
@@ -18,18 +16,6 @@
 
 namespace host {
 namespace {
-
-constexpr std::size_t kCopiedAtOnce = std::size_t{1} << 16U;
-
-[[noreturn]] void fail(const std::string& file, const std::string& why) {
-    throw HostError(kEnvironment, "cannot write the dump " + printable(file) + ": " + why);
-}
-
-struct stat statusOf(const UniqueFd& fd, const std::string& file) {
-    struct stat status {};
-    if (fstat(fd.get(), &status) != 0) fail(file, std::strerror(errno));
-    return status;
-}
 
 void analyse(const std::string& package, const RecordedLaunch& launch, std::int32_t type,
              std::int32_t subtype) {
@@ -41,24 +27,23 @@ void analyse(const std::string& package, const RecordedLaunch& launch, std::int3
     if (launch.isAborted) analysis.abort();
 }
 
-/// The library does not tell what it could not write; but every block and every
-/// marker ends a line.
-void checkGrowth(const UniqueFd& fd, const std::string& file, off_t sizeBefore) {
-    const off_t size = statusOf(fd, file).st_size;
-    char last = 0;
-    const bool endsLine = size > sizeBefore && pread(fd.get(), &last, 1, size - 1) == 1;
-    if (!endsLine || last != '\n') fail(file, "it did not take all of the launch; free the disk");
+void findLaunches(int fd, const std::string& name, const TrimmedFiles::Note& note) {
+    LaunchReader launches(bytesOf(fd, name), name);
+    while (const std::optional<DumpedLaunch> launch = launches.next())
+        note(launch->offset);
 }
 
-bool copyFrom(off_t start, int from, int to) {
-    std::string buffer(kCopiedAtOnce, '\0');
-    for (;;) {
-        const ssize_t length = pread(from, buffer.data(), buffer.size(), start);
-        if (length < 0 && errno == EINTR) continue;
-        if (length <= 0) return length == 0;
-        if (!writeWhole(to, {buffer.data(), static_cast<std::size_t>(length)})) return false;
-        start += length;
-    }
+void findLines(int fd, const std::string& name, const TrimmedFiles::Note& note) {
+    for (LineReader lines(bytesOf(fd, name), 0); !lines.atEnd(); lines.skip())
+        note(lines.peek().offset);
+}
+
+/// A line that a kill or a full disk cut off is closed first.
+void appendLine(int fd, const std::string& line) {
+    const off_t size = lseek(fd, 0, SEEK_END);
+    char last = '\n';
+    if (size > 0 && pread(fd, &last, 1, size - 1) != 1) return;
+    writeWhole(fd, last == '\n' ? line : '\n' + line);
 }
 
 }  // namespace
@@ -68,66 +53,24 @@ DumpWriter::DumpWriter(const std::string& folder, std::size_t launchesKept)
           std::error_code ignored;
           return std::filesystem::equivalent(folder, kDumpFolder, ignored) ? folder : kDumpFolder;
       }()),
-      mKept(launchesKept) {}
+      mDumps(launchesKept, findLaunches),
+      mNotes(launchesKept, findLines) {}
 
 void DumpWriter::write(const std::string& package, const RecordedLaunch& launch, std::int32_t type,
                        std::int32_t subtype) {
     if (launch.evaluations.empty() && !launch.isAborted) return;
     const std::string file = mFolder + '/' + dumpNameOf(package);
-    if (package.find('/') != std::string::npos) fail(file, "no PACKAGE with '/' in it has one");
-    // Before the library opens it, which would follow a link and wait for a pipe.
-    const UniqueFd fd = openKeptFile(file, O_RDWR | O_APPEND | O_CREAT);
-    if (!fd.isOpen()) fail(file, std::strerror(errno));
-    Known known = lookInto(fd, file);
-    mKnown.erase(file);  // until it is whole again
-    note(known, known.size);
-    analyse(package, launch, type, subtype);
-    checkGrowth(fd, file, known.size);
-    known.size = statusOf(fd, file).st_size;
-    if (known.starts.size() > most()) trim(fd, file, known);
-    mKnown[file] = std::move(known);
-}
-
-DumpWriter::Known DumpWriter::lookInto(const UniqueFd& fd, const std::string& file) {
-    const struct stat status = statusOf(fd, file);
-    const auto found = mKnown.find(file);
-    if (found != mKnown.end() && found->second.device == status.st_dev &&
-        found->second.inode == status.st_ino && found->second.size == status.st_size) {
-        return found->second;
+    if (package.find('/') != std::string::npos) {
+        throw HostError(kEnvironment, "cannot write the dump " + printable(file) +
+                                          ": no PACKAGE with '/' in it has one");
     }
-    Known known{status.st_dev, status.st_ino, status.st_size, {}};
-    LaunchReader launches(bytesOf(fd.get(), printable(file)), printable(file));
-    while (const std::optional<DumpedLaunch> launch = launches.next())
-        note(known, launch->offset);
-    return known;
+    mDumps.append(file, [&](int) { analyse(package, launch, type, subtype); });
 }
 
-/// Of more launches than it takes to trim only the last matter.
-void DumpWriter::note(Known& known, off_t start) const {
-    known.starts.push_back(start);
-    if (known.starts.size() > most() + 1) known.starts.pop_front();
-}
-
-// Beside it and then over it, so that there is never half a dump. What a kill
-// leaves beside it is removed the next time.
-void DumpWriter::trim(const UniqueFd& fd, const std::string& file, Known& known) const {
-    while (known.starts.size() > mKept)
-        known.starts.pop_front();
-    const off_t start = known.starts.front();
-    const std::string fresh = file + ".new";
-    unlink(fresh.c_str());
-    const UniqueFd to = openKeptFile(fresh, O_WRONLY | O_CREAT | O_EXCL);
-    if (!copyFrom(start, fd.get(), to.get()) || std::rename(fresh.c_str(), file.c_str()) != 0) {
-        const int error = errno;
-        unlink(fresh.c_str());
-        fail(file, std::string("it cannot be trimmed: ") + std::strerror(error));
-    }
-    const struct stat status = statusOf(to, file);
-    known.device = status.st_dev;
-    known.inode = status.st_ino;
-    known.size = status.st_size;
-    for (off_t& kept : known.starts)
-        kept -= start;
+// What was not written whole is told by the file's end.
+void DumpWriter::writeNote(const std::string& package, const LaunchNote& note) {
+    mNotes.append(mFolder + '/' + notesNameOf(dumpNameOf(package)),
+                  [&](int fd) { appendLine(fd, toJsonLine(note)); });
 }
 
 }  // namespace host

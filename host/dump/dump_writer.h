@@ -1,14 +1,11 @@
-// Writes the dumps of launches that the host followed.
+// Writes the dumps of launches that the host followed, and the notes beside them.
 #pragma once
 
 #include <cstdint>
-#include <deque>
-#include <map>
 #include <string>
-#include <sys/types.h>
 
-#include "host/base/unique_fd.h"
-#include "host/library/series_recorder.h"
+#include "host/dump/launch_note.h"
+#include "host/dump/trimmed_file.h"
 
 namespace host {
 
@@ -35,23 +32,15 @@ public:
     void write(const std::string& package, const RecordedLaunch& launch, std::int32_t type,
                std::int32_t subtype);
 
+    /// Appends to the notes beside the dump, of which as many are kept. To be called
+    /// behind write(): a kill between the two leaves a launch without its note, which is
+    /// normal, and never a note that is taken for another launch's. Throws HostError.
+    void writeNote(const std::string& package, const LaunchNote& note);
+
 private:
-    /// What is known of a file while it is as we left it.
-    struct Known {
-        dev_t device = 0;
-        ino_t inode = 0;
-        off_t size = 0;
-        std::deque<off_t> starts;  // of the last launches, as many as trimming looks at
-    };
-
-    Known lookInto(const UniqueFd& fd, const std::string& file);
-    void note(Known& known, off_t start) const;
-    void trim(const UniqueFd& fd, const std::string& file, Known& known) const;
-    std::size_t most() const { return mKept + mKept / 4; }
-
     const std::string mFolder;
-    const std::size_t mKept;
-    std::map<std::string, Known> mKnown;  // by the file's path
+    TrimmedFiles mDumps;
+    TrimmedFiles mNotes;
 };
 
 }  // namespace host

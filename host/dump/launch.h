@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "host/dump/launch_note.h"
 #include "host/library/metric.h"
 
 namespace host {
@@ -47,6 +48,7 @@ struct DumpedLaunch {
     DumpOutcome outcome = DumpOutcome::kUndecided;
     PerMetric<Series> series;             ///< whole; each evaluation saw a prefix
     std::vector<Evaluation> evaluations;  ///< several in a long launch, none in an aborted one
+    std::optional<LaunchNote> note;       ///< what the host knows beside the dump
 
     bool hasSamples() const {
         return std::any_of(kMetrics.begin(), kMetrics.end(),

@@ -157,7 +157,10 @@ std::optional<LaunchResult> LearnSession::tryOnce(int number) {
     }
     if (result.outcome == LaunchOutcome::kNotFound) mNamesShown = launch.shownName.names();
     note(result, launchedAtUnixMs);
-    if (mOptions.keep) mOptions.keep(launch.watch.recorded());
+    if (mOptions.keep) {
+        mOptions.keep(
+            {launch.watch.recorded(), result, launch.command.releasedMs(), launchedAtUnixMs});
+    }
     return result;
 }
 

@@ -23,6 +23,14 @@
 
 namespace host {
 
+/// A launch of the command, whole.
+struct LearnedLaunch {
+    const RecordedLaunch& recorded;
+    const LaunchResult& result;
+    double startedAtMs;  ///< when the program started, on the steady clock
+    std::int64_t launchedAtUnixMs;
+};
+
 struct LearnOptions {
     std::string package;
     int launches = kLaunchesToLearn;
@@ -30,7 +38,7 @@ struct LearnOptions {
     bool fdCounts = false;  ///< count the process's descriptors and send them
     std::string follow;     ///< the name that the process to learn shows; empty: find it out
     CommandLine command;
-    std::function<void(const RecordedLaunch&)> keep;  ///< gets each launch whole; may be empty
+    std::function<void(const LearnedLaunch&)> keep;  ///< gets each launch; may be empty
     /// How long to look on behind each launch; without it as long as its window.
     std::optional<double> lookAfterMs;
     std::function<Generation(OrvoLibrary&)> begin;  ///< gives the one to learn; may erase

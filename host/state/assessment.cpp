@@ -29,6 +29,12 @@ void addNew(std::vector<std::string>& words, const std::vector<std::string>& mor
     }
 }
 
+std::optional<std::vector<std::string>> wordsAt(const Json& object, const char* name) {
+    const auto found = object.find(name);
+    if (found == object.end() || found->is_null()) return std::nullopt;
+    return found->get<std::vector<std::string>>();
+}
+
 bool isOther(const Assessment& assessment, std::optional<std::int32_t> endpointMs) {
     if (!assessment.secondOpinionMs) return false;
     const std::int64_t errorMs = assessment.secondOpinionErrorMs.value_or(0);
@@ -93,6 +99,11 @@ void addVerdict(Json& object, const Assessment& assessment) {
 void addAssessment(Json& object, const Assessment& assessment) {
     object["since_start_ms"] = orNull(assessment.sinceStartMs);
     addVerdict(object, assessment);
+}
+
+Assessment assessmentIn(const Json& object) {
+    return {integerAt(object, "since_start_ms"), wordsAt(object, "doubts"),
+            integerAt(object, "second_opinion_ms"), integerAt(object, "second_opinion_error_ms")};
 }
 
 }  // namespace host

@@ -57,4 +57,8 @@ void addVerdict(Json& object, const Assessment& assessment);
 /// All members.
 void addAssessment(Json& object, const Assessment& assessment);
 
+/// What they were; those that are missing are as if null. Throws a std::exception for
+/// what is no such member.
+Assessment assessmentIn(const Json& object);
+
 }  // namespace host

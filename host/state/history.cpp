@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <limits>
 #include <stdexcept>
 
 #include "host/base/exit_code.h"
@@ -19,31 +18,6 @@ namespace {
 constexpr int kSchemaVersion = 1;
 constexpr std::int32_t kHighestGeneration = 1'000'000'000;   // leaves room to count on
 constexpr std::size_t kLongestLine = std::size_t{1} << 16U;  // a name's 255 bytes make 2 KiB
-
-// The parser would cut other numbers to size.
-template <typename T>
-T integerOf(const Json& value) {
-    using Limits = std::numeric_limits<T>;
-    const bool isHuge = value.is_number_unsigned() &&
-                        value.get<std::uint64_t>() > static_cast<std::uint64_t>(Limits::max());
-    const bool fits = value.is_number_integer() && !isHuge &&
-                      value.get<std::int64_t>() >= Limits::min() &&
-                      value.get<std::int64_t>() <= Limits::max();
-    if (!fits) throw std::out_of_range("no integer of this size");
-    return value.get<T>();
-}
-
-std::optional<std::int32_t> integerAt(const Json& object, const char* name) {
-    const auto found = object.find(name);
-    if (found == object.end() || found->is_null()) return std::nullopt;
-    return integerOf<std::int32_t>(*found);
-}
-
-std::optional<std::vector<std::string>> wordsAt(const Json& object, const char* name) {
-    const auto found = object.find(name);
-    if (found == object.end() || found->is_null()) return std::nullopt;
-    return found->get<std::vector<std::string>>();
-}
 
 std::optional<std::int32_t> timeAt(const Json& object, const char* name) {
     const std::optional<std::int32_t> ms = integerAt(object, name);
@@ -145,9 +119,7 @@ std::optional<LaunchEntry> parseHistoryLine(std::string_view line) {
         entry.outcome = object.at("outcome").get<std::string>();
         entry.endpointMs = timeAt(object, "endpoint_ms");
         entry.finalEndpointMs = timeAt(object, "final_endpoint_ms");
-        entry.assessment = {integerAt(object, "since_start_ms"), wordsAt(object, "doubts"),
-                            integerAt(object, "second_opinion_ms"),
-                            integerAt(object, "second_opinion_error_ms")};
+        entry.assessment = assessmentIn(object);
         entry.generation = generationIn(object);
         entry.label = textAt(object, "label");
         return entry;

@@ -5,6 +5,7 @@
 #include "host/base/exit_code.h"
 #include "host/dump/dump_file.h"
 #include "host/dump/explanation_report.h"
+#include "host/dump/launch_notes.h"
 #include "host/library/log_sink.h"
 #include "host/state/store_reader.h"
 #include "host/verbs/verbs.h"
@@ -28,12 +29,15 @@ std::optional<std::int32_t> storedMeanMs(const DumpSource& source, const StateFo
 /// The launch of that number; with 0 the last. All others are summed up.
 DumpedLaunch findLaunch(const DumpSource& source, std::int64_t number, DumpSummary& summary) {
     DumpFile file(source);
+    LaunchNotes notes(source);
     DumpedLaunch found;
     while (std::optional<DumpedLaunch> launch = file.next()) {
         summary.add(*launch);
+        notes.count(*launch);
         if (number == 0 || launch->number == number) found = std::move(*launch);
     }
     if (found.number == 0) refuseNumber(source, number, summary.launches);
+    notes.attachTo(found);
     return found;
 }
 

@@ -96,9 +96,16 @@ void advise(const LearnReport& report, const AdviceContext& context) {
         std::fprintf(stderr, "orvo-host: %s\n", printable(line).c_str());
 }
 
-void writeDumpOf(const LearnOptions& options, const RecordedLaunch& launch, DumpWriter& dumps) {
+void writeDumpOf(const LearnOptions& options, const LearnedLaunch& launch, DumpWriter& dumps) {
     try {
-        dumps.write(options.package, launch, options.kind.type, options.kind.subtype);
+        dumps.write(options.package, launch.recorded, options.kind.type, options.kind.subtype);
+        auto note = noteOf(launch.recorded, launch.startedAtMs, launch.result.judged);
+        if (!note) return;
+        note->launchedAtUnixMs = launch.launchedAtUnixMs;
+        note->kind = options.kind;
+        note->endpointMs = launch.result.endpointMs;
+        note->assessment = launch.result.assessment;
+        dumps.writeNote(options.package, *note);
     } catch (const HostError& error) {
         std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
     }
@@ -117,7 +124,7 @@ int learnHere(LearnArguments& arguments, const Invocation& invocation, const Sta
     DumpWriter dumps(state.dumps(), arguments.dumpsKept);
     LearnOptions& options = arguments.options;
     if (arguments.dump && options.package.find('/') == std::string::npos) {
-        options.keep = [&](const RecordedLaunch& launch) { writeDumpOf(options, launch, dumps); };
+        options.keep = [&](const LearnedLaunch& launch) { writeDumpOf(options, launch, dumps); };
     }
     if (arguments.lookAfterSeconds >= 0) options.lookAfterMs = 1000 * arguments.lookAfterSeconds;
     keepNewFilesPrivate();

@@ -8,6 +8,7 @@
 #include "host/base/exit_code.h"
 #include "host/dump/dump_file.h"
 #include "host/dump/gnuplot.h"
+#include "host/dump/launch_notes.h"
 #include "host/dump/picture_file.h"
 #include "host/dump/plot_script.h"
 #include "host/verbs/verbs.h"
@@ -42,13 +43,17 @@ struct Chosen {
 
 Chosen chooseLaunches(const DumpSource& source, const PlotArguments& arguments) {
     DumpFile file(source);
+    LaunchNotes notes(source);
     Chosen chosen;
     std::int64_t launches = 0;
     while (std::optional<DumpedLaunch> launch = file.next()) {
         ++launches;
+        notes.count(*launch);
         if (arguments.launch != 0 && launch->number != arguments.launch) continue;
         chosen.add(std::move(*launch), arguments.all ? kMostOverlaid : 1);
     }
+    for (DumpedLaunch& launch : chosen.launches)
+        notes.attachTo(launch);
     if (!chosen.launches.empty()) return chosen;
     if (arguments.launch > launches) refuseNumber(source, arguments.launch, launches);
     throw HostError(kNotLearned,

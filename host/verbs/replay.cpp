@@ -3,6 +3,7 @@
 
 #include "host/base/exit_code.h"
 #include "host/dump/dump_file.h"
+#include "host/dump/launch_notes.h"
 #include "host/dump/replay_report.h"
 #include "host/library/log_sink.h"
 #include "host/verbs/verbs.h"
@@ -20,24 +21,19 @@ struct ReplayArguments {
     bool json = false;
 };
 
-/// Reads it whole, so that nothing is printed of a file that is refused.
-void refuseUnlessDump(const DumpSource& source) {
-    DumpFile file(source);
-    while (file.next()) {
-    }
-}
-
 int replay(const ReplayArguments& arguments, const Invocation& invocation) {
     refuseCommand(invocation);
     const DumpSource source = dumpGivenAs(arguments.source, arguments.generation, invocation);
-    refuseUnlessDump(source);
+    // This reads it whole, so that nothing is printed of a file that is refused.
+    const LaunchNotes notes = notesOn(source);
     // The analysis logs; with --verbose that is worth seeing.
     LogSink log("", invocation.logLevel, invocation.verbose);
     setTavoLogLevel(invocation.verbose ? invocation.logLevel : 0);
     ReplayReport report(source, arguments.json);
     std::string text = report.start();
     DumpFile file(source);
-    while (const std::optional<DumpedLaunch> launch = file.next()) {
+    while (std::optional<DumpedLaunch> launch = file.next()) {
+        notes.attachTo(*launch);
         text += report.add(*launch, replay(*launch, arguments.options));
         if (text.size() < kPrintedAtOnce) continue;
         print(text);

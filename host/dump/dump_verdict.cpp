@@ -42,13 +42,21 @@ std::optional<JudgedLaunch> judge(const DumpedLaunch& launch) {
     return JudgedLaunch(std::move(seen));
 }
 
-Assessment assessmentOf(const std::optional<JudgedLaunch>& launch) {
-    return launch ? assessmentOf(*launch, 0) : Assessment();
+Assessment assessmentOf(const DumpedLaunch& launch, const std::optional<JudgedLaunch>& judged) {
+    Assessment assessment = judged ? assessmentOf(*judged, 0) : Assessment();
+    if (launch.note) assessment.sinceStartMs = launch.note->assessment.sinceStartMs;
+    return assessment;
 }
 
+namespace {
+
+/// Without its doubts.
 std::string outcomeText(const DumpedLaunch& launch) {
-    if (launch.finalIndex())
-        return "settled at " + std::to_string(timeMs(*launch.finalIndex())) + " ms";
+    if (launch.finalIndex()) {
+        const std::string start = startText(assessmentOf(launch, std::nullopt));
+        return "settled at " + std::to_string(timeMs(*launch.finalIndex())) + " ms" +
+               (start.empty() ? "" : ", " + start);
+    }
     switch (launch.outcome) {
         case DumpOutcome::kAborted:
             return "aborted";
@@ -60,6 +68,8 @@ std::string outcomeText(const DumpedLaunch& launch) {
             return "undecided";
     }
 }
+
+}  // namespace
 
 std::string verdictText(const DumpedLaunch& launch) {
     const std::optional<JudgedLaunch> judged = judge(launch);

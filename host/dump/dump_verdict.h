@@ -10,18 +10,15 @@
 namespace host {
 
 /// None for a launch that was stopped or is not all there: what was seen of it is
-/// no launch. A dump does not tell the window, which is guessed from the number
-/// of samples.
+/// no launch. With a note also by what was seen behind the window; without, the
+/// window is guessed from the number of samples, which a dump does not tell.
 std::optional<JudgedLaunch> judge(const DumpedLaunch& launch);
 
-/// The members of JSON, null where nothing was judged. Times count from the first
-/// sample.
-Assessment assessmentOf(const std::optional<JudgedLaunch>& launch);
+/// The members of JSON, null where nothing was judged. The second opinion counts from
+/// the first sample.
+Assessment assessmentOf(const DumpedLaunch& launch, const std::optional<JudgedLaunch>& judged);
 
-/// "settled at 720 ms", "undecided", without its doubts.
-std::string outcomeText(const DumpedLaunch& launch);
-
-/// "settled at 840 ms: doubted, still growing".
+/// "settled at 840 ms, 1043 ms after the start: doubted, still growing".
 std::string verdictText(const DumpedLaunch& launch);
 
 }  // namespace host

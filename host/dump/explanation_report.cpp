@@ -191,7 +191,16 @@ void writeVerdict(std::ostream& out, const DumpedLaunch& launch) {
     if (!judged) return;
     const char* const subject = launch.finalIndex() ? "Doubted: " : "Remark: ";
     if (!judged->verdict.isSettled()) out << "  " << subject << doubtText(*judged) << ".\n";
-    out << "  Second opinion, by memory alone: " << opinionText(assessmentOf(judged)) << ".\n";
+    out << "  Second opinion, by memory alone: " << opinionText(assessmentOf(launch, judged))
+        << ".\n";
+}
+
+void writeTimes(std::ostream& out, const DumpedLaunch& launch) {
+    out << "Times count from the first sample on; a sample is taken every " << kSamplePeriodMs
+        << " ms.\n";
+    if (!launch.note || !launch.note->firstSampleSinceStartMs) return;
+    out << "The first one of launch " << launch.number << " was taken "
+        << *launch.note->firstSampleSinceStartMs << " ms after its program's start.\n";
 }
 
 // --- All launches of the dump.
@@ -333,7 +342,9 @@ Json launchToJson(const DumpedLaunch& launch) {
               {"endpoint_ms", orNull(timeMsOf(launch.finalIndex()))},
               {"set_by", setBy},
               {"missing", idOf(explanation.missing)}};
-    addVerdict(json, assessmentOf(judge(launch)));
+    json["first_sample_since_start_ms"] =
+        orNull(launch.note ? launch.note->firstSampleSinceStartMs : std::nullopt);
+    addAssessment(json, assessmentOf(launch, judge(launch)));
     json["evaluations"] = toJson(explanation, launch.streak());
     return json;
 }
@@ -393,8 +404,7 @@ std::string renderText(const ExplanationReport& report) {
     }
     writeVerdict(out, launch);
     writeSpread(out, report);
-    out << "Times count from the first sample on; a sample is taken every " << kSamplePeriodMs
-        << " ms.\n";
+    writeTimes(out, launch);
     return out.str();
 }
 

@@ -54,7 +54,8 @@ void LaunchNotes::attachTo(DumpedLaunch& launch) const {
     const Alike& alike = found->second;
     const auto at = std::find(alike.launches.rbegin(), alike.launches.rend(), launch.number);
     if (at == alike.launches.rend() || alike.offsets.size() < alike.launches.size()) return;
-    launch.note = noteIn(linesFrom(*(alike.offsets.rbegin() + (at - alike.launches.rbegin()))).peek());
+    launch.note =
+        noteIn(linesFrom(*(alike.offsets.rbegin() + (at - alike.launches.rbegin()))).peek());
 }
 
 LaunchNotes notesOn(const DumpSource& source) {

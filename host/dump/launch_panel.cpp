@@ -98,7 +98,7 @@ private:
     void addOpinion(std::vector<Mark>& marks) const {
         const std::optional<JudgedLaunch> judged = judge(mLaunch);
         if (mMetric != Metric::kVmRss || !judged) return;
-        const Assessment assessment = assessmentOf(judged);
+        const Assessment assessment = assessmentOf(mLaunch, judged);
         if (!assessment.secondOpinionMs || !differs(judged->seen, judged->verdict.opinion)) return;
         marks.push_back(
             {*assessment.secondOpinionMs, "second opinion " + opinionText(assessment), kGreen, 4});

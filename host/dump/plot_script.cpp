@@ -24,7 +24,7 @@ bool isOverlay(const Picture& picture) {
 }
 
 bool isDoubted(const DumpedLaunch* launch) {
-    return launch->finalIndex() && assessmentOf(judge(*launch)).isDoubted();
+    return launch->finalIndex() && assessmentOf(*launch, judge(*launch)).isDoubted();
 }
 
 std::string titleOf(const Picture& picture) {

@@ -53,7 +53,8 @@ std::string verdictOf(const DumpedLaunch& dumped) {
         text = (dumped.finalIndex() ? "  doubted: " : "  remark: ") + doubtText(*judged) + '\n';
     }
     if (!differs(judged->seen, judged->verdict.opinion)) return text;
-    return text + "  second opinion, by memory alone: " + opinionText(assessmentOf(judged)) + '\n';
+    return text +
+           "  second opinion, by memory alone: " + opinionText(assessmentOf(dumped, judged)) + '\n';
 }
 
 std::string launchText(const DumpedLaunch& dumped, const LaunchReplay& launch) {
@@ -106,7 +107,7 @@ Json toJson(const DumpedLaunch& dumped, const LaunchReplay& launch) {
               {"equal", isReplayed ? Json(launch.isEqual()) : Json(nullptr)},
               {"recorded", toJson(launch.recorded, dumped.series)},
               {"replayed", toJson(launch.replayed, dumped.series)}};
-    addVerdict(json, assessmentOf(judge(dumped)));
+    addAssessment(json, assessmentOf(dumped, judge(dumped)));
     return json;
 }
 

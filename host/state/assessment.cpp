@@ -90,15 +90,11 @@ Inheritance inheritedFrom(const std::deque<Assessment>& launches) {
     return result;
 }
 
-void addVerdict(Json& object, const Assessment& assessment) {
+void addAssessment(Json& object, const Assessment& assessment) {
+    object["since_start_ms"] = orNull(assessment.sinceStartMs);
     object["doubts"] = orNull(assessment.doubts);
     object["second_opinion_ms"] = orNull(assessment.secondOpinionMs);
     object["second_opinion_error_ms"] = orNull(assessment.secondOpinionErrorMs);
-}
-
-void addAssessment(Json& object, const Assessment& assessment) {
-    object["since_start_ms"] = orNull(assessment.sinceStartMs);
-    addVerdict(object, assessment);
 }
 
 Assessment assessmentIn(const Json& object) {

@@ -50,10 +50,6 @@ struct Inheritance {
 /// errors; doubts are those of any launch, none when no launch was judged.
 Inheritance inheritedFrom(const std::deque<Assessment>& launches);
 
-/// The verdict's members, all but since_start_ms: a recorded launch does not tell
-/// when its program started.
-void addVerdict(Json& object, const Assessment& assessment);
-
 /// All members.
 void addAssessment(Json& object, const Assessment& assessment);
 

@@ -1,7 +1,7 @@
 // Several launches' panel of one metric, laid over each other.
 #include "host/dump/overlay_panel.h"
 
-#include <cmath>
+#include <algorithm>
 #include <sstream>
 
 #include "host/dump/dump_verdict.h"
@@ -10,7 +10,6 @@
 namespace host {
 namespace {
 
-constexpr double kRoomAbove = 0.25;
 constexpr std::size_t kMarksPerLine = 12;
 
 struct Look {
@@ -25,117 +24,142 @@ constexpr Look kLooks[] = {
 };
 constexpr std::size_t kLookCount = std::size(kLooks);
 
+bool areAlike(const DumpedLaunch& one, const DumpedLaunch& other) {
+    return one.series.values == other.series.values && one.finalIndex() == other.finalIndex();
+}
+
 class OverlayPanel {
 public:
-    OverlayPanel(const std::vector<const DumpedLaunch*>& launches, Metric metric,
-                 PictureFormat format, std::int64_t lastMs, bool hasKey)
+    OverlayPanel(const std::vector<const DumpedLaunch*>& launches, Metric metric, const Axes& axes,
+                 const Surface& surface)
         : mLaunches(launches),
+          mAlike(alikeAmong(launches)),
           mMetric(metric),
-          mHasKey(hasKey),
-          mIsText(format == PictureFormat::kText),
-          mLastMs(lastMs),
-          mFaintCount(launches.size() > kLookCount ? launches.size() - kLookCount : 0) {}
+          mAxes(axes),
+          mSurface(surface),
+          mBuilder(axes, metric, surface),
+          mFaintCount(mAlike.size() > kLookCount ? mAlike.size() - kLookCount : 0) {}
 
-    std::string write() {
-        writeRange();
-        writeMedian();
-        for (std::size_t i = 0; i < mLaunches.size(); ++i) {
-            if (!mLaunches[i]->series[mMetric].empty()) addLaunch(i);
+    Panel build() {
+        setRange();
+        for (std::size_t i = 0; i < mAlike.size(); ++i) {
+            if (!mAlike[i].newest->series[mMetric].empty()) addLaunches(i);
         }
-        if (mHasKey) addEndpointKey();
-        mOut << plotCommand(mPlots);
-        return mOut.str();
+        if (mSurface.hasKey) {
+            mBuilder.addPlot(
+                "NaN", std::string("points pointtype 7 pointsize 1.4 linecolor '") + kBlack + '\'',
+                '#', mSurface.isText() ? "endpoint" : "large mark: endpoint");
+        }
+        addMedian();
+        return mBuilder.build();
     }
 
 private:
-    void writeRange() {
+    void setRange() {
         std::vector<double> values;
         for (const DumpedLaunch* const launch : mLaunches)
             values.insert(values.end(), launch->series[mMetric].begin(),
                           launch->series[mMetric].end());
-        mOut << rangeCommands(values, kRoomAbove);
+        mBuilder.setRange(values, {});
     }
 
-    void writeMedian() {
+    bool hasEndpoint() const {
+        return std::any_of(mLaunches.begin(), mLaunches.end(), [](const DumpedLaunch* launch) {
+            return launch->finalIndex().has_value();
+        });
+    }
+
+    void addMedian() {
         std::vector<double> endpointsMs;
         for (const DumpedLaunch* const launch : mLaunches) {
-            if (launch->finalIndex()) {
-                endpointsMs.push_back(static_cast<double>(timeMs(*launch->finalIndex())));
-            }
+            if (launch->finalIndex()) endpointsMs.push_back(endpointMs(*launch));
         }
         if (endpointsMs.empty()) return;
-        const auto medianMs =
-            static_cast<std::int64_t>(std::lround(spreadOf(endpointsMs).medianMs));
-        const std::string text = "median endpoint " + std::to_string(medianMs) + " ms";
-        mOut << markCommands({{medianMs, text, kBlack, 1}}, mLastMs);
+        const double medianMs = spreadOf(endpointsMs).medianMs;
+        const std::string text =
+            mSurface.hasKey ? "median endpoint " + TimeAxis::text(medianMs) : "";
+        mBuilder.addMarks({{medianMs, text, kBlack, 1, 'M'}});
     }
 
-    void addLaunch(std::size_t i) {
-        const bool isFaint = i < mFaintCount;
-        if (isFaint) {
-            mPlots.push_back(dataName(i, mMetric) + faintStyle() +
-                             title(i == 0 ? "older launches" : ""));
+    double endpointMs(const DumpedLaunch& launch) const {
+        return mAxes.time.timeMs(launch, static_cast<std::size_t>(*launch.finalIndex()));
+    }
+
+    void addLaunches(std::size_t i) {
+        const AlikeLaunches& alike = mAlike[i];
+        const std::string data = dataName(alike.index, mMetric);
+        if (i < mFaintCount) {
+            mBuilder.addPlot(data, std::string("lines linewidth 1 linecolor '") + kGrey + '\'', '.',
+                             i == 0 && mSurface.hasKey ? "older launches" : "");
             return;
         }
         const Look& look = kLooks[i - mFaintCount];
-        mPlots.push_back(dataName(i, mMetric) + style(look, *mLaunches[i]) +
-                         title("launch " + std::to_string(mLaunches[i]->number) + ", " +
-                               verdictText(*mLaunches[i])));
-        addEndpoint(i, look);
+        mBuilder.addPlot(data, style(look, *alike.newest), look.letter,
+                         mSurface.hasKey ? titleOf(alike) : "");
+        addEndpoint(alike, look);
     }
 
-    std::string title(const std::string& text) const {
-        return mHasKey && !text.empty() ? " title " + quoted(text) : " notitle";
-    }
-
-    std::string faintStyle() const {
-        return mIsText ? " with points pointtype '.'"
-                       : " with lines linewidth 1 linecolor '" + std::string(kGrey) + "'";
+    static std::string titleOf(const AlikeLaunches& alike) {
+        const std::string others =
+            alike.count > 1 ? ", one of " + std::to_string(alike.count) + " alike" : "";
+        return "launch " + std::to_string(alike.newest->number) + others + ", " +
+               verdictText(*alike.newest);
     }
 
     std::string style(const Look& look, const DumpedLaunch& launch) const {
-        if (mIsText) return std::string(" with points pointtype '") + look.letter + "'";
         const std::size_t interval = launch.series[mMetric].size() / kMarksPerLine + 1;
-        return " with linespoints linewidth 1.5 dashtype " + std::to_string(look.dash) +
-               " pointtype " + std::to_string(look.mark) + " pointinterval " +
-               std::to_string(interval) + " pointsize 0.7 linecolor '" + look.colour + "'";
+        return "linespoints linewidth 1.5 dashtype " + std::to_string(look.dash) + " pointtype " +
+               std::to_string(look.mark) + " pointinterval " + std::to_string(interval) +
+               " pointsize 0.7 linecolor '" + look.colour + "'";
     }
 
-    void addEndpoint(std::size_t i, const Look& look) {
-        const std::int32_t index = mLaunches[i]->finalIndex().value_or(0);
-        const Series& series = mLaunches[i]->series[mMetric];
+    void addEndpoint(const AlikeLaunches& alike, const Look& look) {
+        const std::int32_t index = alike.newest->finalIndex().value_or(0);
+        const Series& series = alike.newest->series[mMetric];
         if (index < 1 || static_cast<std::size_t>(index) >= series.size()) return;
-        const std::string name = "$endpoint" + std::to_string(i);
-        mOut << name << " << EOD\n"
-             << timeMs(index) << ' ' << series[static_cast<std::size_t>(index)] << "\nEOD\n";
-        mPlots.push_back(name + " with points " +
-                         (mIsText ? std::string("pointtype '#'")
-                                  : "pointtype " + std::to_string(look.mark + 1) +
-                                        " pointsize 1.4 linecolor '" + look.colour + "'") +
-                         " notitle");
-    }
-
-    void addEndpointKey() {
-        const std::string look = mIsText ? "pointtype '#'" : "pointtype 7 pointsize 1.4";
-        mPlots.push_back("NaN with points " + look + " linecolor '" + kBlack + "' title " +
-                         quoted(mIsText ? "endpoint" : "large mark: endpoint"));
+        const std::string name = "$endpoint" + std::to_string(alike.index);
+        std::ostringstream out;
+        out.precision(kDigits);
+        out << name << " << EOD\n"
+            << mAxes.time.unit().of(endpointMs(*alike.newest)) << ' '
+            << mAxes.units[mMetric].of(series[static_cast<std::size_t>(index)]) << "\nEOD\n";
+        mBuilder.addCommands(out.str());
+        mBuilder.addPlot(name,
+                         "points pointtype " + std::to_string(look.mark + 1) +
+                             " pointsize 1.4 linecolor '" + look.colour + '\'',
+                         '#', "");
     }
 
     const std::vector<const DumpedLaunch*>& mLaunches;
+    const std::vector<AlikeLaunches> mAlike;
     const Metric mMetric;
-    const bool mHasKey;
-    const bool mIsText;
-    const std::int64_t mLastMs;
+    const Axes& mAxes;
+    const Surface& mSurface;
+    PanelBuilder mBuilder;
     const std::size_t mFaintCount;
-    std::ostringstream mOut;
-    std::vector<std::string> mPlots;
 };
 
 }  // namespace
 
-std::string overlayPanel(const std::vector<const DumpedLaunch*>& launches, Metric metric,
-                         PictureFormat format, std::int64_t lastMs, bool hasKey) {
-    return OverlayPanel(launches, metric, format, lastMs, hasKey).write();
+std::vector<AlikeLaunches> alikeAmong(const std::vector<const DumpedLaunch*>& launches) {
+    std::vector<AlikeLaunches> groups;
+    for (std::size_t i = 0; i < launches.size(); ++i) {
+        std::size_t count = 1;
+        const auto same = std::find_if(groups.begin(), groups.end(), [&](const auto& group) {
+            return areAlike(*group.newest, *launches[i]);
+        });
+        if (same != groups.end()) {
+            count += same->count;
+            groups.erase(same);
+        }
+        groups.push_back({launches[i], i, count});
+    }
+    return groups;
+}
+
+Panel overlayPanel(const std::vector<const DumpedLaunch*>& launches, Metric metric,
+                   const Axes& axes, const Surface& surface) {
+    return OverlayPanel(launches, metric, axes, surface).build();
 }
 
 }  // namespace host

@@ -1,7 +1,6 @@
 // Several launches' panel of one metric, laid over each other.
 #pragma once
 
-#include <string>
 #include <vector>
 
 #include "host/dump/launch.h"
@@ -9,10 +8,20 @@
 
 namespace host {
 
-/// Each launch's samples with its endpoint marked, and the median endpoint. Only
-/// the newest have a look of their own; those before are drawn faint.
-/// The key is the same in all panels, so that one of them has it.
-std::string overlayPanel(const std::vector<const DumpedLaunch*>& launches, Metric metric,
-                         PictureFormat format, std::int64_t lastMs, bool hasKey);
+/// Launches that are the same to the eye: of equal samples and endpoints.
+struct AlikeLaunches {
+    const DumpedLaunch* newest;
+    std::size_t index;  ///< the newest's, of its data block
+    std::size_t count;
+};
+
+/// In the order of the newest of each.
+std::vector<AlikeLaunches> alikeAmong(const std::vector<const DumpedLaunch*>& launches);
+
+/// Each launch's samples with its endpoint marked, and the median endpoint. Of those
+/// that are alike one is drawn. Only the newest have a look of their own; those before
+/// are drawn faint. The key is the same in all panels, so that one of them has it.
+Panel overlayPanel(const std::vector<const DumpedLaunch*>& launches, Metric metric,
+                   const Axes& axes, const Surface& surface);
 
 }  // namespace host

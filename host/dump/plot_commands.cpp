@@ -2,6 +2,7 @@
 #include "host/dump/plot_commands.h"
 
 #include <algorithm>
+#include <cmath>
 #include <sstream>
 
 #include "host/base/printable.h"
@@ -9,10 +10,22 @@
 namespace host {
 namespace {
 
-constexpr double kTopLine = 0.95;  // of the panel's height
-constexpr double kLineHeight = 0.085;
-constexpr double kRoomBelow = 0.1;
+constexpr double kRoom = 0.1;           // below and above the values, of their height
 constexpr double kFewWholeNumbers = 6;  // between which tics would stand at fractions
+constexpr double kTicsApart = 0.4;      // in a strip, of its height
+constexpr double kLeastOfStrip = 0.1;   // of the largest value, lest a wink looks like a leap
+constexpr double kLetterHeight = 0.1;   // of a panel of characters
+constexpr int kColumnsBeside = 11;      // the drawing, for tics
+
+std::pair<double, double> extremesOf(const std::vector<double>& values) {
+    if (values.empty()) return {0, 1};
+    const auto [low, high] = std::minmax_element(values.begin(), values.end());
+    return {*low, *high};
+}
+
+std::string colourOf(const char* colour) {
+    return std::string(" linecolor '") + colour + '\'';
+}
 
 }  // namespace
 
@@ -23,52 +36,88 @@ std::string quoted(const std::string& text) {
     return result + "'";
 }
 
-std::string axisTitle(Metric metric) {
-    const std::string unit = traitsOf(metric).unit;
-    return traitsOf(metric).name + (unit.empty() ? "" : " (" + unit.substr(1) + ")");
+std::string axisTitle(Metric metric, const Unit& unit) {
+    const std::string name = traitsOf(metric).name;
+    return *unit.name == 0 ? name : name + " (" + unit.name + ')';
 }
 
 std::string dataName(std::size_t launch, Metric metric) {
     return "$launch" + std::to_string(launch) + '_' + traitsOf(metric).id;
 }
 
-std::string markCommands(const std::vector<Mark>& marks, std::int64_t lastMs) {
-    if (marks.empty()) return "";
-    const auto [first, last] =
-        std::minmax_element(marks.begin(), marks.end(),
-                            [](const Mark& a, const Mark& b) { return a.timeMs < b.timeMs; });
-    const bool isLeft = first->timeMs > lastMs - last->timeMs;
-    std::ostringstream out;
-    double height = kTopLine;
-    for (const Mark& mark : marks) {
-        out << "set arrow from first " << mark.timeMs << ",graph 0 to first " << mark.timeMs
-            << ",graph 1 nohead front linewidth 2 linecolor '" << mark.colour << "' dashtype "
-            << mark.dash << '\n'
-            << "set label " << quoted(mark.text) << " at first "
-            << (isLeft ? first->timeMs : last->timeMs) << ",graph " << height
-            << (isLeft ? " right offset char -2,0" : " left offset char 2,0")
-            << " front boxed noenhanced textcolor '" << mark.colour << "'\n";
-        height -= kLineHeight;
-    }
-    return out.str();
-}
+PanelBuilder::PanelBuilder(const Axes& axes, Metric metric, const Surface& surface)
+    : mAxes(axes), mUnit(axes.units[metric]), mSurface(surface) {}
 
-std::string rangeCommands(const std::vector<double>& values, double roomAbove) {
-    if (values.empty()) return "set yrange [0:1]\n";
-    const auto [low, high] = std::minmax_element(values.begin(), values.end());
-    const double height = std::max(1.0, *high - *low);
+void PanelBuilder::setRange(const std::vector<double>& samples, const std::vector<double>& others) {
+    std::vector<double> values = samples;
+    values.insert(values.end(), others.begin(), others.end());
+    const auto [low, high] = extremesOf(samples);
+    const auto [least, most] = extremesOf(values);
+    const double smallest = mSurface.isStrip ? kLeastOfStrip * most : 1;
+    const double height = std::max(most - least, smallest);
     std::ostringstream out;
     out.precision(kDigits);
-    out << "set yrange [" << *low - kRoomBelow * height << ':' << *high + roomAbove * height
-        << "]\nset ytics " << (height < kFewWholeNumbers ? "1" : "autofreq") << '\n';
-    return out.str();
+    const double middle = (least + most) / 2;
+    out << "set yrange [" << mUnit.of(middle - (0.5 + kRoom) * height) << ':'
+        << mUnit.of(middle + (0.5 + kRoom) * height) << "]\nset ytics ";
+    if (low == high || (mSurface.isStrip && high - low < kTicsApart * height)) {
+        out << '(' << mUnit.of(high) << ")\n";
+    } else if (mSurface.isStrip) {
+        out << '(' << mUnit.of(low) << ", " << mUnit.of(high) << ")\n";
+    } else {
+        out << (mUnit.size <= 1 && height < kFewWholeNumbers ? "1" : "autofreq") << '\n';
+    }
+    mCommands += out.str();
 }
 
-std::string plotCommand(const std::vector<std::string>& plots) {
+void PanelBuilder::addPlot(const std::string& what, const std::string& style, char letter,
+                           const std::string& title) {
+    const std::string asPoints = std::string("points pointtype '") + letter + "' notitle";
+    const std::string inKey = title.empty() ? " notitle" : " title " + quoted(title);
+    mPlots.push_back(what + " with " + (mSurface.isText() ? asPoints : style + inKey));
+    if (!title.empty()) mKey.push_back(std::string(1, letter) + "  " + title);
+}
+
+void PanelBuilder::addMarks(std::vector<Mark> marks) {
+    std::ostringstream out;
+    out.precision(kDigits);
+    for (const Mark& mark : marks) {
+        const double at = mAxes.time.unit().of(mark.timeMs);
+        const std::string look =
+            " linewidth 2 dashtype " + std::to_string(mark.dash) + colourOf(mark.colour);
+        out << "set arrow from first " << at << ",graph 0 to first " << at << ",graph 1 nohead "
+            << (mSurface.isText() ? "back" : "front") << look << '\n';
+        if (mark.text.empty()) continue;
+        if (mSurface.isText()) {
+            mKey.push_back(std::string(1, mark.letter) + "  " + mark.text);
+        } else {
+            mPlots.push_back("NaN with lines" + look + " title " + quoted(mark.text));
+        }
+    }
+    mCommands += out.str();
+    if (mSurface.isText()) addLetters(marks);
+}
+
+// Each at the top of its line, below another one that stands in its place.
+void PanelBuilder::addLetters(const std::vector<Mark>& marks) {
+    const double columnMs = mAxes.time.endMs() / std::max(1, mSurface.columns - kColumnsBeside);
+    std::ostringstream out;
+    out.precision(kDigits);
+    for (auto mark = marks.begin(); mark != marks.end(); ++mark) {
+        const auto above = std::count_if(marks.begin(), mark, [&](const Mark& other) {
+            return std::fabs(other.timeMs - mark->timeMs) < 1.5 * columnMs;
+        });
+        out << "set label '" << mark->letter << "' at first " << mAxes.time.unit().of(mark->timeMs)
+            << ",graph " << 1 - kLetterHeight * static_cast<double>(above) << " left front\n";
+    }
+    mCommands += out.str();
+}
+
+Panel PanelBuilder::build() const {
     std::string command = "plot ";
-    for (const std::string& plot : plots)
-        command += (&plot == &plots.front() ? "" : ", \\\n  ") + plot;
-    return command + '\n';
+    for (const std::string& plot : mPlots)
+        command += (&plot == &mPlots.front() ? "" : ", \\\n  ") + plot;
+    return {mCommands + command + '\n', mKey};
 }
 
 }  // namespace host

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/library/metric.h"
+#include "host/dump/picture_axes.h"
 
 namespace host {
 
@@ -21,37 +21,76 @@ constexpr const char* kBlue = "#0072B2";
 constexpr const char* kVermilion = "#D55E00";
 constexpr const char* kPurple = "#CC79A7";
 constexpr const char* kPaleBlue = "#D6EBF7";
+constexpr const char* kLightBlue = "#9CCBE8";
 constexpr const char* kGrey = "#808080";
+constexpr const char* kPaleGrey = "#ECECEC";
 
-/// Digits that a value needs, of memory in kB with a tolerance's decimals.
+/// Digits that a value needs, of memory with a tolerance's decimals.
 constexpr int kDigits = 12;
+
+/// Where a panel is drawn.
+struct Surface {
+    PictureFormat format;
+    int columns;   ///< of a text
+    bool isStrip;  ///< a low one
+    bool hasKey;   ///< tells what the lines are that all panels show
+
+    bool isText() const { return format == PictureFormat::kText; }
+};
+
+/// What draws a panel; in a text the key is apart from it.
+struct Panel {
+    std::string script;
+    std::vector<std::string> key;  ///< "*  memory"
+};
 
 /// `text` as gnuplot takes it literally: in single quotes nothing is expanded.
 std::string quoted(const std::string& text);
 
-/// "memory (kB)".
-std::string axisTitle(Metric metric);
+/// "memory (MB)".
+std::string axisTitle(Metric metric, const Unit& unit);
 
 /// Name of the data block of one launch's series.
 std::string dataName(std::size_t launch, Metric metric);
 
-/// A vertical line across the panel, with words for it.
+/// A vertical line across the panel.
 struct Mark {
-    std::int64_t timeMs;
-    std::string text;
+    double timeMs;
+    std::string text;  ///< for the key; empty for none
     const char* colour;
     int dash;
+    char letter;  ///< in a text
 };
 
-/// The lines of `marks`, whose words stand one below the other on the side where
-/// the panel has more room, clear of all the lines.
-std::string markCommands(const std::vector<Mark>& marks, std::int64_t lastMs);
+/// What a panel is put together from.
+class PanelBuilder {
+public:
+    PanelBuilder(const Axes& axes, Metric metric, const Surface& surface);
 
-/// Lets the panel show all `values`, with a share of their height above them
-/// for words.
-std::string rangeCommands(const std::vector<double>& values, double roomAbove);
+    /// Lets the panel show all `samples` and `others`. The axis of a strip or of flat
+    /// samples has no more than their smallest and largest at it.
+    void setRange(const std::vector<double>& samples, const std::vector<double>& others);
 
-/// One plot command of all `plots`.
-std::string plotCommand(const std::vector<std::string>& plots);
+    /// Commands that stand before the plot.
+    void addCommands(const std::string& commands) { mCommands += commands; }
+
+    /// `what` to plot, in a picture `style`, in a text as points of `letter`.
+    void addPlot(const std::string& what, const std::string& style, char letter,
+                 const std::string& title);
+
+    void addMarks(std::vector<Mark> marks);
+
+    Panel build() const;
+
+private:
+    void addLetters(const std::vector<Mark>& marks);
+
+    const Axes& mAxes;
+    const Unit& mUnit;
+    const Surface& mSurface;
+    std::string mCommands;
+    std::vector<std::string> mPlots;
+    std::vector<std::string> mKey;
+};
 
 }  // namespace host

@@ -9,12 +9,15 @@
 
 namespace host {
 
+constexpr int kFewestColumns = 40;  // of a text that can be read
+
 /// What a picture shows: one launch with all that its evaluations came to, or
 /// several launches laid over each other.
 struct Picture {
     PictureFormat format = PictureFormat::kText;
-    int columns = 80;  ///< of a text
-    int rows = 24;     ///< of a text; more are used when the panels need them
+    int columns = 80;      ///< of a text
+    int rows = 24;         ///< of a text; more are used when the panels need them
+    bool isAscii = false;  ///< a text's reader has no other characters
     std::string package;
     std::vector<const DumpedLaunch*> launches;  ///< with samples; at least one
     std::size_t launchesInAll = 0;              ///< of which the launches are the last
@@ -24,8 +27,13 @@ struct Picture {
 /// The metrics of which some of the launches have samples.
 std::vector<Metric> metricsWithSamples(const std::vector<const DumpedLaunch*>& launches);
 
-/// The script writes the picture to gnuplot's standard output. Every text in it
-/// that comes from outside is quoted.
-std::string plotScript(const Picture& picture);
+struct PlotScript {
+    std::string script;  ///< writes the picture to gnuplot's standard output
+    std::string above;   ///< what a text has above and below that, whole lines
+    std::string below;
+};
+
+/// Every text in it that comes from outside is quoted.
+PlotScript plotScript(const Picture& picture);
 
 }  // namespace host

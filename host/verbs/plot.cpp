@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "host/base/exit_code.h"
+#include "host/dump/caption.h"
 #include "host/dump/dump_file.h"
 #include "host/dump/gnuplot.h"
 #include "host/dump/launch_notes.h"
@@ -84,6 +85,16 @@ void fitToTerminal(Picture& picture) {
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return;
     if (size.ws_col > 0) picture.columns = size.ws_col;
     if (size.ws_row > 0) picture.rows = size.ws_row - 1;  // one for the prompt
+    if (picture.columns >= kFewestColumns) return;
+    throw HostError(kEnvironment,
+                    "a drawing in characters needs " + std::to_string(kFewestColumns) +
+                        " columns, and the terminal has " + std::to_string(picture.columns) +
+                        "; widen it, or write a picture with -o FILE.svg");
+}
+
+std::string draw(const Picture& picture) {
+    const PlotScript script = plotScript(picture);
+    return script.above + runGnuplot(script.script) + script.below;
 }
 
 int plot(const PlotArguments& arguments, const Invocation& invocation) {
@@ -99,11 +110,12 @@ int plot(const PlotArguments& arguments, const Invocation& invocation) {
     const Chosen chosen = chooseLaunches(source, arguments);
     if (arguments.all && chosen.launches.size() < chosen.inAll) tellOfThoseLeftOut(chosen);
     picture.package = titleOf(source);
+    picture.isAscii = picture.format == PictureFormat::kText && !isUtf8Locale();
     for (const DumpedLaunch& launch : chosen.launches)
         picture.launches.push_back(&launch);
     picture.launchesInAll = chosen.inAll;
     picture.metrics = chooseMetrics(picture.launches, arguments.metric);
-    const std::string drawn = runGnuplot(plotScript(picture));
+    const std::string drawn = draw(picture);
     if (arguments.file.empty()) {
         print(drawn);
     } else {

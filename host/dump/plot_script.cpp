@@ -29,7 +29,7 @@ constexpr int kWidthPx = 1000;
 constexpr int kPixelsPerTic = 90;
 constexpr int kColumnsPerTic = 9;
 constexpr int kColumnsBeside = 11;
-constexpr std::size_t kTitleColumns = 100;  // of a picture, that fit into its width
+constexpr std::size_t kTitleColumns = 80;  // of a picture, that fit into its width
 constexpr std::size_t kKeyLinesInPanel = 3;
 
 bool isOverlay(const Picture& picture) {

@@ -1,9 +1,11 @@
 // Pictures: what is drawn, and what becomes of the file.
 #include <csignal>
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -23,33 +25,46 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-std::string scriptOf(const std::vector<const DumpedLaunch*>& launches) {
+Picture pictureOf(const std::vector<const DumpedLaunch*>& launches,
+                  PictureFormat format = PictureFormat::kSvg) {
     Picture picture;
-    picture.format = PictureFormat::kSvg;
+    picture.format = format;
     picture.package = "com.app";
     picture.launches = launches;
     picture.metrics = metricsWithSamples(launches);
-    return plotScript(picture);
+    return picture;
+}
+
+std::string scriptOf(const std::vector<const DumpedLaunch*>& launches) {
+    return plotScript(pictureOf(launches)).script;
 }
 
 TEST(PlotScript, LinesStandAtTheEndpointsAndTheBandAtTheTolerance) {
     const Dump dump = golden("python3");  // 24 memory, 270 ms; endpoints 6, 0, 9
     EXPECT_THAT(
         scriptOf({&dump.launch(1)}),
-        AllOf(HasSubstr("title 'com.app, launch 1: settled at 270 ms'"),
+        AllOf(HasSubstr("title 'com.app, launch 1'.\"\\n\".'settled at 270 ms'"),
               HasSubstr("set arrow from first 180,graph 0"), HasSubstr("'memory endpoint 180 ms'"),
               HasSubstr("'launch endpoint 270 ms (descriptors)'"),
-              HasSubstr("0 26199.36 26728.64"),  // 26464 kB, 1 %
-              HasSubstr("667 ± 5 %, no endpoint"), HasSubstr("multiplot layout 3,1")));
+              HasSubstr("0 25.5853125 26.1021875"),  // 26464 kB, 1 %
+              HasSubstr("'settled value 25.8 MB ± 1 %'"),
+              HasSubstr("OOM score, flat from the first sample on: 667"),
+              HasSubstr("set ytics (667)")));
 }
 
-TEST(PlotScript, OnlyTheNewestLaunchesHaveALookOfTheirOwn) {
+TEST(PlotScript, OnlyTheNewestLaunchesHaveALookOfTheirOwnAndThoseAlikeAreOne) {
     const Dump dump = golden("java");
-    std::vector<const DumpedLaunch*> launches(9, &dump.launch(1));
-    launches.push_back(&dump.launch(2));
-    EXPECT_THAT(scriptOf(launches), AllOf(HasSubstr("title 'older launches'"),
-                                          HasSubstr("title 'launch 2, settled at 1350 ms'"),
-                                          HasSubstr("'median endpoint 2190 ms'")));
+    std::deque<DumpedLaunch> others(8, dump.launch(1));
+    std::vector<const DumpedLaunch*> launches;
+    for (DumpedLaunch& other : others) {
+        other.series[Metric::kVmRss][0] += static_cast<std::int32_t>(launches.size());
+        launches.push_back(&other);
+    }
+    launches.insert(launches.end(), {&dump.launch(2), &dump.launch(2), &dump.launch(2)});
+    EXPECT_THAT(scriptOf(launches),
+                AllOf(HasSubstr("title 'older launches'"),
+                      HasSubstr("title 'launch 2, one of 3 alike, settled at 1350 ms'"),
+                      HasSubstr("'median endpoint 2190 ms'")));
 }
 
 TEST(PlotScript, ADoubtStandsInTheTitleAndTheSecondOpinionWhereItDiffers) {
@@ -71,7 +86,43 @@ TEST(PlotScript, LaunchesWithoutResultsAreDrawnTooAndMissingMetricsAreNot) {
     dump.launches[1].evaluations.clear();
     dump.launches[1].outcome = DumpOutcome::kCutOff;
     EXPECT_THAT(scriptOf({&dump.launch(2)}),
-                AllOf(HasSubstr("launch 2: cut off"), Not(HasSubstr("arrow from"))));
+                AllOf(HasSubstr("'cut off'"), Not(HasSubstr("arrow from"))));
+}
+
+// Samples stand where they were taken: on a busy machine every 32 ms here.
+TEST(PlotScript, WithANoteTimeBeginsAtTheStartAndGoesOnBehindTheWindow) {
+    Dump dump = golden("java");
+    DumpedLaunch& launch = dump.launches[0];
+    launch.note.emplace();
+    launch.note->samples = launch.note->windowSamples = 100;
+    launch.note->firstSampleSinceStartMs = 200;
+    launch.note->lastSampleSinceStartMs = 200 + 99 * 32;
+    launch.note->lookAfterKb = Series(100, 85'000);
+    EXPECT_THAT(
+        scriptOf({&launch}),
+        AllOf(HasSubstr("'s since the program''s start'"), HasSubstr("\n0.232 "),
+              HasSubstr("'memory seen behind the window'"), HasSubstr("\n3.398 83.0"),
+              HasSubstr("set arrow from first 3.368,graph 0"), HasSubstr("to 0.2,graph 1 behind"),
+              HasSubstr("'launch endpoint 2536 ms (memory)'")));
+    EXPECT_THAT(scriptOf({&launch, &dump.launches[1]}), HasSubstr("'ms since the first sample'"))
+        << "the other has no note";
+}
+
+TEST(PlotScript, ATextKeepsToItsColumnsAndItsCharacters) {
+    const Dump dump = golden("chromium");
+    Picture picture = pictureOf({&dump.launch(1)}, PictureFormat::kText);
+    picture.package = std::string(90, 'n') + "\u00e9";
+    picture.columns = kFewestColumns;
+    EXPECT_THAT(plotScript(picture).above, HasSubstr("\u00e9"));
+    picture.isAscii = true;
+    const PlotScript text = plotScript(picture);
+    EXPECT_THAT(text.below, AllOf(HasSubstr("E  launch endpoint 1200 ms"), HasSubstr(" +- 1 %")));
+    EXPECT_THAT(text.above, HasSubstr("n?, launch 1: settled"));
+    for (const std::string& part : {text.script, text.above, text.below})
+        EXPECT_TRUE(std::all_of(part.begin(), part.end(), [](char c) { return c > 0; })) << part;
+    std::istringstream lines(text.above + text.below);
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_LE(line.size(), 40U) << line;
 }
 
 class PlotVerb : public HostTest {
@@ -94,7 +145,7 @@ TEST_F(PlotVerb, WritesEachKindOfPictureAndThroughALinkOverAnOldOne) {
     EXPECT_EQ(host({"plot", goldenFile("chromium"), "--all", "-o", mFolder / "a.png"}), 0) << mErr;
     EXPECT_THAT(contentOf(mFolder / "a.png"), StartsWith("\x89PNG"));
     EXPECT_EQ(host({"plot", goldenFile("java"), "--launch", "1", "--metric", "vmrss"}), 0) << mErr;
-    EXPECT_THAT(mOut, AllOf(HasSubstr("launch 1: settled at 2190 ms"), HasSubstr("***"),
+    EXPECT_THAT(mOut, AllOf(HasSubstr(": settled at 2190 ms"), HasSubstr("***"),
                             Not(HasSubstr("OOM")), Not(HasSubstr("\f"))));
     EXPECT_EQ(fs::status(mFolder / "a.png").permissions(), fs::perms{0644});
     EXPECT_EQ(files(), 3U) << "something was left beside them";

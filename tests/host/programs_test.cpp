@@ -105,12 +105,16 @@ TEST_F(LearnTest, GenerationThatWasCutShortIsBegunByTheNextThatHasThePackage) {
 // As long again behind the window as the library looked; the launch settles there.
 TEST_F(LearnTest, GrowthBehindTheWindowIsSeenDoubtedAndAFailureOnlyWhereThatIsAskedFor) {
     const Words grows{"--steps", "12", "--step-ms", "130"};
-    const Words once{"--launches", "1", "--json", "--strict"};
+    const Words once{"--launches", "1", "--json", "--strict", "--dump"};
     EXPECT_EQ(host(learnSample(once, grows)), 4) << mOut << mErr;
     const json launch = json::parse(mOut)["launches"].at(0);
     EXPECT_EQ(launch["doubts"], json({"at_rest"})) << mOut;
     EXPECT_GT(launch["second_opinion_ms"], 1000) << mOut;
     EXPECT_THAT(mErr, HasSubstr(", and learn it anew with --subtype 1"));
+    ASSERT_EQ(host({"explain", mPackage, "--json"}), 0) << mErr;
+    const json explained = json::parse(mOut)["launch"];
+    EXPECT_EQ(explained["doubts"], launch["doubts"]) << "two words about one launch";
+    EXPECT_EQ(explained["since_start_ms"], launch["since_start_ms"]);
     EXPECT_EQ(host(learnSample({"--launches", "1", "--look-after", "0"}, grows)), 0) << mErr;
 }
 

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "feature/orvo.h"
+#include "host/dump/dump_name.h"
 #include "host/dump/dump_writer.h"
 #include "host/library/log_sink.h"
 #include "host/root/device_root.h"
@@ -176,6 +177,22 @@ TEST_F(DumpWriterTest, TheLastLaunchesAreKeptAndAQuarterMoreAtMost) {
               "\nAborted Before analysis 0\n\nAborted Before analysis 0\n");
     write(writer);
     EXPECT_EQ(launches(), 3U);
+}
+
+// A line that a kill cut off stays one, and is none of the next launch's.
+TEST_F(DumpWriterTest, TheLastNotesAreKeptToo) {
+    const std::string notes = host::notesNameOf(mPath);
+    std::ofstream(notes) << "{\"schema_version\":1,";
+    host::DumpWriter writer(host::kDumpFolder, 4);
+    host::LaunchNote note;
+    for (note.samples = 1; note.samples <= 5; ++note.samples)
+        writer.writeNote(mApp, note);
+    const std::string kept = device::contentOf(notes);
+    unlink(notes.c_str());
+    EXPECT_EQ(std::count(kept.begin(), kept.end(), '\n'), 4);
+    EXPECT_EQ(kept.find("{\"schema_version\":1,{"), std::string::npos);
+    EXPECT_EQ(kept.find("\"samples\":1,"), std::string::npos);
+    EXPECT_NE(kept.find("\"samples\":5,"), std::string::npos);
 }
 
 TEST_F(DumpWriterTest, WhatIsNoDumpIsRefusedAndLeftAsItWas) {

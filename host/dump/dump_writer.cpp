@@ -67,6 +67,13 @@ void DumpWriter::write(const std::string& package, const RecordedLaunch& launch,
     mDumps.append(file, [&](int) { analyse(package, launch, type, subtype); });
 }
 
+void DumpWriter::write(const std::string& package, const RecordedLaunch& launch,
+                       const LaunchNote& told, double startedAtMs, const Series& seenKb) {
+    write(package, launch, told.kind.type, told.kind.subtype);
+    if (launch.evaluations.empty()) return;
+    writeNote(package, noteOf(launch, told, startedAtMs, seenKb));
+}
+
 // What was not written whole is told by the file's end.
 void DumpWriter::writeNote(const std::string& package, const LaunchNote& note) {
     mNotes.append(mFolder + '/' + notesNameOf(dumpNameOf(package)),

@@ -6,6 +6,7 @@
 
 #include "host/dump/launch_note.h"
 #include "host/dump/trimmed_file.h"
+#include "host/library/series_recorder.h"
 
 namespace host {
 
@@ -32,9 +33,13 @@ public:
     void write(const std::string& package, const RecordedLaunch& launch, std::int32_t type,
                std::int32_t subtype);
 
-    /// Appends to the notes beside the dump, of which as many are kept. To be called
-    /// behind write(): a kill between the two leaves a launch without its note, which is
-    /// normal, and never a note that is taken for another launch's. Throws HostError.
+    /// The same, and then a note beside the dump: noteOf(launch, told, startedAtMs, seenKb).
+    void write(const std::string& package, const RecordedLaunch& launch, const LaunchNote& told,
+               double startedAtMs, const Series& seenKb);
+
+    /// Appends to the notes, of which as many are kept. The launch is in the dump by
+    /// then: a kill between the two leaves one without its note, which is normal, and
+    /// never a note that is taken for another launch's. Throws HostError.
     void writeNote(const std::string& package, const LaunchNote& note);
 
 private:

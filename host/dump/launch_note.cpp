@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "host/base/json_text.h"
-#include "host/library/judged_launch.h"
+#include "host/library/series_recorder.h"
 
 namespace host {
 namespace {
@@ -54,23 +54,21 @@ std::uint64_t fingerprintOf(const Series& memoryKb, std::size_t samples) {
     return hash;
 }
 
-std::optional<LaunchNote> noteOf(const RecordedLaunch& recorded, double startedAtMs,
-                                 const std::optional<JudgedLaunch>& judged) {
-    if (recorded.evaluations.empty()) return std::nullopt;
-    LaunchNote note;
-    note.windowSamples = recorded.sampleBudget;
-    note.samples = recorded.evaluations.back()[Metric::kVmRss];
-    note.fingerprint = fingerprintOf(recorded.series[Metric::kVmRss], note.samples);
-    const std::size_t timed = std::min(note.samples, recorded.sampledAtMs.size());
+LaunchNote noteOf(const RecordedLaunch& recorded, LaunchNote told, double startedAtMs,
+                  const Series& seenKb) {
+    told.windowSamples = recorded.sampleBudget;
+    told.samples = recorded.evaluations.back()[Metric::kVmRss];
+    told.fingerprint = fingerprintOf(recorded.series[Metric::kVmRss], told.samples);
+    const std::size_t timed = std::min(told.samples, recorded.sampledAtMs.size());
     if (timed > 0) {
-        note.firstSampleSinceStartMs = between(startedAtMs, recorded.sampledAtMs.front());
-        note.lastSampleSinceStartMs = between(startedAtMs, recorded.sampledAtMs[timed - 1]);
+        told.firstSampleSinceStartMs = between(startedAtMs, recorded.sampledAtMs.front());
+        told.lastSampleSinceStartMs = between(startedAtMs, recorded.sampledAtMs[timed - 1]);
     }
-    if (judged && judged->seen.memoryKb.size() > note.samples) {
-        const Series& all = judged->seen.memoryKb;
-        note.lookAfterKb.assign(all.begin() + static_cast<std::ptrdiff_t>(note.samples), all.end());
+    if (!recorded.isAborted && seenKb.size() > told.samples) {
+        const auto behind = seenKb.begin() + static_cast<std::ptrdiff_t>(told.samples);
+        told.lookAfterKb.assign(behind, seenKb.end());
     }
-    return note;
+    return told;
 }
 
 std::string toJsonLine(const LaunchNote& note) {

@@ -12,7 +12,6 @@
 
 namespace host {
 
-struct JudgedLaunch;
 struct RecordedLaunch;
 
 /// One line:
@@ -33,17 +32,18 @@ struct LaunchNote {
     std::optional<std::int32_t> lastSampleSinceStartMs;
     Series lookAfterKb;
     std::optional<std::int32_t> endpointMs;  ///< as the library has it, of a stored launch
-    Assessment assessment;
+    Assessment assessment{};
 };
 
 /// By which a note's launch is found in a dump: FNV-1a of the memory samples, each as
 /// four bytes, the lowest first.
 std::uint64_t fingerprintOf(const Series& memoryKb, std::size_t samples);
 
-/// `judged` is none of a launch that came to no end. Without an evaluation the dump
-/// has no samples, and there is no note.
-std::optional<LaunchNote> noteOf(const RecordedLaunch& recorded, double startedAtMs,
-                                 const std::optional<JudgedLaunch>& judged);
+/// `told`, which has what the recorded launch does not tell, completed. `seenKb` is all
+/// of its memory that was seen, what follows the dump's included; the launch was
+/// evaluated, or the dump would have no samples.
+LaunchNote noteOf(const RecordedLaunch& recorded, LaunchNote told, double startedAtMs,
+                  const Series& seenKb);
 
 /// With the newline at its end.
 std::string toJsonLine(const LaunchNote& note);

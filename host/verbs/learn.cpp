@@ -97,15 +97,15 @@ void advise(const LearnReport& report, const AdviceContext& context) {
 }
 
 void writeDumpOf(const LearnOptions& options, const LearnedLaunch& launch, DumpWriter& dumps) {
+    LaunchNote note;
+    note.launchedAtUnixMs = launch.launchedAtUnixMs;
+    note.kind = options.kind;
+    note.endpointMs = launch.result.endpointMs;
+    note.assessment = launch.result.assessment;
+    const auto& judged = launch.result.judged;
     try {
-        dumps.write(options.package, launch.recorded, options.kind.type, options.kind.subtype);
-        auto note = noteOf(launch.recorded, launch.startedAtMs, launch.result.judged);
-        if (!note) return;
-        note->launchedAtUnixMs = launch.launchedAtUnixMs;
-        note->kind = options.kind;
-        note->endpointMs = launch.result.endpointMs;
-        note->assessment = launch.result.assessment;
-        dumps.writeNote(options.package, *note);
+        dumps.write(options.package, launch.recorded, note, launch.startedAtMs,
+                    judged ? judged->seen.memoryKb : Series());
     } catch (const HostError& error) {
         std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
     }

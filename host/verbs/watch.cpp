@@ -8,6 +8,7 @@
 #include "host/base/printable.h"
 #include "host/base/record_lock.h"
 #include "host/dump/dump_writer.h"
+#include "host/process/process_tree.h"
 #include "host/root/device_root.h"
 #include "host/state/watch_lock.h"
 #include "host/verbs/generation_steps.h"
@@ -39,10 +40,16 @@ std::string textOf(const LaunchEntry& entry) {
     return text + '\n';
 }
 
-void writeDumpOf(const EndedLaunch& ended, DumpWriter& dumps) {
-    const SentLaunch& launch = ended.launch;
+void writeDumpOf(const WatchedLaunch& watched, DumpWriter& dumps) {
+    const SentLaunch& launch = watched.ended.launch;
+    LaunchNote note;
+    note.launchedAtUnixMs = launch.atUnixMs;
+    note.kind = launch.kind;
+    note.endpointMs = watched.endpointMs;
+    note.assessment = watched.assessment;
     try {
-        dumps.write(launch.app.package, ended.recorded, launch.kind.type, launch.kind.subtype);
+        dumps.write(launch.app.package, watched.ended.recorded, note,
+                    startedAtMs(launch.app.startTicks), watched.seen.memoryKb);
     } catch (const HostError& error) {
         std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
     }
@@ -80,7 +87,7 @@ int watchHere(WatchArguments& arguments, const Invocation& invocation, const Sta
     state.removeDumpProperty();  // or the library would write its own beside ours
     DumpWriter dumps(state.dumps(), arguments.dumpsKept);
     if (arguments.dump) {
-        arguments.options.keep = [&](const EndedLaunch& ended) { writeDumpOf(ended, dumps); };
+        arguments.options.keep = [&](const WatchedLaunch& launch) { writeDumpOf(launch, dumps); };
     }
     if (arguments.lookAfterSeconds >= 0)
         arguments.options.lookAfterMs = 1000 * arguments.lookAfterSeconds;

@@ -11,7 +11,6 @@
 #include "host/base/interruption.h"
 #include "host/base/printable.h"
 #include "host/base/steady_clock.h"
-#include "host/library/judged_launch.h"
 #include "host/process/process_tree.h"
 
 namespace host {
@@ -29,9 +28,9 @@ double cpuTimeMs() {
     return ms(usage.ru_utime) + ms(usage.ru_stime);
 }
 
-Assessment assess(const EndedLaunch& ended, const Series& lookAfterKb, bool isStored) {
+Assessment assess(const EndedLaunch& ended, const SeenLaunch& seen, bool isStored) {
     if (ended.notLearned || !ended.record.isAnalysed()) return {};
-    return assessmentOf(JudgedLaunch(seenOf(ended.recorded, lookAfterKb)), ended.recorded,
+    return assessmentOf(JudgedLaunch(seen), ended.recorded,
                         startedAtMs(ended.launch.app.startTicks), isStored);
 }
 
@@ -175,9 +174,10 @@ void WatchSession::report(const LookedAfter& launch) {
     }
     const auto endpointMs =
         launch.outcome == LaunchOutcome::kStored ? ended.record.endpointMs() : std::nullopt;
-    tell(ended.launch, launch.outcome, endpointMs,
-         assess(ended, launch.after.memoryKb(), endpointMs.has_value()));
-    if (mOptions.keep) mOptions.keep(ended);
+    const SeenLaunch seen = seenOf(ended.recorded, launch.after.memoryKb());
+    const Assessment assessment = assess(ended, seen, endpointMs.has_value());
+    tell(ended.launch, launch.outcome, endpointMs, assessment);
+    if (mOptions.keep) mOptions.keep({ended, seen, endpointMs, assessment});
     mLocks.drop(package);
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "host/library/judged_launch.h"
 #include "host/library/log_sink.h"
 #include "host/library/look_after.h"
 #include "host/library/orvo_library.h"
@@ -22,11 +23,19 @@
 
 namespace host {
 
+/// What became of a launch, whole.
+struct WatchedLaunch {
+    const EndedLaunch& ended;
+    const SeenLaunch& seen;  ///< of its memory, also behind the window
+    std::optional<std::int32_t> endpointMs;
+    const Assessment& assessment;
+};
+
 struct WatchOptions {
     int intervalMs = 50;
     LaunchRules rules;
-    std::function<void(const LaunchEntry&)> tell;  ///< gets each result as it comes
-    std::function<void(const EndedLaunch&)> keep;  ///< and each launch whole; may be empty
+    std::function<void(const LaunchEntry&)> tell;    ///< gets each result as it comes
+    std::function<void(const WatchedLaunch&)> keep;  ///< and each launch; may be empty
     /// How long to look on behind each launch; without it as long as its window.
     std::optional<double> lookAfterMs;
     /// Tells to which generation a package's launch belongs, before it is sent.

@@ -1,4 +1,6 @@
 // Notes beside a dump: what they hold, whose they are, and what they change.
+#include "host/dump/launch_notes.h"
+
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -6,7 +8,6 @@
 
 #include "host/dump/dump_name.h"
 #include "host/dump/dump_verdict.h"
-#include "host/dump/launch_notes.h"
 #include "tests/framework/temp_folder.h"
 #include "tests/host/golden_dumps.h"
 #include "tests/host/refusal.h"
@@ -48,7 +49,9 @@ const Series kOther{100, 200, 301};
 
 class LaunchNotesTest : public testing::Test {
 protected:
-    void write(const std::string& lines) const { std::ofstream(mFolder / "a_launches.jsonl") << lines; }
+    void write(const std::string& lines) const {
+        std::ofstream(mFolder / "a_launches.jsonl") << lines;
+    }
 
     /// The first sample's time of each launch's note, -1 without.
     std::vector<std::int32_t> timesOf(std::vector<DumpedLaunch> launches) const {

@@ -28,7 +28,7 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
     EXPECT_EQ(host({"join", mPackage, "--", "/bin/true"}), 1);
     EXPECT_THAT(mErr, HasSubstr("start orvo-host watch"));
     std::ofstream(mFolder / "rules") << mPackage << ".* 1 2\n";
-    Program watch(hostWords({"watch", "--json", "--rules", mFolder / "rules"}));
+    Program watch(hostWords({"watch", "--json", "--dump", "--rules", mFolder / "rules"}));
     ASSERT_TRUE(isWatching(watch)) << watch.err();
     EXPECT_EQ(host({"watch"}), 3);
     EXPECT_THAT(mErr, HasSubstr("watches this state folder already"));
@@ -63,6 +63,8 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
     EXPECT_EQ(processesNamed(mPackage), 0);
     EXPECT_EQ(watch.out(), contentOf(mState + "/history.jsonl"));
     EXPECT_EQ(host({"watch", "--cost"}), 1);
+    EXPECT_EQ(host({"explain", mPackage, "--json"}), 0) << mErr;
+    EXPECT_THAT(mOut, HasSubstr(R"("doubts":["at_rest"])")) << "the dump alone has it growing";
 
     const std::string kind = R"(","launch_type":1,"launch_subtype":)";
     EXPECT_THAT(

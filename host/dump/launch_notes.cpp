@@ -43,19 +43,20 @@ LineReader LaunchNotes::linesFrom(std::int64_t offset) const {
 }
 
 void LaunchNotes::count(const DumpedLaunch& launch) {
-    if (launch.evaluations.empty()) return;
+    if (mAlike.empty() || launch.evaluations.empty()) return;
     const auto alike = mAlike.find(memoryOf(launch));
     if (alike != mAlike.end()) alike->second.launches.push_back(launch.number);
 }
 
 void LaunchNotes::attachTo(DumpedLaunch& launch) const {
+    if (mAlike.empty()) return;
     const auto found = mAlike.find(memoryOf(launch));
     if (found == mAlike.end()) return;
-    const Alike& alike = found->second;
-    const auto at = std::find(alike.launches.rbegin(), alike.launches.rend(), launch.number);
-    if (at == alike.launches.rend() || alike.offsets.size() < alike.launches.size()) return;
-    launch.note =
-        noteIn(linesFrom(*(alike.offsets.rbegin() + (at - alike.launches.rbegin()))).peek());
+    const auto& [offsets, launches] = found->second;
+    const auto at = std::lower_bound(launches.begin(), launches.end(), launch.number);
+    const bool isCounted = at != launches.end() && *at == launch.number;
+    if (!isCounted || offsets.size() < launches.size()) return;
+    launch.note = noteIn(linesFrom(*(offsets.end() - (launches.end() - at))).peek());
 }
 
 LaunchNotes notesOn(const DumpSource& source) {

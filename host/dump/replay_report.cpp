@@ -67,6 +67,8 @@ std::string launchText(const DumpedLaunch& dumped, const LaunchReplay& launch) {
     out << (launch.isEqual() ? "equal" : "DIFFERS") << " as type " << launch.type << ", subtype "
         << launch.subtype;
     if (launch.isEqual()) out << "; " << resultText(launch.replayed.back());
+    const std::string start = startText(assessmentOf(dumped, std::nullopt));
+    if (!start.empty()) out << "; " << start;
     out << '\n';
     writeDifferences(out, launch);
     out << verdictOf(dumped);

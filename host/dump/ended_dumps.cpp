@@ -15,9 +15,9 @@
 namespace host {
 namespace {
 
-/// All that a dump consists of.
+/// All that a dump consists of, its notes included.
 std::vector<std::string> filesOf(const std::string& dump) {
-    return {dump};
+    return {dump, notesNameOf(dump)};
 }
 
 void refuseUnlessMissing(const std::string& what, const std::string& file) {

@@ -90,7 +90,8 @@ TEST(GenerationsFile, NumbersOfOlderVersionsAreKeptWhenTheHistoryForgetsThem) {
 TEST(EndedDumps, TakeTheNumberOfTheirGenerationAndTheLastTenStay) {
     const TempFolder folder;
     const std::string cut(111, 'p');
-    for (const std::string& name : {std::string("com.a_vmrss.csv"), cut})
+    for (const std::string& name :
+         {std::string("com.a_vmrss.csv"), std::string("com.a_launches.jsonl"), cut})
         std::ofstream(folder / name) << name;
     std::ofstream(folder / "com.a_vmrss.2.csv") << "too old";
     std::ofstream(folder / "com.a_vmrss.3.csv") << "kept";
@@ -99,6 +100,7 @@ TEST(EndedDumps, TakeTheNumberOfTheirGenerationAndTheLastTenStay) {
     endDump(folder / "", std::string(200, 'p'), 1);
     endDump(folder / "", "../com.a", 1);
     EXPECT_EQ(contentOf(folder / "com.a_vmrss.11.csv"), "com.a_vmrss.csv");
+    EXPECT_EQ(contentOf(folder / "com.a_launches.11.jsonl"), "com.a_launches.jsonl");
     EXPECT_EQ(contentOf(folder / (cut + ".1")), cut);
     EXPECT_FALSE(std::filesystem::exists(folder / "com.a_vmrss.csv"));
     EXPECT_FALSE(std::filesystem::exists(folder / "com.a_vmrss.2.csv"));

@@ -6,7 +6,6 @@
 
 #include "host/process/package_name.h"
 #include "host/verdict/verdict_text.h"
-#include "learner/launch_type.h"
 
 namespace host {
 namespace {
@@ -83,9 +82,11 @@ void adviseOnChild(const LearnReport& report, const AdviceContext& context, Line
 }
 
 std::string longerSampling(const LaunchKind& kind) {
-    if (kind.type == kLongLaunchType) return "it cannot be learned unless it comes to rest";
-    const std::string longLaunch = "--type 2 samples for up to a minute";
-    return kind.subtype == 0 ? "--subtype 1 samples for three seconds, " + longLaunch : longLaunch;
+    const Window window = windowOf(kind);
+    if (window == Window::kLong) return "it cannot be learned unless it comes to rest";
+    const std::string longer = windowOption(Window::kLong) + " samples for up to a minute";
+    if (window == Window::kExtended) return longer;
+    return windowOption(Window::kExtended) + " samples for three seconds, " + longer;
 }
 
 // Of an application under its own name there is no other process to mean.
@@ -94,7 +95,7 @@ std::string otherProcess(const LearnReport& report) {
     return "; if another one is meant, name it with --follow NAME";
 }
 
-void adviseOnUndecided(const LearnReport& report, const AdviceContext& context, Lines& lines) {
+void adviseOnUndecided(const LearnReport& report, Lines& lines) {
     const auto isUndecided = [](const LaunchResult& launch, bool changed) {
         return launch.outcome == LaunchOutcome::kUndecided && !launch.otherGrew &&
                launch.changedWhileSampled == changed;
@@ -102,7 +103,7 @@ void adviseOnUndecided(const LearnReport& report, const AdviceContext& context, 
     const std::string subject = "an undecided launch's process " + quoted(report.followed);
     if (lastThat(report, [&](const LaunchResult& each) { return isUndecided(each, true); })) {
         lines.push_back(subject + " still changed its memory while it was sampled; " +
-                        longerSampling(context.kind) + otherProcess(report));
+                        longerSampling(report.kind.value_or(LaunchKind())) + otherProcess(report));
     }
     if (lastThat(report, [&](const LaunchResult& each) { return isUndecided(each, false); })) {
         lines.push_back(subject +
@@ -121,8 +122,21 @@ void adviseOnDoubts(const LearnReport& report, const AdviceContext& context, Lin
     std::string line = "a stored launch is doubted: " + doubtSentences(seen, verdict);
     if (const auto option = remedyOption(seen, verdict)) {
         line += "; " + context.eraseCommand + ", and learn it anew with " + *option;
+    } else if (const std::string remedy = remedyText(seen, verdict); !remedy.empty()) {
+        line += "; " + remedy;
     }
     lines.push_back(line);
+}
+
+// The mean of both means nothing.
+void adviseOnWindows(const LearnReport& report, const AdviceContext& context, Lines& lines) {
+    if (lastWith(report, LaunchOutcome::kStored) == nullptr || !report.kindBefore) return;
+    const Window before = windowOf(*report.kindBefore);
+    const Window now = windowOf(report.kind.value_or(LaunchKind()));
+    if (before == now) return;
+    lines.push_back("launches stored before had " + windowText(before) + ", and now " +
+                    windowText(now) + ", which makes no common mean; " + context.eraseCommand +
+                    ", and learn it anew");
 }
 
 void adviseOnNames(const LearnReport& report, Lines& lines) {
@@ -164,8 +178,9 @@ std::vector<std::string> adviceOn(const LearnReport& report, const AdviceContext
     adviseOnRelearning(report, context, lines);
     adviseOnEarlyExit(report, context, lines);
     adviseOnChild(report, context, lines);
-    adviseOnUndecided(report, context, lines);
+    adviseOnUndecided(report, lines);
     adviseOnDoubts(report, context, lines);
+    adviseOnWindows(report, context, lines);
     adviseOnNames(report, lines);
     adviseOnStore(report, lines);
     adviseOnLibrary(report, context, lines);

@@ -5,13 +5,11 @@
 #include <vector>
 
 #include "host/learn/learn_report.h"
-#include "host/library/launch_kind.h"
 
 namespace host {
 
 /// What the advice names beside the launches.
 struct AdviceContext {
-    LaunchKind kind;
     std::string eraseCommand;  ///< forgets the package, in this state folder
     std::string log;
     std::string commandOutput;

@@ -93,6 +93,8 @@ std::string renderJson(const LearnReport& report) {
     Json json{{"schema_version", kSchemaVersion},
               {"package", report.package},
               {"followed_name", report.followed},
+              {"window", report.kind ? Json(windowName(windowOf(*report.kind))) : Json(nullptr)},
+              {"probe", report.probe ? jsonOf(*report.probe) : Json(nullptr)},
               {"launches", launches},
               {"learned", report.finalEndpointMs.has_value()},
               {"final_endpoint_ms", orNull(report.finalEndpointMs)}};

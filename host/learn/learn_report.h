@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "host/learn/probe_sight.h"
 #include "host/learn/tree_growth.h"
 #include "host/library/judged_launch.h"
+#include "host/library/launch_kind.h"
 #include "host/library/launch_record.h"
 
 namespace host {
@@ -27,6 +29,9 @@ struct LaunchResult {
 struct LearnReport {
     std::string package;
     int launchesAsked = 0;
+    std::optional<LaunchKind> kind;        ///< of the launches; none before it was chosen
+    std::optional<LaunchKind> kindBefore;  ///< of launches stored before; none where unknown
+    std::optional<ProbeSight> probe;       ///< none without a probing launch
     std::vector<LaunchResult> launches;
     std::optional<std::int32_t> finalEndpointMs;  ///< none while not learned
     int samplesStored = 0;                        ///< towards the final endpoint

@@ -9,6 +9,7 @@
 #include "host/base/interruption.h"
 #include "host/base/printable.h"
 #include "host/base/steady_clock.h"
+#include "host/learn/probing_launch.h"
 #include "host/learn/shown_name.h"
 #include "host/learn/tree_growth.h"
 #include "host/library/fd_counts.h"
@@ -40,13 +41,6 @@ constexpr double kLaunchLimitMs = 300'000;
 bool endsSession(LaunchOutcome outcome) {
     return outcome == LaunchOutcome::kStoreFailed || outcome == LaunchOutcome::kInterrupted ||
            outcome == LaunchOutcome::kNotFound;
-}
-
-std::string listOf(const std::vector<std::string>& names) {
-    std::string text;
-    for (const std::string& name : names)
-        text += (text.empty() ? "'" : ", '") + printable(name) + '\'';
-    return text;
 }
 
 }  // namespace
@@ -89,9 +83,10 @@ LearnReport LearnSession::run() {
     LearnReport report;
     report.package = mOptions.package;
     report.launchesAsked = mOptions.launches;
-    for (int number = 1; number <= mOptions.launches; ++number) {
-        if (isInterrupted() || mLibrary.finalEndpointMs(mOptions.package) > 0) break;
-        report.launches.push_back(learnOnce(number));
+    if (!isDone()) chooseKind(report);
+    while (report.kind && report.launches.size() < static_cast<std::size_t>(mOptions.launches)) {
+        if (isDone()) break;
+        report.launches.push_back(learnOnce(static_cast<int>(report.launches.size()) + 1));
         mProgress.endLaunch(renderResult(report.launches.back()));
         if (endsSession(report.launches.back().outcome)) break;
     }
@@ -104,6 +99,63 @@ LearnReport LearnSession::run() {
     report.namesShown = mNamesShown;
     report.inheritance = inheritedFrom(latestOf(report));
     return report;
+}
+
+bool LearnSession::isDone() {
+    return isInterrupted() || mLibrary.finalEndpointMs(mOptions.package) > 0;
+}
+
+// Launches of different windows make a mean that means nothing.
+void LearnSession::chooseKind(LearnReport& report) {
+    const std::size_t stored = mStore.package(mOptions.package).launchEndpointsMs.size();
+    if (stored > 0) report.kindBefore = kindBefore();
+    report.kind = mOptions.kind ? mOptions.kind : report.kindBefore;
+    if (!mOptions.kind && report.kind) {
+        mProgress.tell("launches stored already: " + std::to_string(stored) + " of " +
+                       std::to_string(kLaunchesToLearn) + "; going on with their window, " +
+                       windowText(windowOf(*report.kind)));
+    } else if (!report.kind && mOptions.mayProbe) {
+        probe(report);
+    } else if (!report.kind) {
+        report.kind = kindOf(Window::kShort);
+        mProgress.tell("no probing launch, which would read the input; learning with " +
+                       windowText(Window::kShort));
+    }
+    mKind = report.kind.value_or(mKind);
+}
+
+// Of the launches stored. What cannot be read of the history is told in the end.
+std::optional<LaunchKind> LearnSession::kindBefore() const {
+    try {
+        const HistoryContents history = History(mState.history()).read();
+        const PackageHistory& package = history.of(mOptions.package, mGeneration.number);
+        const LaunchKind kind{package.type, package.subtype};
+        if (launchKindFault(kind).empty()) return kind;
+    } catch (const HostError&) {
+    }
+    return std::nullopt;
+}
+
+// What keeps it from showing a window keeps the launches from being learned: they
+// tell it better, but for a name that nobody shows, which takes them a minute.
+void LearnSession::probe(LearnReport& report) {
+    mProgress.beginLaunch(0);
+    mOutput.keepBounded();
+    ProbingLaunch launch(mOptions.command, mOutput, mFollowed, !mMayFollowOther, mProgress);
+    report.probe = launch.look();
+    if (launch.followed() != mFollowed) followOtherName(launch.followed());
+    if (isInterrupted()) return;
+    if (launch.isLost()) {
+        mNamesShown = launch.namesShown();
+        report.launches.emplace_back().outcome = LaunchOutcome::kNotFound;
+        mProgress.endLaunch(renderResult(report.launches.back()));
+        return;
+    }
+    const Window window = report.probe ? report.probe->choice.window : Window::kShort;
+    mProgress.note(report.probe ? textOf(*report.probe)
+                                : "COMMAND ended before its process was found; learning with " +
+                                      windowText(window));
+    report.kind = kindOf(window);
 }
 
 // A history that cannot be read is no failure, as one that cannot be written is
@@ -143,7 +195,7 @@ std::optional<LaunchResult> LearnSession::tryOnce(int number) {
     const std::int64_t launchedAtUnixMs = unixMs();
     mOutput.keepBounded();
     Launch launch(*this);
-    mLibrary.launch(mFollowed, mOptions.kind.type, mOptions.kind.subtype);
+    mLibrary.launch(mFollowed, mKind.type, mKind.subtype);
     if (launch.watch.record().phase() != LaunchPhase::kEnded) follow(launch);
     launch.command.tend();
     launch.growth.take(lookAt(launch.command.processes()));
@@ -159,7 +211,7 @@ std::optional<LaunchResult> LearnSession::tryOnce(int number) {
     note(result, launchedAtUnixMs);
     if (mOptions.keep) {
         mOptions.keep(
-            {launch.watch.recorded(), result, launch.command.releasedMs(), launchedAtUnixMs});
+            {launch.watch.recorded(), result, launch.command.releasedMs(), launchedAtUnixMs, mKind});
     }
     return result;
 }
@@ -280,8 +332,7 @@ void LearnSession::followName(const std::string& name) {
 void LearnSession::noteNames(Launch& launch) {
     if (launch.hasNotedNames || launch.shownName.names().empty()) return;
     launch.hasNotedNames = true;
-    mProgress.note("not found yet: no process shows the name '" + printable(mFollowed) + "', but " +
-                   listOf(launch.shownName.names()));
+    mProgress.note(notFoundYet(mFollowed, launch.shownName.names()));
 }
 
 // While COMMAND still runs.
@@ -318,8 +369,8 @@ std::string LearnSession::storeFaultOf(const LaunchRecord& record) const {
 
 void LearnSession::note(const LaunchResult& result, std::int64_t launchedAtUnixMs) {
     LaunchEntry entry{launchedAtUnixMs,      "learn",
-                      mOptions.package,      mOptions.kind.type,
-                      mOptions.kind.subtype, outcomeText(result.outcome),
+                      mOptions.package,      mKind.type,
+                      mKind.subtype, outcomeText(result.outcome),
                       result.endpointMs,     std::nullopt,
                       result.assessment,     mGeneration.number,
                       mGeneration.label};

@@ -29,14 +29,16 @@ struct LearnedLaunch {
     const LaunchResult& result;
     double startedAtMs;  ///< when the program started, on the steady clock
     std::int64_t launchedAtUnixMs;
+    LaunchKind kind;
 };
 
 struct LearnOptions {
     std::string package;
     int launches = kLaunchesToLearn;
-    LaunchKind kind;
-    bool fdCounts = false;  ///< count the process's descriptors and send them
-    std::string follow;     ///< the name that the process to learn shows; empty: find it out
+    std::optional<LaunchKind> kind;  ///< of all launches; none: what a probing launch shows
+    bool mayProbe = true;            ///< else the short window takes a probing launch's place
+    bool fdCounts = false;           ///< count the process's descriptors and send them
+    std::string follow;  ///< the name that the process to learn shows; empty: find it out
     CommandLine command;
     std::function<void(const LearnedLaunch&)> keep;  ///< gets each launch; may be empty
     /// How long to look on behind each launch; without it as long as its window.
@@ -60,6 +62,10 @@ private:
     struct Launch;
 
     void checkStore();
+    bool isDone();
+    void chooseKind(LearnReport& report);
+    std::optional<LaunchKind> kindBefore() const;
+    void probe(LearnReport& report);
     std::deque<Assessment> latestOf(const LearnReport& report) const;
     LaunchResult learnOnce(int number);
     std::optional<LaunchResult> tryOnce(int number);
@@ -86,6 +92,7 @@ private:
     OrvoLibrary mLibrary;
     StoreReader mStore;
     Generation mGeneration;                // which is learned
+    LaunchKind mKind;                      // of the launches, once it is chosen
     std::string mFollowed;                 // the name that the library is told
     bool mMayFollowOther;                  // once in a session
     std::vector<std::string> mNamesShown;  // by a command that was not found

@@ -83,7 +83,14 @@ void Progress::showLookAfter(double lookedForMs, double limitMs) {
     bar(barOf(title(), lookedForMs / std::max(limitMs, 1.0), "looking on", lookedForMs));
 }
 
+void Progress::showProbe(double elapsedMs) {
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%.1f s", elapsedMs / 1000);
+    bar(title() + ": looking for when it settles, " + seconds);
+}
+
 std::string Progress::title() const {
+    if (mNumber == 0) return "probing launch";
     return "launch " + std::to_string(mNumber) + '/' + std::to_string(mLaunches);
 }
 
@@ -100,9 +107,13 @@ void Progress::endLaunch(const std::string& result) {
 }
 
 void Progress::line(const std::string& text) {
+    tell(title() + ": " + text);
+}
+
+void Progress::tell(const std::string& text) {
     if (mStyle == Style::kQuiet) return;
     if (mStyle == Style::kBar) std::fputs("\r\033[K", stderr);
-    std::fprintf(stderr, "launch %d/%d: %s\n", mNumber, mLaunches, text.c_str());
+    std::fprintf(stderr, "%s\n", text.c_str());
 }
 
 }  // namespace host

@@ -17,15 +17,22 @@ public:
 
     Progress(Style style, int launches) : mStyle(style), mLaunches(launches) {}
 
+    /// 0 is the probing launch.
     void beginLaunch(int number);
 
     /// Shows how far the launch has come; only the bar does.
     void show(const LaunchRecord& record);
 
+    /// The same of the probing launch.
+    void showProbe(double elapsedMs);
+
     /// The same of the time behind the library's window.
     void showLookAfter(double lookedForMs, double limitMs);
 
     void note(const std::string& text);
+
+    /// A line of no launch.
+    void tell(const std::string& text);
 
     void endLaunch(const std::string& result);
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "host/base/printable.h"
 #include "host/process/package_name.h"
 
 namespace host {
@@ -106,6 +107,13 @@ void ShownName::decide(double nowMs, const std::vector<ProcessLook>& tree) {
     } else if (nowMs >= kGiveUpMs) {
         mVerdict = Verdict::kNone;
     }
+}
+
+std::string notFoundYet(const std::string& wanted, const std::vector<std::string>& shown) {
+    std::string names;
+    for (const std::string& name : shown)
+        names += (names.empty() ? "'" : ", '") + printable(name) + '\'';
+    return "not found yet: no process shows the name '" + printable(wanted) + "', but " + names;
 }
 
 }  // namespace host

@@ -52,4 +52,7 @@ private:
     std::string mName;
 };
 
+/// "not found yet: no process shows the name 'app', but 'sh', 'java'".
+std::string notFoundYet(const std::string& wanted, const std::vector<std::string>& shown);
+
 }  // namespace host

@@ -35,7 +35,7 @@ Assessment assessmentOf(const JudgedLaunch& launch, const RecordedLaunch& record
 Assessment assessmentOf(const JudgedLaunch& launch, std::int32_t firstSampleMs);
 
 /// "memory was still changing when it was last seen, by +3.5 % a second; learn it
-/// anew with --subtype 1"; empty when settled.
+/// anew with --window extended"; empty when settled.
 std::string doubtText(const JudgedLaunch& launch);
 
 }  // namespace host

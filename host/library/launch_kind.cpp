@@ -20,4 +20,23 @@ std::string launchKindFault(const LaunchKind& kind) {
     return kind.subtype < 0 || kind.subtype > 2 ? subtype + "0 to 2, those of type 1" : "";
 }
 
+// Of the long launch's subtypes 1 decides five seconds later than 0, and fewer
+// launches at a rest (docs/accuracy.md).
+LaunchKind kindOf(Window window) {
+    switch (window) {
+        case Window::kShort:
+            return {1, 0};
+        case Window::kExtended:
+            return {1, 1};
+        case Window::kLong:
+            break;
+    }
+    return {kLongLaunchType, 1};
+}
+
+Window windowOf(const LaunchKind& kind) {
+    if (kind.type == kLongLaunchType) return Window::kLong;
+    return kind.subtype == 0 ? Window::kShort : Window::kExtended;
+}
+
 }  // namespace host

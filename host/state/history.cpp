@@ -53,6 +53,8 @@ void addLaunch(PackageHistory& history, const LaunchEntry& entry) {
     if (entry.finalEndpointMs) history.finalEndpointMs = entry.finalEndpointMs;
     if (!entry.endpointMs) return;
     history.endpointsMs.push_back(*entry.endpointMs);
+    history.type = entry.type;
+    history.subtype = entry.subtype;
     const Assessment& assessment = entry.assessment;
     if (assessment.sinceStartMs) history.sinceStartMs.push_back(*assessment.sinceStartMs);
     history.latest.push_back(assessment);

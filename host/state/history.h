@@ -59,6 +59,8 @@ struct PackageHistory {
     std::optional<std::int32_t> finalEndpointMs;  ///< as it was last
     std::vector<double> endpointsMs;              ///< of the stored launches, oldest first
     std::vector<double> sinceStartMs;             ///< theirs, where measured
+    std::int32_t type = 0;                        ///< of the last stored launch
+    std::int32_t subtype = 0;                     ///< and its subtype
     std::deque<Assessment> latest;  ///< of as many stored launches as make a final endpoint
 };
 

@@ -22,9 +22,14 @@
 namespace host {
 namespace {
 
+constexpr const char* kAutoWindow = "auto";
+
 struct LearnArguments {
     LearnOptions options;
     std::optional<std::string> label;  // without: go on with the newest generation
+    std::string window = kAutoWindow;
+    std::optional<std::int32_t> type;
+    std::optional<std::int32_t> subtype;
     bool dump = false;
     std::size_t dumpsKept = kDumpsKept;
     bool keepName = false;
@@ -57,6 +62,16 @@ void checkInput(const LearnArguments& arguments) {
     }
 }
 
+/// None for a probing launch to choose.
+std::optional<LaunchKind> kindAskedFor(const LearnArguments& arguments) {
+    if (const auto window = windowNamed(arguments.window)) return kindOf(*window);
+    if (!arguments.type && !arguments.subtype) return std::nullopt;
+    const LaunchKind kind{arguments.type.value_or(1), arguments.subtype.value_or(0)};
+    const std::string fault = launchKindFault(kind);
+    if (!fault.empty()) throw HostError(kUsage, "launch " + fault);
+    return kind;
+}
+
 void checkArguments(const LearnArguments& arguments, const Invocation& invocation) {
     const LearnOptions& options = arguments.options;
     const std::string fault = packageNameFault(options.package);
@@ -65,8 +80,6 @@ void checkArguments(const LearnArguments& arguments, const Invocation& invocatio
     if (!followFault.empty()) throw HostError(kUsage, "the name to --follow " + followFault);
     const std::string ofLabel = arguments.label ? labelFault(*arguments.label) : "";
     if (!ofLabel.empty()) throw HostError(kUsage, "the --label " + ofLabel);
-    const std::string kindFault = launchKindFault(options.kind);
-    if (!kindFault.empty()) throw HostError(kUsage, "launch " + kindFault);
     if (invocation.arguments.command.empty()) {
         throw HostError(kUsage, "COMMAND is missing: orvo-host learn PACKAGE -- COMMAND [ARG...]");
     }
@@ -87,8 +100,7 @@ AdviceContext adviceContextOf(const LearnArguments& arguments, const Invocation&
                               const StateFolder& state, const CommandOutput& output) {
     const std::string folder =
         invocation.stateFolder.empty() ? "" : " --state " + invocation.stateFolder;
-    return {arguments.options.kind, "orvo-host erase " + arguments.options.package + folder,
-            state.log(), output.path()};
+    return {"orvo-host erase " + arguments.options.package + folder, state.log(), output.path()};
 }
 
 void advise(const LearnReport& report, const AdviceContext& context) {
@@ -99,7 +111,7 @@ void advise(const LearnReport& report, const AdviceContext& context) {
 void writeDumpOf(const LearnOptions& options, const LearnedLaunch& launch, DumpWriter& dumps) {
     LaunchNote note;
     note.launchedAtUnixMs = launch.launchedAtUnixMs;
-    note.kind = options.kind;
+    note.kind = launch.kind;
     note.endpointMs = launch.result.endpointMs;
     note.assessment = launch.result.assessment;
     const auto& judged = launch.result.judged;
@@ -143,6 +155,8 @@ int learnHere(LearnArguments& arguments, const Invocation& invocation, const Sta
 
 int learn(LearnArguments& arguments, const Invocation& invocation) {
     checkArguments(arguments, invocation);
+    arguments.options.kind = kindAskedFor(arguments);
+    arguments.options.mayProbe = !arguments.givesInput;
     arguments.options.command = commandLineOf(arguments, invocation);
     const StateFolder state(invocation.statePath());
     state.create();
@@ -179,14 +193,23 @@ void addLearnVerb(CLI::App& app, Invocation& invocation) {
     verb->add_option("--launches", options.launches, "Launches at most (default 5)")
         ->type_name("N")
         ->check(CLI::Range(1, 499));
-    verb->add_option("--type", options.kind.type,
-                     "Launch type: 1 is sampled for a second (default), 2, the long\n"
-                     "launch, for up to a minute")
-        ->type_name("T");
-    verb->add_option("--subtype", options.kind.subtype,
-                     "Launch subtype (default 0): of type 1, 1 and 2 are sampled for three\n"
-                     "seconds; of type 2, 1 and 2 must be stable for longer, -1 not as long")
-        ->type_name("S");
+    CLI::Option* const window =
+        verb->add_option("--window", arguments->window,
+                         "How long the library samples a launch: short (1 s), extended (3 s),\n"
+                         "long (up to 60 s), or auto (default): by a probing launch, which is not\n"
+                         "learned, or as the launches that are stored already")
+            ->type_name("NAME")
+            ->check(CLI::IsMember({"short", "extended", "long", kAutoWindow}));
+    verb->add_option("--type", arguments->type,
+                     "The window by the launch type that the library is told: 1 (default) is\n"
+                     "sampled for 1 s, 2 for up to 60 s")
+        ->type_name("T")
+        ->excludes(window);
+    verb->add_option("--subtype", arguments->subtype,
+                     "And the subtype (default 0): with type 1, 1 and 2 are sampled for 3 s;\n"
+                     "with type 2, 1 and 2 must be stable for longer, -1 not as long")
+        ->type_name("S")
+        ->excludes(window);
     verb->add_option("--look-after", arguments->lookAfterSeconds,
                      "Go on looking behind each launch for so long, to see whether memory\n"
                      "stays (default: as long as the window, one, three or sixty seconds;\n"

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "host/verdict/window_choice.h"
+
 namespace host {
 namespace {
 
@@ -139,15 +141,16 @@ std::string doubtSentences(const SeenLaunch& launch, const Verdict& verdict) {
 std::optional<std::string> remedyOption(const SeenLaunch& launch, const Verdict& verdict) {
     if (!needsTime(verdict) || launch.window >= kLongWindow) return {};
     const bool isShort = launch.window <= kShortWindow;
-    if (isShort && samplesNeeded(launch, verdict) <= kExtendedWindow) return "--subtype 1";
-    return "--type 2";
+    if (isShort && samplesNeeded(launch, verdict) <= kExtendedWindow)
+        return windowOption(Window::kExtended);
+    return windowOption(Window::kLong);
 }
 
 std::string remedyText(const SeenLaunch& launch, const Verdict& verdict) {
     if (const auto option = remedyOption(launch, verdict)) return "learn it anew with " + *option;
-    if (needsTime(verdict)) return "there is no longer window";
     const bool hasOther = launch.endpoint && verdict.opinion.settledAt.value_or(0) > 0;
-    return hasOther && !verdict.isSettled() ? "rather take the second opinion" : "";
+    if (hasOther && !verdict.isSettled()) return "rather take the second opinion";
+    return needsTime(verdict) ? "there is no longer window" : "";
 }
 
 }  // namespace host

@@ -26,7 +26,7 @@ std::string doubtSentence(Doubt doubt, const SeenLaunch& launch, const Verdict& 
 /// One after the other, "; " between them.
 std::string doubtSentences(const SeenLaunch& launch, const Verdict& verdict);
 
-/// The option of `learn` whose window shows more, such as "--type 2"; none where
+/// The option of `learn` whose window shows more, such as "--window long"; none where
 /// a longer window would not help or there is none.
 std::optional<std::string> remedyOption(const SeenLaunch& launch, const Verdict& verdict);
 

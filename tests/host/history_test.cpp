@@ -106,6 +106,11 @@ TEST_F(HistoryTest, OldLinesAreReadAsNotJudgedAndNewOnesKeepTheirDoubts) {
     EXPECT_THAT(*made.assessment.doubts, ElementsAre("growing"));
     EXPECT_EQ(made.assessment.secondOpinionMs, 678);
     EXPECT_EQ(made.assessment.secondOpinionErrorMs, 30);
+    LaunchEntry longLaunch = judgedEntry(600, {});
+    longLaunch.type = 2;
+    mHistory.note(longLaunch);
+    mHistory.note(entryOf("com.a", 9, std::nullopt));
+    EXPECT_EQ(mHistory.read().of("com.a", 1).type, 2) << "of the last stored one";
 }
 
 TEST_F(HistoryTest, FileThatCannotBeReadIsNotTakenForAnEmptyOne) {

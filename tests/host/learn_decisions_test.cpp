@@ -204,10 +204,48 @@ TEST(LearnReportTest, ALaunchTellsItsTimeSinceTheStartItsDoubtsAndTheSecondOpini
     report.inheritance = inheritedFrom({report.launches[0].assessment, {400, kSettled, {}, {}}});
     EXPECT_EQ(renderText(report),
               "p: final endpoint 300 ms after the first look (455 ms after the start); doubted: "
-              "decided at a rest (1 of 2 launches); learn it anew with --subtype 1 "
+              "decided at a rest (1 of 2 launches); learn it anew with --window extended "
               "(launches: 300)\n");
     EXPECT_EQ(exitCodeOf(report, false, true), kDoubted);
     EXPECT_EQ(exitCodeOf(report, false, false), kDone);
+}
+
+TEST(ProbedMemoryTest, OfThoseThatShowTheNameTheFirstIsFoundWithWhatItHadFromTheFirstLookOn) {
+    ProbedMemory memory;
+    memory.take(150, {{10, kHost, "app", 500}});
+    EXPECT_FALSE(memory.processOf("app")) << "before the library looks";
+    memory.take(210, {{10, kHost, "sh", 100}, {12, 10, "app", 2000}, {11, 10, "app", 1000}});
+    EXPECT_EQ(memory.processOf("app"), 11);
+    memory.take(240, {{10, kHost, "app", 900}, {11, 10, "app", 1100}});
+    memory.take(300, {{10, kHost, "app", 900}, {11, 10, "app", 1300}});
+    EXPECT_THAT(memory.memoryOf(11), ElementsAre(1000, 1100, 1200, 1300));
+    EXPECT_EQ(memory.firstMs(11), 210);
+    EXPECT_EQ(memory.processOf("app"), 10) << "another program by now";
+    EXPECT_EQ(memory.firstMs(10), 240);
+}
+
+TEST(ProbeSightTest, TheLineSaysWhatWasSeenAndWhatIsDone) {
+    const auto sightOf = [](Window window, std::optional<std::size_t> settledAt, std::size_t seen) {
+        ProbeSight sight;
+        sight.choice.window = window;
+        sight.choice.opinion.settledAt = settledAt;
+        sight.choice.seen = seen;
+        sight.firstMs = 210;
+        return sight;
+    };
+    EXPECT_EQ(textOf(sightOf(Window::kExtended, 77, 160)),
+              "settled after 2520 ms; learning with the extended window (3 s)");
+    EXPECT_THAT(textOf(sightOf(Window::kShort, 0, 200)), StartsWith("settled before the first"));
+    ProbeSight sight = sightOf(Window::kLong, {}, 2000);
+    EXPECT_THAT(textOf(sight), AllOf(StartsWith("did not settle within a minute; learning with"),
+                                     HasSubstr("long"), HasSubstr("doubtful")));
+    EXPECT_EQ(jsonOf(sight).dump(),
+              R"({"settled_since_start_ms":null,"drifts":false,"seen_ms":60210})");
+    sight.choice.opinion.driftsFrom = 40;
+    EXPECT_THAT(textOf(sight), StartsWith("settled after 1410 ms, but for a slow drift;"));
+    sight = sightOf(Window::kShort, {}, 10);
+    sight.hasEnded = true;
+    EXPECT_THAT(textOf(sight), StartsWith("the process ended after 510 ms, before it had settled"));
 }
 
 TEST(LookAfterTest, LooksFillAValueAPeriodBehindTheLastSample) {
@@ -234,7 +272,7 @@ protected:
     }
 
     LearnReport mReport;
-    AdviceContext mContext{{}, "orvo-host erase p", "the.log", "command.log"};
+    AdviceContext mContext{"orvo-host erase p", "the.log", "command.log"};
 };
 
 TEST_F(AdviceTest, EachCauseIsToldOnceAndOnlyWhereItHolds) {
@@ -265,7 +303,7 @@ TEST_F(AdviceTest, EachCauseIsToldOnceAndOnlyWhereItHolds) {
         {{early, early}, {"must stay", "command.log"}},
         {{followedLeft}, {"'p' ended while COMMAND went on", "--follow NAME"}},
         {{quick, stored}, {"before the first look"}},
-        {{restless, restless}, {"'p' still changed", "--subtype 1"}},
+        {{restless, restless}, {"'p' still changed", "--window extended"}},
         {{childGrew}, {"'python3', grew by 37 MB; learn that one with --follow 'python3'"}},
         {{forkGrew}, {"'p', grew by 37 MB; the two cannot be told apart"}},
         {{storedButChildGrew}, {"if that is the one, orvo-host erase p, and learn that one"}},
@@ -296,12 +334,19 @@ TEST_F(AdviceTest, NamesKindAndWhatWasLearnedBeforeAreTakenIntoAccount) {
     EXPECT_THAT(adviceOn({notFound}), ElementsAre(HasSubstr("changes from launch to launch")));
     LaunchResult restless = resultOf(LaunchOutcome::kUndecided);
     restless.changedWhileSampled = true;
-    mContext.kind = {1, 2};
-    EXPECT_THAT(adviceOn({restless}), ElementsAre(HasSubstr("sampled; --type 2")));
+    mReport.kind = LaunchKind{1, 2};
+    EXPECT_THAT(adviceOn({restless}), ElementsAre(HasSubstr("sampled; --window long")));
+    mReport.kindBefore = LaunchKind{1, 0};
+    EXPECT_THAT(adviceOn({resultOf(LaunchOutcome::kStored)}),
+                ElementsAre(AllOf(HasSubstr("the short window (1 s), and now the extended"),
+                                  HasSubstr("orvo-host erase p"))));
+    mReport.kindBefore = LaunchKind{1, 1};
+    EXPECT_THAT(adviceOn({resultOf(LaunchOutcome::kStored)}), IsEmpty());
+    mReport.kindBefore.reset();
     mReport.followed = "sleep";
     EXPECT_THAT(adviceOn({restless}),
                 ElementsAre(AllOf(HasSubstr("'sleep'"), HasSubstr("--follow"))));
-    mContext.kind = {2, 0};
+    mReport.kind = LaunchKind{2, 0};
     EXPECT_THAT(adviceOn({restless}), ElementsAre(HasSubstr("comes to rest")));
     mReport.finalEndpointMs = 300;
     EXPECT_THAT(adviceOn({}),

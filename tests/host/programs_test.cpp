@@ -30,6 +30,8 @@ class LearnTest : public HostTest {
 protected:
     Words learnSample(Words options, const Words& sampleOptions) const {
         options.insert(options.begin(), {"learn", mPackage});
+        const bool hasWindow = std::count(options.begin(), options.end(), "--window") > 0;
+        if (!hasWindow) options.insert(options.end(), {"--window", "short"});
         options.insert(options.end(), {"--", ORVO_SAMPLE_APP});
         options.insert(options.end(), sampleOptions.begin(), sampleOptions.end());
         return options;
@@ -110,7 +112,7 @@ TEST_F(LearnTest, GrowthBehindTheWindowIsSeenDoubtedAndAFailureOnlyWhereThatIsAs
     const json launch = json::parse(mOut)["launches"].at(0);
     EXPECT_EQ(launch["doubts"], json({"at_rest"})) << mOut;
     EXPECT_GT(launch["second_opinion_ms"], 1000) << mOut;
-    EXPECT_THAT(mErr, HasSubstr(", and learn it anew with --subtype 1"));
+    EXPECT_THAT(mErr, HasSubstr(", and learn it anew with --window extended"));
     ASSERT_EQ(host({"explain", mPackage, "--json"}), 0) << mErr;
     const json explained = json::parse(mOut)["launch"];
     EXPECT_EQ(explained["doubts"], launch["doubts"]) << "two words about one launch";
@@ -131,6 +133,8 @@ TEST_F(LearnTest, WhatAScriptStartsIsLearnedUnderThePackage) {
         const json learned = json::parse(mOut);
         EXPECT_EQ(learned["followed_name"], ORVO_SAMPLE_APP);
         EXPECT_EQ(learned["doubts"], json::array()) << mOut;
+        EXPECT_EQ(learned["window"], "short");
+        EXPECT_EQ(learned["probe"].is_null(), launches == 1) << "the first one's window stays";
         EXPECT_THAT(mErr, HasSubstr("COMMAND shows the name '" ORVO_SAMPLE_APP "'"));
         host::StoreReader store(mState + "/orvo.db");
         ASSERT_EQ(store.packages().size(), 1U);
@@ -145,7 +149,7 @@ TEST_F(LearnTest, WhatAScriptStartsIsLearnedUnderThePackage) {
 
 TEST_F(LearnTest, ChildThatGrowsInPlaceOfItsParentIsNamedAndLearnedByItsName) {
     const Words command{"--", "timeout", "60", ORVO_SAMPLE_APP};
-    Words words{"learn", mPackage, "--launches", "1", "--quiet"};
+    Words words{"learn", mPackage, "--launches", "1", "--window", "short", "--quiet"};
     words.insert(words.end(), command.begin(), command.end());
     EXPECT_EQ(host(words), 1);
     const std::string follow = "--follow '" ORVO_SAMPLE_APP "'";
@@ -181,8 +185,9 @@ TEST_F(LearnTest, ChildThatOutlivesItsParentIsEndedToo) {
 
 TEST_F(LearnTest, InterruptedRunEndsChildrenAndKeepsWhatWasStored) {
     // The longer window leaves a loaded machine time to send the signal within it.
-    Program program(hostWords(learnSample({"--subtype", "1"}, {"--truth", mTruth, "--children", "2",
-                                                               "--detached", "--ignore-term"})));
+    Program program(
+        hostWords(learnSample({"--window", "extended"}, {"--truth", mTruth, "--children", "2",
+                                                         "--detached", "--ignore-term"})));
     ASSERT_TRUE(eventually([&] { return truthMs().size() == 2; }));
     for (const Words& words : {Words{"erase", mPackage}, learnSample({}, {})}) {
         EXPECT_EQ(host(words), 3);
@@ -246,6 +251,7 @@ TEST_F(LearnTest, WrongUsageIsOneLineAndCodeTwo) {
          {Words{"learn", "p"}, Words{"learn", "", "--", "true"},
           Words{"learn", "p", "--launches", "0", "--", "true"},
           Words{"learn", "p", "--type", "7", "--", "true"},
+          Words{"learn", "p", "--window", "long", "--type", "2", "--", "true"},
           Words{"learn", "p", "--follow", "a\nb", "--", "true"}, Words{"join", "x", "--", "true"},
           Words{"show", "p", "--", "true"}, Words{"erase", "p", "show"}, Words{"non\nsense"}}) {
         EXPECT_EQ(host(words), 2) << words.back();
@@ -257,9 +263,9 @@ TEST_F(LearnTest, WrongUsageIsOneLineAndCodeTwo) {
 TEST_F(LearnTest, ClosedStandardStreamsStayClosedToEverythingElse) {
     const std::string show = std::string(ORVO_HOST) + " show >&- ";
     EXPECT_EQ(Program({"/bin/sh", "-c", show}).wait(), 3);
-    Program beside(
-        {"/bin/sh", "-c",
-         std::string(ORVO_HOST) + " learn p --launches 1 --state " + mState + " -- sleep 1 2>&-"});
+    Program beside({"/bin/sh", "-c",
+                    std::string(ORVO_HOST) + " learn p --launches 1 --window short --state " +
+                        mState + " -- sleep 1 2>&-"});
     EXPECT_EQ(beside.wait(), 1);
     EXPECT_THAT(beside.out(), HasSubstr("p: not learned"));
 }
@@ -291,8 +297,8 @@ TEST_F(LearnTest, DeviceRootHasTheTwoPathsAndPassesCodesOn) {
 
     // A host inside stays inside, and leaves no task of its launch in the list.
     const std::string script = std::string(ORVO_HOST) + " learn " + mPackage +
-                               " --launches 1 --state " + mState + " -- " + ORVO_SAMPLE_APP +
-                               "; cat /dev/cpuset/top-app/tasks";
+                               " --launches 1 --window short --state " + mState + " -- " +
+                               ORVO_SAMPLE_APP + "; cat /dev/cpuset/top-app/tasks";
     Program nested({ORVO_DEVICE_ROOT_PROGRAM, "--", "sh", "-c", script});
     EXPECT_EQ(nested.wait(), 0) << nested.err();
     EXPECT_THAT(nested.out(), AllOf(HasSubstr("1 of 5"), testing::EndsWith(")\n")));

@@ -9,6 +9,7 @@
 #include "host/library/judged_launch.h"
 #include "host/verdict/noise.h"
 #include "host/verdict/verdict_text.h"
+#include "host/verdict/window_choice.h"
 
 namespace host {
 namespace {
@@ -65,6 +66,7 @@ std::optional<std::size_t> settledAt(const Memory& memory) {
     return secondOpinion(memory, kShortStreak).settledAt;
 }
 
+constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
 const Memory kSettles = ramp(12, 20'000, 2000) + level(22, 44'000);
 
 TEST(SecondOpinion, FindsWhereTheLastLevelBegins) {
@@ -193,23 +195,79 @@ TEST(Verdict, SentencesCarryTheFigures) {
     EXPECT_EQ(sentence(launch(kSettles, 20)), "memory was at its level 240 ms before the endpoint");
 }
 
+/// Fed as by a probing launch, which judges every few looks.
+WindowChoice choiceOf(const Memory& memory, bool ends) {
+    for (std::size_t seen = 0;; seen = std::min(seen + 5, memory.size())) {
+        const Memory now(memory.begin(), memory.begin() + static_cast<std::ptrdiff_t>(seen));
+        const auto choice = chooseWindow(now, ends && seen == memory.size());
+        if (choice || seen == memory.size()) return choice.value_or(WindowChoice{});
+    }
+}
+
+TEST(WindowChoice, TheShortestThatShowsTheLevelForLongerThanAnyRestBeforeIt) {
+    const auto grows = [](std::size_t samples) {
+        return ramp(samples, 20'000, 2000) +
+               level(kLongWindow, 20'000 + 2000 * static_cast<std::int32_t>(samples));
+    };
+    const auto rests = [](std::size_t samples) {
+        return ramp(5, 20'000, 2000) + level(samples, 30'000) + level(kLongWindow, 44'000);
+    };
+    const Memory leaks = ramp(kLongWindow, 20'000, 40);
+    const Memory drifts = ramp(300, 20'000, 200) + ramp(kLongWindow, 80'000, 6);
+    const struct {
+        const char* name;
+        Memory memory;
+        bool ends;
+        const char* window;
+        std::size_t settledAt;
+        std::size_t seen;
+    } cases[] = {
+        {"quick", grows(4), false, "short", 4, 100},
+        {"late in the short window", grows(24), false, "short", 24, 100},
+        {"too late in it", grows(25), false, "extended", 25, 100},
+        {"950 ms", grows(32), false, "extended", 32, 100},
+        {"seen as long again", grows(79), false, "extended", 79, 160},
+        {"too late in the extended window", grows(80), false, "long", 80, 160},
+        {"20 s", grows(660), false, "long", 660, 1320},
+        {"a rest longer than what is left", rests(15), false, "extended", 20, 100},
+        {"a rest that leaves enough", rests(8), false, "short", 13, 100},
+        {"a rest of two seconds", rests(70), false, "long", 75, 215},
+        {"level from the first look on", level(300, 5000), false, "short", 0, 200},
+        {"level, and then it begins", level(150, 5000) + grows(20), false, "long", 170, 470},
+        {"a leak", leaks, false, "long", kNone, 2000},
+        {"a slow drift behind the growth", drifts, false, "long", 296, 2000},
+        {"level for too short in the minute", ramp(1500, 20'000, 40) + level(500, 80'000), false,
+         "long", 1500, 2000},
+        {"ends while it grows", ramp(50, 20'000, 900), true, "short", kNone, 50},
+        {"ends, settled", ramp(9, 20'000, 900) + level(20, 28'100), true, "short", 9, 29},
+        {"ends at once", level(3, 5000), true, "short", kNone, 3},
+    };
+    for (const auto& one : cases) {
+        const WindowChoice choice = choiceOf(one.memory, one.ends);
+        EXPECT_STREQ(windowName(choice.window), one.window) << one.name;
+        EXPECT_EQ(choice.settledAt().value_or(kNone), one.settledAt) << one.name;
+        EXPECT_EQ(choice.seen, one.seen) << one.name;
+    }
+}
+
 TEST(Verdict, TheRemedyIsTheShortestWindowThatShowsTheLevel) {
     const auto remedy = [](SeenLaunch seen, std::size_t window) {
         seen.window = window;
         return remedyOption(seen, verdictOn(seen)).value_or("none");
     };
     const SeenLaunch settlesSoon = launch(kSettles + level(34, 50'000), 12);
-    EXPECT_EQ(remedy(settlesSoon, 34), "--subtype 1");
-    EXPECT_EQ(remedy(settlesSoon, 100), "--type 2");
+    EXPECT_EQ(remedy(settlesSoon, 34), "--window extended");
+    EXPECT_EQ(remedy(settlesSoon, 100), "--window long");
     EXPECT_EQ(remedy(settlesSoon, 2000), "none");
-    EXPECT_EQ(remedy(launch(kSettles + level(62, 44'000) + level(34, 50'000), 12), 34), "--type 2")
+    EXPECT_EQ(remedy(launch(kSettles + level(62, 44'000) + level(34, 50'000), 12), 34),
+              "--window long")
         << "after 96 samples, which leaves no run of 5";
     EXPECT_EQ(remedy(launch(kSettles, 20), 34), "none") << "late: more time does not help";
 }
 
 TEST(Verdict, WhatIsToldAndKeptCountsFromWhereTheEndpointDoes) {
     const JudgedLaunch grows(launch(ramp(34, 20'000, 800), 12));
-    EXPECT_THAT(doubtText(grows), HasSubstr(" a second; learn it anew with --subtype 1"));
+    EXPECT_THAT(doubtText(grows), HasSubstr(" a second; learn it anew with --window extended"));
     EXPECT_EQ(doubtNames(grows.verdict), "still growing");
     EXPECT_EQ(doubtNames(JudgedLaunch(launch(ramp(34, 60'000, -800), 12)).verdict),
               "still falling");

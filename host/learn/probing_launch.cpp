@@ -1,0 +1,81 @@
+// A launch that the library is not told of.
+#include "host/learn/probing_launch.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "host/base/interruption.h"
+#include "host/base/steady_clock.h"
+#include "host/process/process_look.h"
+
+namespace host {
+namespace {
+
+constexpr double kJudgePeriodMs = 240;  // a judgement takes up to 9 ms
+constexpr double kNameNoteAfterMs = 3000;
+constexpr double kHuntLimitMs = 60'000;  // the library's
+
+}  // namespace
+
+ProbingLaunch::ProbingLaunch(const CommandLine& command, const CommandOutput& output,
+                             std::string follow, bool isGiven, Progress& progress)
+    : mOutput(output),
+      mIsGiven(isGiven),
+      mProgress(progress),
+      mFollowed(std::move(follow)),
+      mCommand(command, output.fd()),
+      mShownName(mFollowed) {}
+
+std::optional<ProbeSight> ProbingLaunch::look() {
+    mCommand.release();
+    const double startMs = mCommand.releasedMs();
+    double dueMs = startMs;
+    do {
+        dueMs = std::max(dueMs + kSampleMs, steadyMs());
+        sleepMs(static_cast<int>(std::ceil(dueMs - steadyMs())));
+        mCommand.tend();
+        mOutput.keepBounded();
+        lookOnce(steadyMs() - startMs);
+        mProgress.showProbe(steadyMs() - startMs);
+    } while (!mSight && !isOver(steadyMs() - startMs));
+    mCommand.end();
+    return mSight;
+}
+
+bool ProbingLaunch::isOver(double nowMs) const {
+    if (isInterrupted() || mIsLost) return true;
+    return !mProcess && (mCommand.hasEnded() || nowMs > kHuntLimitMs);
+}
+
+void ProbingLaunch::lookOnce(double nowMs) {
+    if (!mProcess) return lookForName(nowMs);
+    if (mCommand.processes().count(*mProcess) == 0) return judge(true);
+    mMemory.take(nowMs, lookAt({*mProcess}));
+    if (nowMs - mJudgedMs < kJudgePeriodMs) return;
+    mJudgedMs = nowMs;
+    judge(false);
+}
+
+void ProbingLaunch::lookForName(double nowMs) {
+    const std::vector<ProcessLook> tree = lookAt(mCommand.processes());
+    mMemory.take(nowMs, tree);
+    mShownName.take(nowMs, tree);
+    if (!mIsGiven && mShownName.verdict() == ShownName::Verdict::kOther) {
+        mFollowed = mShownName.name();
+    }
+    mProcess = mMemory.processOf(mFollowed);
+    if (mProcess) return;
+    mIsLost = mIsGiven ? nowMs > kHuntLimitMs
+                       : mShownName.verdict() == ShownName::Verdict::kNone;
+    if (!mIsGiven || nowMs < kNameNoteAfterMs || mHasNotedNames || namesShown().empty()) return;
+    mHasNotedNames = true;
+    mProgress.note(notFoundYet(mFollowed, namesShown()));
+}
+
+void ProbingLaunch::judge(bool isLast) {
+    const auto choice = chooseWindow(mMemory.memoryOf(*mProcess), isLast);
+    if (choice) mSight = ProbeSight{*choice, mMemory.firstMs(*mProcess), isLast};
+}
+
+}  // namespace host

@@ -3,8 +3,10 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <sstream>
 
 #include "host/base/exit_code.h"
+#include "host/base/standard_streams.h"
 #include "host/base/suggestion.h"
 
 namespace host {
@@ -80,7 +82,10 @@ std::optional<int> parse(CLI::App& app, const Arguments& arguments) {
     try {
         app.parse(std::move(reversed));
     } catch (const CLI::Success& answer) {
-        return app.exit(answer);
+        std::ostringstream text;
+        const int code = app.exit(answer, text, text);
+        print(text.str());
+        return code;
     } catch (const CLI::ExtrasError&) {
         throw HostError(kUsage, unknownWordFault(app));
     } catch (const CLI::ParseError& error) {

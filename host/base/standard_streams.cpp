@@ -1,8 +1,13 @@
 // The descriptors 0, 1 and 2, as they must be before anything else is opened.
 #include "host/base/standard_streams.h"
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
+
+#include "host/base/exit_code.h"
 
 namespace host {
 
@@ -14,6 +19,12 @@ void holdStandardStreams() {
         [[maybe_unused]] const int held =
             open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     }
+}
+
+void print(const std::string& text, const char* remedy) {
+    if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return;
+    throw HostError(kEnvironment, std::string("cannot write to standard output: ") +
+                                      std::strerror(errno) + "; " + remedy);
 }
 
 }  // namespace host

@@ -66,8 +66,7 @@ void ProbingLaunch::lookForName(double nowMs) {
     }
     mProcess = mMemory.processOf(mFollowed);
     if (mProcess) return;
-    mIsLost = mIsGiven ? nowMs > kHuntLimitMs
-                       : mShownName.verdict() == ShownName::Verdict::kNone;
+    mIsLost = mIsGiven ? nowMs > kHuntLimitMs : mShownName.verdict() == ShownName::Verdict::kNone;
     if (!mIsGiven || nowMs < kNameNoteAfterMs || mHasNotedNames || namesShown().empty()) return;
     mHasNotedNames = true;
     mProgress.note(notFoundYet(mFollowed, namesShown()));

@@ -12,6 +12,9 @@
 #include <unistd.h>
 #include <vector>
 
+#include "host/base/exit_code.h"
+#include "host/base/printable.h"
+
 namespace {
 
 constexpr std::size_t kKilobyte = 1024;
@@ -175,7 +178,15 @@ int main(int argc, char** argv) {
     Schedule schedule;
     CLI::App app("Grows, settles at a known time, and stays until it is ended.", "orvo-sample-app");
     describe(app, schedule);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& answer) {
+        return app.exit(answer);
+    } catch (const CLI::ParseError& error) {
+        std::fprintf(stderr, "orvo-sample-app: %s; see orvo-sample-app --help\n",
+                     host::printable(error.what()).c_str());
+        return host::kUsage;
+    }
     if (schedule.ignoresTerm) std::signal(SIGTERM, SIG_IGN);
     App(schedule).run();
 }

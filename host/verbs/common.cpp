@@ -1,8 +1,5 @@
 // What the verbs share.
 #include <CLI/CLI.hpp>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 
 #include "host/base/exit_code.h"
 #include "host/base/version.h"
@@ -117,12 +114,6 @@ Generations readGenerations(const StateFolder& state, const HistoryContents& his
 void refuseCommand(const Invocation& invocation) {
     if (invocation.arguments.hasCommand)
         throw HostError(kUsage, "this verb takes no COMMAND after --; learn and join do");
-}
-
-void print(const std::string& text, const char* remedy) {
-    if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return;
-    throw HostError(kEnvironment, std::string("cannot write to standard output: ") +
-                                      std::strerror(errno) + "; " + remedy);
 }
 
 }  // namespace host

@@ -22,12 +22,10 @@
 namespace host {
 namespace {
 
-constexpr const char* kAutoWindow = "auto";
-
 struct LearnArguments {
     LearnOptions options;
     std::optional<std::string> label;  // without: go on with the newest generation
-    std::string window = kAutoWindow;
+    std::string window;  // empty: not given, which means auto
     std::optional<std::int32_t> type;
     std::optional<std::int32_t> subtype;
     bool dump = false;
@@ -64,8 +62,19 @@ void checkInput(const LearnArguments& arguments) {
 
 /// None for a probing launch to choose.
 std::optional<LaunchKind> kindAskedFor(const LearnArguments& arguments) {
-    if (const auto window = windowNamed(arguments.window)) return kindOf(*window);
-    if (!arguments.type && !arguments.subtype) return std::nullopt;
+    const std::string& name = arguments.window;
+    const bool hasNumbers = arguments.type || arguments.subtype;
+    if (!name.empty()) {
+        if (hasNumbers)
+            throw HostError(kUsage,
+                            "--window stands for --type and --subtype: give one or the other");
+        const std::optional<Window> window = windowNamed(name);
+        if (!window && name != "auto")
+            throw HostError(kUsage,
+                            "the --window '" + name + "' is none of short, extended, long, auto");
+        return window ? std::optional(kindOf(*window)) : std::nullopt;
+    }
+    if (!hasNumbers) return std::nullopt;
     const LaunchKind kind{arguments.type.value_or(1), arguments.subtype.value_or(0)};
     const std::string fault = launchKindFault(kind);
     if (!fault.empty()) throw HostError(kUsage, "launch " + fault);
@@ -193,23 +202,19 @@ void addLearnVerb(CLI::App& app, Invocation& invocation) {
     verb->add_option("--launches", options.launches, "Launches at most (default 5)")
         ->type_name("N")
         ->check(CLI::Range(1, 499));
-    CLI::Option* const window =
-        verb->add_option("--window", arguments->window,
-                         "How long the library samples a launch: short (1 s), extended (3 s),\n"
-                         "long (up to 60 s), or auto (default): by a probing launch, which is not\n"
-                         "learned, or as the launches that are stored already")
-            ->type_name("NAME")
-            ->check(CLI::IsMember({"short", "extended", "long", kAutoWindow}));
+    verb->add_option("--window", arguments->window,
+                     "How long the library samples a launch: short (1 s), extended (3 s),\n"
+                     "long (up to 60 s), or auto (default): what a probing launch asks for,\n"
+                     "or what launches that are stored already had")
+        ->type_name("NAME");
     verb->add_option("--type", arguments->type,
-                     "The window by the launch type that the library is told: 1 (default) is\n"
-                     "sampled for 1 s, 2 for up to 60 s")
-        ->type_name("T")
-        ->excludes(window);
+                     "The window by the launch type that the library is told: 1 (default)\n"
+                     "or 2, the long launch")
+        ->type_name("T");
     verb->add_option("--subtype", arguments->subtype,
-                     "And the subtype (default 0): with type 1, 1 and 2 are sampled for 3 s;\n"
-                     "with type 2, 1 and 2 must be stable for longer, -1 not as long")
-        ->type_name("S")
-        ->excludes(window);
+                     "And the subtype (default 0): of type 1, 1 and 2 are extended; of type\n"
+                     "2, 1 and 2 must be stable for longer, -1 not as long")
+        ->type_name("S");
     verb->add_option("--look-after", arguments->lookAfterSeconds,
                      "Go on looking behind each launch for so long, to see whether memory\n"
                      "stays (default: as long as the window, one, three or sixty seconds;\n"

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/base/arguments.h"
+#include "host/base/standard_streams.h"
 #include "host/state/generations.h"
 #include "host/state/state_folder.h"
 
@@ -79,9 +80,5 @@ void refuseCommand(const Invocation& invocation);
 
 /// What to tell a person whose results did not reach standard output.
 constexpr const char* kLearnedIsKept = "what was learned is kept, and orvo-host show prints it";
-
-/// Writes to standard output. Throws HostError, which ends with `remedy`, when that
-/// fails.
-void print(const std::string& text, const char* remedy = "run it again with room for its output");
 
 }  // namespace host

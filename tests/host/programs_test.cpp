@@ -261,8 +261,8 @@ TEST_F(LearnTest, WrongUsageIsOneLineAndCodeTwo) {
 
 // Or the store would be opened as the terminal, and written to.
 TEST_F(LearnTest, ClosedStandardStreamsStayClosedToEverythingElse) {
-    const std::string show = std::string(ORVO_HOST) + " show >&- ";
-    EXPECT_EQ(Program({"/bin/sh", "-c", show}).wait(), 3);
+    for (const char* words : {" show >&-", " --help >&-", " learn --help >/dev/full"})
+        EXPECT_EQ(Program({"/bin/sh", "-c", ORVO_HOST + std::string(words)}).wait(), 3) << words;
     Program beside({"/bin/sh", "-c",
                     std::string(ORVO_HOST) + " learn p --launches 1 --window short --state " +
                         mState + " -- sleep 1 2>&-"});

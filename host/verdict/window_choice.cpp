@@ -24,8 +24,11 @@ const WindowTraits& traitsOf(Window window) {
     return kWindows.at(static_cast<std::size_t>(window));
 }
 
-/// A launch settles earlier or later from one time to the next.
-constexpr double kVariation = 1.2;
+/// A launch settles later the next time, on a busy machine by half. The short
+/// window leaves that much, for the extended one costs seconds; a long one costs
+/// minutes, so that the extended one leaves a fifth.
+constexpr double kShortVariation = 1.5;
+constexpr double kExtendedVariation = 1.2;
 
 /// Who chooses the short window says that the extended one would show no more.
 constexpr std::size_t kLeastSeen = kExtendedWindow;
@@ -69,10 +72,11 @@ std::string windowOption(Window window) {
 // The analysis takes the level that is held longest for the last: in the window
 // the last one must be held for longer than any before, and for a run at least.
 Window windowFor(std::size_t settledAt, std::size_t longestRest) {
-    const auto latest = static_cast<std::size_t>(kVariation * static_cast<double>(settledAt));
-    const std::size_t needed = latest + std::max(kShortStreak, longestRest + 1);
-    if (needed <= kShortWindow) return Window::kShort;
-    return needed <= kExtendedWindow ? Window::kExtended : Window::kLong;
+    const auto settled = static_cast<double>(settledAt);
+    const auto rest = static_cast<double>(std::max(kShortStreak, longestRest + 1));
+    if (kShortVariation * settled + rest <= kShortWindow) return Window::kShort;
+    if (kExtendedVariation * settled + rest <= kExtendedWindow) return Window::kExtended;
+    return Window::kLong;
 }
 
 std::optional<WindowChoice> chooseWindow(const std::vector<std::int32_t>& memoryKb, bool isLast) {

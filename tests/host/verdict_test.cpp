@@ -223,8 +223,8 @@ TEST(WindowChoice, TheShortestThatShowsTheLevelForLongerThanAnyRestBeforeIt) {
         std::size_t seen;
     } cases[] = {
         {"quick", grows(4), false, "short", 4, 100},
-        {"late in the short window", grows(24), false, "short", 24, 100},
-        {"too late in it", grows(25), false, "extended", 25, 100},
+        {"late in the short window", grows(19), false, "short", 19, 100},
+        {"too late in it", grows(20), false, "extended", 20, 100},
         {"950 ms", grows(32), false, "extended", 32, 100},
         {"seen as long again", grows(79), false, "extended", 79, 160},
         {"too late in the extended window", grows(80), false, "long", 80, 160},

@@ -368,12 +368,10 @@ std::string LearnSession::storeFaultOf(const LaunchRecord& record) const {
 }
 
 void LearnSession::note(const LaunchResult& result, std::int64_t launchedAtUnixMs) {
-    LaunchEntry entry{launchedAtUnixMs,      "learn",
-                      mOptions.package,      mKind.type,
-                      mKind.subtype, outcomeText(result.outcome),
-                      result.endpointMs,     std::nullopt,
-                      result.assessment,     mGeneration.number,
-                      mGeneration.label};
+    LaunchEntry entry{launchedAtUnixMs,   "learn",          mOptions.package,
+                      mKind.type,         mKind.subtype,    outcomeText(result.outcome),
+                      result.endpointMs,  std::nullopt,     result.assessment,
+                      mGeneration.number, mGeneration.label};
     const std::int32_t finalMs = mLibrary.finalEndpointMs(mOptions.package);
     if (finalMs > 0) entry.finalEndpointMs = finalMs;
     History(mState.history()).note(entry);

@@ -34,7 +34,6 @@ std::optional<ProbeSight> ProbingLaunch::look() {
     do {
         dueMs = std::max(dueMs + kSampleMs, steadyMs());
         sleepMs(static_cast<int>(std::ceil(dueMs - steadyMs())));
-        mCommand.tend();
         mOutput.keepBounded();
         lookOnce(steadyMs() - startMs);
         mProgress.showProbe(steadyMs() - startMs);
@@ -50,14 +49,17 @@ bool ProbingLaunch::isOver(double nowMs) const {
 
 void ProbingLaunch::lookOnce(double nowMs) {
     if (!mProcess) return lookForName(nowMs);
-    if (mCommand.processes().count(*mProcess) == 0) return judge(true);
-    mMemory.take(nowMs, lookAt({*mProcess}));
+    mCommand.reap();
+    const std::vector<ProcessLook> own = lookAt({*mProcess});
+    if (own.empty()) return judge(true);
+    mMemory.take(nowMs, own);
     if (nowMs - mJudgedMs < kJudgePeriodMs) return;
     mJudgedMs = nowMs;
     judge(false);
 }
 
 void ProbingLaunch::lookForName(double nowMs) {
+    mCommand.tend();
     const std::vector<ProcessLook> tree = lookAt(mCommand.processes());
     mMemory.take(nowMs, tree);
     mShownName.take(nowMs, tree);

@@ -25,7 +25,7 @@ namespace {
 struct LearnArguments {
     LearnOptions options;
     std::optional<std::string> label;  // without: go on with the newest generation
-    std::string window;  // empty: not given, which means auto
+    std::string window;                // empty: not given, which means auto
     std::optional<std::int32_t> type;
     std::optional<std::int32_t> subtype;
     bool dump = false;

@@ -131,8 +131,8 @@ void addWatchVerb(CLI::App& app, Invocation& invocation) {
                                    "TERM or INT",
                                    "[OPTIONS]");
     verb->add_option("--rules", arguments->rulesFile,
-                     "File of lines PATTERN TYPE [SUBTYPE]: which packages are launched\n"
-                     "with which launch type (default 1) and subtype (default 0)")
+                     "File of lines PATTERN WINDOW, short (default), extended or long, or\n"
+                     "PATTERN TYPE [SUBTYPE]: with which window which packages are launched")
         ->type_name("FILE");
     verb->add_option("--interval-ms", arguments->options.intervalMs,
                      "Time between two looks at the task list (default 50)")

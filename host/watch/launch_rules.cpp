@@ -17,7 +17,9 @@ constexpr const char* kPatternCharacters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.*?[]!-";
 
 [[noreturn]] void refuse(const std::string& place, const std::string& why) {
-    throw HostError(kUsage, place + ": " + why + "; a rule is PATTERN TYPE [SUBTYPE]");
+    throw HostError(
+        kUsage, place + ": " + why +
+                    "; a rule is PATTERN TYPE [SUBTYPE], or PATTERN and short, extended or long");
 }
 
 std::string quoted(const std::string& word) {
@@ -47,6 +49,19 @@ void checkPattern(const std::string& pattern, const std::string& place) {
     }
 }
 
+LaunchKind parseKind(const std::vector<std::string>& rule, const std::string& place) {
+    if (rule.size() < 2) refuse(place, "the window or launch type is missing");
+    const std::optional<Window> window = windowNamed(rule[1]);
+    if (rule.size() > (window ? 2 : 3)) refuse(place, "nothing may follow the window or subtype");
+    if (window) return kindOf(*window);
+    LaunchKind kind;
+    kind.type = parseNumber(rule[1], place);
+    if (rule.size() == 3) kind.subtype = parseNumber(rule[2], place);
+    const std::string fault = launchKindFault(kind);
+    if (!fault.empty()) refuse(place, fault);
+    return kind;
+}
+
 }  // namespace
 
 LaunchRules LaunchRules::read(const std::string& path) {
@@ -62,14 +77,7 @@ LaunchRules LaunchRules::parse(const std::string& text, const std::string& path)
         if (words.empty()) continue;
         const std::string place = path + ':' + std::to_string(number);
         checkPattern(words[0], place);
-        if (words.size() < 2) refuse(place, "the launch type is missing");
-        if (words.size() > 3) refuse(place, "nothing may follow the subtype");
-        LaunchKind kind;
-        kind.type = parseNumber(words[1], place);
-        if (words.size() == 3) kind.subtype = parseNumber(words[2], place);
-        const std::string fault = launchKindFault(kind);
-        if (!fault.empty()) refuse(place, fault);
-        rules.mRules.push_back({words[0], kind});
+        rules.mRules.push_back({words[0], parseKind(words, place)});
     }
     return rules;
 }

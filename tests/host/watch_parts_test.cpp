@@ -138,9 +138,11 @@ TEST(ProcFileTest, LivingProcessIsNotTakenForGoneWhenDescriptorsRunOut) {
 
 TEST(LaunchRulesTest, FirstRuleThatFitsCounts) {
     const LaunchRules rules = LaunchRules::parse(
-        "# games\r\n\ncom.game.* 2\ncom.game.x 1 2\n\tcom.?.a\t2 -1 # note\n", "r");
+        "# games\r\n\ncom.game.* 2\ncom.game.x 1 2\n\tcom.?.a\t2 -1 # note\ncom.l long\n", "r");
     EXPECT_EQ(rules.kindOf("com.game.x").type, 2);
     EXPECT_EQ(rules.kindOf("com.b.a").subtype, -1);
+    EXPECT_EQ(rules.kindOf("com.l").type, 2);
+    EXPECT_EQ(rules.kindOf("com.l").subtype, 1);
     EXPECT_EQ(rules.kindOf("com.other").type, 1);
     EXPECT_EQ(rules.kindOf("com.other").subtype, 0);
 }
@@ -148,7 +150,7 @@ TEST(LaunchRulesTest, FirstRuleThatFitsCounts) {
 TEST(LaunchRulesTest, EveryFaultIsOneLineThatNamesThePlace) {
     for (const std::string bad :
          {"com.a", "com.a x", "com.a 1 2 3", "com.a 99999999999", "com/a 1", "com.a 1x", "com.a 7",
-          "com.a 1 -1", "com.a 1 3", "com.a 2 -2", "com.a 2 3", "\xff\xfe 1"}) {
+          "com.a 1 -1", "com.a 1 3", "com.a long 1", "com.a 2 -2", "com.a 2 3", "\xff\xfe 1"}) {
         const auto namesIt = AllOf(HasSubstr("r:2: "), Not(HasSubstr("\xff")));
         EXPECT_THAT([&] { LaunchRules::parse("com.x 1\n" + bad, "r"); }, refuses(kUsage, namesIt));
     }

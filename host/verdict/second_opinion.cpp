@@ -165,7 +165,10 @@ private:
         SecondOpinion opinion;
         opinion.ending = how;
         opinion.levelKb = tailRange().middle();
-        opinion.noisePercent = 100 * std::max(mNoise, mSwing / 2) / std::max(opinion.levelKb, 1.0);
+        // The least that is reckoned with, a page, is no noise that was seen.
+        const double seenNoise = mNoise > kPageKb ? mNoise : 0.0;
+        opinion.noisePercent =
+            100 * std::max(seenNoise, mSwing / 2) / std::max(opinion.levelKb, 1.0);
         opinion.slopeKb = slopeFrom(mFit, mSize - mTail);
         return opinion;
     }

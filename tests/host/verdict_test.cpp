@@ -162,6 +162,8 @@ TEST(Verdict, AnEndpointAtTheLevelsBeginHasNoDoubt) {
 }
 
 TEST(Verdict, EachDoubtHasItsCause) {
+    // Of a process so small that a page is much.
+    EXPECT_THAT(doubts(level(34, 112), std::nullopt), ElementsAre(Doubt::kFlat));
     const Memory noisy = shaken(kSettles + level(34, 44'000), 1200);
     const Memory rests = level(2, 20'000) + level(18, 30'000) + level(14, 44'000);
     EXPECT_THAT(doubts(level(9, 5000), 3), ElementsAre(Doubt::kTooFewSamples));

@@ -1,5 +1,4 @@
 // orvo-host doctor: checks what the runs need.
-#include <CLI/CLI.hpp>
 #include <filesystem>
 
 #include "host/base/exit_code.h"
@@ -7,6 +6,7 @@
 #include "host/library/log_sink.h"
 #include "host/root/device_root.h"
 #include "host/verbs/checkup.h"
+#include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -72,11 +72,10 @@ int doctor(const Invocation& invocation) {
 }  // namespace
 
 void addDoctorVerb(CLI::App& app, Invocation& invocation) {
-    CLI::App* const verb = addVerb(
-        app, invocation, "doctor",
-        "Check what the runs need, one line each with the remedy; 0 when all is well", "[OPTIONS]");
-    verb->callback(
-        [&invocation] { invocation.verb = [&invocation] { return doctor(invocation); }; });
+    Verb verb(app, invocation, "doctor",
+              "Check what the runs need, one line each with the remedy; 0 when all is well",
+              "[OPTIONS]");
+    verb.runs([&invocation] { return doctor(invocation); });
 }
 
 }  // namespace host

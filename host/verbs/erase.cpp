@@ -1,5 +1,6 @@
 // orvo-host erase: forgets a package, through the library.
-#include <CLI/CLI.hpp>
+
+#include <memory>
 
 #include "host/base/exit_code.h"
 #include "host/base/new_files.h"
@@ -8,6 +9,7 @@
 #include "host/state/package_lock.h"
 #include "host/state/state_folder.h"
 #include "host/verbs/generation_steps.h"
+#include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -37,13 +39,10 @@ int erase(const std::string& package, const Invocation& invocation) {
 
 void addEraseVerb(CLI::App& app, Invocation& invocation) {
     const auto package = std::make_shared<std::string>();
-    CLI::App* const verb =
-        addVerb(app, invocation, "erase",
-                "Forget everything learned of PACKAGE; its next generation begins", "PACKAGE");
-    verb->add_option("PACKAGE", *package, "The package to forget")->required();
-    verb->callback([package, &invocation] {
-        invocation.verb = [package, &invocation] { return erase(*package, invocation); };
-    });
+    Verb verb(app, invocation, "erase",
+              "Forget everything learned of PACKAGE; its next generation begins", "PACKAGE");
+    verb.option("PACKAGE", *package, "The package to forget").isRequired();
+    verb.runs([package, &invocation] { return erase(*package, invocation); });
 }
 
 }  // namespace host

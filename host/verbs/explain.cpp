@@ -1,6 +1,6 @@
 // orvo-host explain: why a launch ended where it did.
-#include <CLI/CLI.hpp>
 #include <filesystem>
+#include <memory>
 
 #include "host/base/exit_code.h"
 #include "host/dump/dump_file.h"
@@ -8,6 +8,7 @@
 #include "host/dump/launch_notes.h"
 #include "host/library/log_sink.h"
 #include "host/state/store_reader.h"
+#include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -57,19 +58,16 @@ int explain(const ExplainArguments& arguments, const Invocation& invocation) {
 
 void addExplainVerb(CLI::App& app, Invocation& invocation) {
     const auto arguments = std::make_shared<ExplainArguments>();
-    CLI::App* const verb =
-        addVerb(app, invocation, "explain", "Tell why a recorded launch ended where it did",
-                "PACKAGE|FILE.csv [OPTIONS]");
-    verb->add_option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
-        ->required();
-    addGenerationOption(*verb, arguments->generation);
-    verb->add_option("--launch", arguments->launch, "Which launch, from 1 on (default the last)")
-        ->type_name("N")
-        ->check(CLI::PositiveNumber);
-    verb->add_flag("--json", arguments->json, "Print one JSON object");
-    verb->callback([arguments, &invocation] {
-        invocation.verb = [arguments, &invocation] { return explain(*arguments, invocation); };
-    });
+    Verb verb(app, invocation, "explain", "Tell why a recorded launch ended where it did",
+              "PACKAGE|FILE.csv [OPTIONS]");
+    verb.option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
+        .isRequired();
+    addGenerationOption(verb, arguments->generation);
+    verb.option("--launch", arguments->launch, "Which launch, from 1 on (default the last)")
+        .named("N")
+        .isPositive();
+    verb.flag("--json", arguments->json, "Print one JSON object");
+    verb.runs([arguments, &invocation] { return explain(*arguments, invocation); });
 }
 
 }  // namespace host

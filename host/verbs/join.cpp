@@ -1,5 +1,6 @@
 // orvo-host join: runs a command where a watching orvo-host sees its launch.
-#include <CLI/CLI.hpp>
+
+#include <memory>
 
 #include "host/base/exit_code.h"
 #include "host/process/command.h"
@@ -7,6 +8,7 @@
 #include "host/process/package_name.h"
 #include "host/state/state_folder.h"
 #include "host/state/watch_lock.h"
+#include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -45,15 +47,12 @@ int join(const std::string& package, const Invocation& invocation) {
 
 void addJoinVerb(CLI::App& app, Invocation& invocation) {
     const auto package = std::make_shared<std::string>();
-    CLI::App* const verb =
-        addVerb(app, invocation, "join",
-                "Run COMMAND, and what it starts, in the task list of the orvo-host that\n"
-                "watches the same state folder; it goes on when that ends",
-                "[PACKAGE] [OPTIONS] -- COMMAND [ARG...]");
-    verb->add_option("PACKAGE", *package, "COMMAND's argv[0]; left alone when not given");
-    verb->callback([package, &invocation] {
-        invocation.verb = [package, &invocation] { return join(*package, invocation); };
-    });
+    Verb verb(app, invocation, "join",
+              "Run COMMAND, and what it starts, in the task list of the orvo-host that\n"
+              "watches the same state folder; it goes on when that ends",
+              "[PACKAGE] [OPTIONS] -- COMMAND [ARG...]");
+    verb.option("PACKAGE", *package, "COMMAND's argv[0]; left alone when not given");
+    verb.runs([package, &invocation] { return join(*package, invocation); });
 }
 
 }  // namespace host

@@ -1,6 +1,6 @@
 // orvo-host learn: launches a command and lets the library learn its endpoint.
-#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <memory>
 #include <optional>
 
 #include "host/base/exit_code.h"
@@ -17,6 +17,7 @@
 #include "host/state/package_lock.h"
 #include "host/state/store_holder.h"
 #include "host/verbs/generation_steps.h"
+#include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -186,61 +187,59 @@ int learn(LearnArguments& arguments, const Invocation& invocation) {
 void addLearnVerb(CLI::App& app, Invocation& invocation) {
     const auto arguments = std::make_shared<LearnArguments>();
     LearnOptions& options = arguments->options;
-    CLI::App* const verb = addVerb(
-        app, invocation, "learn", "Launch COMMAND as PACKAGE and learn how long it takes to settle",
-        "PACKAGE [OPTIONS] -- COMMAND [ARG...]");
-    verb->add_option("PACKAGE", options.package, "Name to learn under, and COMMAND's argv[0]")
-        ->required();
-    verb->add_option("--follow", options.follow,
-                     "Learn the process of COMMAND that shows this name (default:\n"
-                     "PACKAGE, or the name that is shown in its place)")
-        ->type_name("NAME");
-    verb->add_option("--label", arguments->label,
-                     "Learn the version of PACKAGE that has this label: what is learned of\n"
-                     "one with another label or none is erased, and a generation begins")
-        ->type_name("TEXT");
-    verb->add_option("--launches", options.launches, "Launches at most (default 5)")
-        ->type_name("N")
-        ->check(CLI::Range(1, 499));
-    verb->add_option("--window", arguments->window,
-                     "How long the library samples a launch: short (1 s), extended (3 s),\n"
-                     "long (up to 60 s), or auto (default): what a probing launch asks for,\n"
-                     "or what launches that are stored already had")
-        ->type_name("NAME");
-    verb->add_option("--type", arguments->type,
-                     "The window by the launch type that the library is told: 1 (default)\n"
-                     "or 2, the long launch")
-        ->type_name("T");
-    verb->add_option("--subtype", arguments->subtype,
-                     "And the subtype (default 0): of type 1, 1 and 2 are extended; of type\n"
-                     "2, 1 and 2 must be stable for longer, -1 not as long")
-        ->type_name("S");
-    verb->add_option("--look-after", arguments->lookAfterSeconds,
-                     "Go on looking behind each launch for so long, to see whether memory\n"
-                     "stays (default: as long as the window, one, three or sixty seconds;\n"
-                     "0: do not)")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, 3600.0));
-    verb->add_flag("--strict", arguments->strict, "Exit with 4 when what was learned is doubted");
-    verb->add_flag("--dump", arguments->dump, "Write each launch's series to the dumps folder");
-    verb->add_option("--keep-dumps", arguments->dumpsKept,
-                     "Launches of PACKAGE that its dump keeps, the last (default 50)")
-        ->type_name("N")
-        ->check(CLI::Range(1, 1'000'000));
-    verb->add_flag("--keep-name", arguments->keepName,
-                   "Leave COMMAND's argv[0] alone, for a program that needs its own");
-    verb->add_flag("--stdin", arguments->givesInput,
-                   "Let COMMAND read our standard input, which is /dev/null to it otherwise");
-    verb->add_flag("--tty", arguments->givesTerminal,
-                   "Hand the terminal over to COMMAND: input, output and keys; no progress");
-    verb->add_flag("--fd-counts", options.fdCounts,
-                   "Send the process's open descriptors too (hardened build)");
-    verb->add_flag("--json", arguments->json, "Print one JSON object");
-    verb->add_flag("--real-cpuset", arguments->realCpuset,
-                   "Launch in the kernel's own top-app cpuset (root, cgroup version 1)");
-    verb->callback([arguments, &invocation] {
-        invocation.verb = [arguments, &invocation] { return learn(*arguments, invocation); };
-    });
+    Verb verb(app, invocation, "learn",
+              "Launch COMMAND as PACKAGE and learn how long it takes to settle",
+              "PACKAGE [OPTIONS] -- COMMAND [ARG...]");
+    verb.option("PACKAGE", options.package, "Name to learn under, and COMMAND's argv[0]")
+        .isRequired();
+    verb.option("--follow", options.follow,
+                "Learn the process of COMMAND that shows this name (default:\n"
+                "PACKAGE, or the name that is shown in its place)")
+        .named("NAME");
+    verb.option("--label", arguments->label,
+                "Learn the version of PACKAGE that has this label: what is learned of\n"
+                "one with another label or none is erased, and a generation begins")
+        .named("TEXT");
+    verb.option("--launches", options.launches, "Launches at most (default 5)")
+        .named("N")
+        .from(1, 499);
+    verb.option("--window", arguments->window,
+                "How long the library samples a launch: short (1 s), extended (3 s),\n"
+                "long (up to 60 s), or auto (default): what a probing launch asks for,\n"
+                "or what launches that are stored already had")
+        .named("NAME");
+    verb.option("--type", arguments->type,
+                "The window by the launch type that the library is told: 1 (default)\n"
+                "or 2, the long launch")
+        .named("T");
+    verb.option("--subtype", arguments->subtype,
+                "And the subtype (default 0): of type 1, 1 and 2 are extended; of type\n"
+                "2, 1 and 2 must be stable for longer, -1 not as long")
+        .named("S");
+    verb.option("--look-after", arguments->lookAfterSeconds,
+                "Go on looking behind each launch for so long, to see whether memory\n"
+                "stays (default: as long as the window, one, three or sixty seconds;\n"
+                "0: do not)")
+        .named("SECONDS")
+        .from(0.0, 3600.0);
+    verb.flag("--strict", arguments->strict, "Exit with 4 when what was learned is doubted");
+    verb.flag("--dump", arguments->dump, "Write each launch's series to the dumps folder");
+    verb.option("--keep-dumps", arguments->dumpsKept,
+                "Launches of PACKAGE that its dump keeps, the last (default 50)")
+        .named("N")
+        .from(1, 1'000'000);
+    verb.flag("--keep-name", arguments->keepName,
+              "Leave COMMAND's argv[0] alone, for a program that needs its own");
+    verb.flag("--stdin", arguments->givesInput,
+              "Let COMMAND read our standard input, which is /dev/null to it otherwise");
+    verb.flag("--tty", arguments->givesTerminal,
+              "Hand the terminal over to COMMAND: input, output and keys; no progress");
+    verb.flag("--fd-counts", options.fdCounts,
+              "Send the process's open descriptors too (hardened build)");
+    verb.flag("--json", arguments->json, "Print one JSON object");
+    verb.flag("--real-cpuset", arguments->realCpuset,
+              "Launch in the kernel's own top-app cpuset (root, cgroup version 1)");
+    verb.runs([arguments, &invocation] { return learn(*arguments, invocation); });
 }
 
 }  // namespace host

@@ -1,7 +1,7 @@
 // orvo-host plot: draws recorded launches.
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <deque>
+#include <memory>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -12,6 +12,7 @@
 #include "host/dump/launch_notes.h"
 #include "host/dump/picture_file.h"
 #include "host/dump/plot_script.h"
+#include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -128,29 +129,26 @@ int plot(const PlotArguments& arguments, const Invocation& invocation) {
 
 void addPlotVerb(CLI::App& app, Invocation& invocation) {
     const auto arguments = std::make_shared<PlotArguments>();
-    CLI::App* const verb =
-        addVerb(app, invocation, "plot", "Draw recorded launches", "PACKAGE|FILE.csv [OPTIONS]");
-    verb->add_option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
-        ->required();
-    addGenerationOption(*verb, arguments->generation);
-    CLI::Option* const all = verb->add_flag(
-        "--all", arguments->all, "Lay all launches over each other, the last 100 at most");
-    verb->add_option("--launch", arguments->launch,
-                     "Which launch, from 1 on (default the last with samples)")
-        ->type_name("N")
-        ->check(CLI::PositiveNumber)
-        ->excludes(all);
-    verb->add_option("-o,--output", arguments->file,
-                     "Picture to write, by its name's end: .svg, .png or .txt\n"
-                     "(default: in characters on standard output)")
-        ->type_name("FILE");
-    verb->add_option("--metric", arguments->metric,
-                     "Only this one: vmrss, oom or fd (default all with samples)")
-        ->type_name("M")
-        ->check(CLI::IsMember({"vmrss", "oom", "fd"}));
-    verb->callback([arguments, &invocation] {
-        invocation.verb = [arguments, &invocation] { return plot(*arguments, invocation); };
-    });
+    Verb verb(app, invocation, "plot", "Draw recorded launches", "PACKAGE|FILE.csv [OPTIONS]");
+    verb.option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
+        .isRequired();
+    addGenerationOption(verb, arguments->generation);
+    const VerbOption all = verb.flag("--all", arguments->all,
+                                     "Lay all launches over each other, the last 100 at most");
+    verb.option("--launch", arguments->launch,
+                "Which launch, from 1 on (default the last with samples)")
+        .named("N")
+        .isPositive()
+        .excludes(all);
+    verb.option("-o,--output", arguments->file,
+                "Picture to write, by its name's end: .svg, .png or .txt\n"
+                "(default: in characters on standard output)")
+        .named("FILE");
+    verb.option("--metric", arguments->metric,
+                "Only this one: vmrss, oom or fd (default all with samples)")
+        .named("M")
+        .isOneOf({"vmrss", "oom", "fd"});
+    verb.runs([arguments, &invocation] { return plot(*arguments, invocation); });
 }
 
 }  // namespace host

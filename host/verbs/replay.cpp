@@ -1,11 +1,13 @@
 // orvo-host replay: recorded series through the library's analysis again.
-#include <CLI/CLI.hpp>
+
+#include <memory>
 
 #include "host/base/exit_code.h"
 #include "host/dump/dump_file.h"
 #include "host/dump/launch_notes.h"
 #include "host/dump/replay_report.h"
 #include "host/library/log_sink.h"
+#include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
 #include "platform/tavo_log.h"
 
@@ -50,23 +52,20 @@ int replay(const ReplayArguments& arguments, const Invocation& invocation) {
 
 void addReplayVerb(CLI::App& app, Invocation& invocation) {
     const auto arguments = std::make_shared<ReplayArguments>();
-    CLI::App* const verb =
-        addVerb(app, invocation, "replay",
-                "Analyse recorded series again and compare with what was recorded",
-                "PACKAGE|FILE.csv [OPTIONS]");
-    verb->add_option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
-        ->required();
-    addGenerationOption(*verb, arguments->generation);
-    verb->add_option("--type", arguments->options.type,
-                     "Launch type (default: guessed from the number of samples)")
-        ->type_name("T");
-    verb->add_option("--subtype", arguments->options.subtype,
-                     "Launch subtype (default: one with which the results are equal)")
-        ->type_name("S");
-    verb->add_flag("--json", arguments->json, "Print one JSON object");
-    verb->callback([arguments, &invocation] {
-        invocation.verb = [arguments, &invocation] { return replay(*arguments, invocation); };
-    });
+    Verb verb(app, invocation, "replay",
+              "Analyse recorded series again and compare with what was recorded",
+              "PACKAGE|FILE.csv [OPTIONS]");
+    verb.option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
+        .isRequired();
+    addGenerationOption(verb, arguments->generation);
+    verb.option("--type", arguments->options.type,
+                "Launch type (default: guessed from the number of samples)")
+        .named("T");
+    verb.option("--subtype", arguments->options.subtype,
+                "Launch subtype (default: one with which the results are equal)")
+        .named("S");
+    verb.flag("--json", arguments->json, "Print one JSON object");
+    verb.runs([arguments, &invocation] { return replay(*arguments, invocation); });
 }
 
 }  // namespace host

@@ -1,7 +1,7 @@
 // orvo-host show: what is known of all packages or of one.
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <set>
 #include <unistd.h>
 
@@ -12,6 +12,7 @@
 #include "host/state/package_report.h"
 #include "host/state/state_folder.h"
 #include "host/state/store_reader.h"
+#include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
@@ -93,19 +94,15 @@ int show(const ShowArguments& arguments, const Invocation& invocation) {
 
 void addShowVerb(CLI::App& app, Invocation& invocation) {
     const auto arguments = std::make_shared<ShowArguments>();
-    CLI::App* const verb =
-        addVerb(app, invocation, "show", "Show what is known of all packages, or of one",
-                "[PACKAGE] [OPTIONS]");
-    verb->add_option("PACKAGE", arguments->package, "Only this one");
-    verb->add_flag("--generations", arguments->generations,
-                   "All generations that are known, erased ones too: erase begins one,\n"
-                   "and learn --label does for another version");
-    CLI::Option* const json = verb->add_flag("--json", arguments->json, "Print one JSON object");
-    verb->add_flag("--csv", arguments->csv, "Print a table of comma-separated values")
-        ->excludes(json);
-    verb->callback([arguments, &invocation] {
-        invocation.verb = [arguments, &invocation] { return show(*arguments, invocation); };
-    });
+    Verb verb(app, invocation, "show", "Show what is known of all packages, or of one",
+              "[PACKAGE] [OPTIONS]");
+    verb.option("PACKAGE", arguments->package, "Only this one");
+    verb.flag("--generations", arguments->generations,
+              "All generations that are known, erased ones too: erase begins one,\n"
+              "and learn --label does for another version");
+    const VerbOption json = verb.flag("--json", arguments->json, "Print one JSON object");
+    verb.flag("--csv", arguments->csv, "Print a table of comma-separated values").excludes(json);
+    verb.runs([arguments, &invocation] { return show(*arguments, invocation); });
 }
 
 }  // namespace host

@@ -18,6 +18,7 @@ class App;
 namespace host {
 
 struct DumpSource;
+class Verb;
 
 /// How the program was called, as far as all verbs share it.
 struct Invocation {
@@ -55,22 +56,13 @@ void addExplainVerb(CLI::App& app, Invocation& invocation);
 void addPlotVerb(CLI::App& app, Invocation& invocation);
 void addReplayVerb(CLI::App& app, Invocation& invocation);
 
-/// Adds a verb with the common options and a usage line of its own.
-CLI::App* addVerb(CLI::App& app, Invocation& invocation, const std::string& name,
-                  const std::string& description, const std::string& usage);
-
-/// The usage line says where COMMAND goes, which the parser does not know of.
-void useUsage(CLI::App& app, const std::string& usage);
-
-void addCommonOptions(CLI::App& app, Invocation& invocation);
-
 /// The dump that an argument names; a package's is in the state folder, which must
 /// be there (existingState), and of its newest generation unless another is given.
 /// Throws HostError.
 DumpSource dumpGivenAs(const std::string& argument, const std::string& generation,
                        const Invocation& invocation);
 
-void addGenerationOption(CLI::App& verb, std::string& generation);
+void addGenerationOption(Verb& verb, std::string& generation);
 
 /// All that the generations' file and the history tell of. Throws HostError.
 Generations readGenerations(const StateFolder& state, const HistoryContents& history);

@@ -1,6 +1,6 @@
 // orvo-host watch: stays, and lets the library learn every launch that it sees.
-#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <memory>
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
@@ -12,6 +12,7 @@
 #include "host/root/device_root.h"
 #include "host/state/watch_lock.h"
 #include "host/verbs/generation_steps.h"
+#include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
 #include "host/watch/watch_cost.h"
 #include "host/watch/watch_session.h"
@@ -126,37 +127,35 @@ int watch(WatchArguments& arguments, const Invocation& invocation) {
 
 void addWatchVerb(CLI::App& app, Invocation& invocation) {
     const auto arguments = std::make_shared<WatchArguments>();
-    CLI::App* const verb = addVerb(app, invocation, "watch",
-                                   "Stay and learn every launch in the top-app task list, until "
-                                   "TERM or INT",
-                                   "[OPTIONS]");
-    verb->add_option("--rules", arguments->rulesFile,
-                     "File of lines PATTERN WINDOW, short (default), extended or long, or\n"
-                     "PATTERN TYPE [SUBTYPE]: with which window which packages are launched")
-        ->type_name("FILE");
-    verb->add_option("--interval-ms", arguments->options.intervalMs,
-                     "Time between two looks at the task list (default 50)")
-        ->type_name("N")
-        ->check(CLI::Range(5, 10'000));
-    verb->add_option("--look-after", arguments->lookAfterSeconds,
-                     "Tell of a launch when it was looked at for so long behind the library's\n"
-                     "window, to see whether memory stays (default: as long as the window;\n"
-                     "0: at once)")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, 3600.0));
-    verb->add_flag("--dump", arguments->dump, "Write each launch's series to the dumps folder");
-    verb->add_option("--keep-dumps", arguments->dumpsKept,
-                     "Launches of a package that its dump keeps, the last (default 50)")
-        ->type_name("N")
-        ->check(CLI::Range(1, 1'000'000));
-    verb->add_flag("--json", arguments->json, "Print one JSON object a line");
-    verb->add_flag("--cost", arguments->cost,
-                   "Only print what the orvo-host that watches the state folder costs");
-    verb->add_flag("--real-cpuset", arguments->realCpuset,
-                   "Watch the kernel's own top-app cpuset (root, cgroup version 1)");
-    verb->callback([arguments, &invocation] {
-        invocation.verb = [arguments, &invocation] { return watch(*arguments, invocation); };
-    });
+    Verb verb(app, invocation, "watch",
+              "Stay and learn every launch in the top-app task list, until "
+              "TERM or INT",
+              "[OPTIONS]");
+    verb.option("--rules", arguments->rulesFile,
+                "File of lines PATTERN WINDOW, short (default), extended or long, or\n"
+                "PATTERN TYPE [SUBTYPE]: with which window which packages are launched")
+        .named("FILE");
+    verb.option("--interval-ms", arguments->options.intervalMs,
+                "Time between two looks at the task list (default 50)")
+        .named("N")
+        .from(5, 10'000);
+    verb.option("--look-after", arguments->lookAfterSeconds,
+                "Tell of a launch when it was looked at for so long behind the library's\n"
+                "window, to see whether memory stays (default: as long as the window;\n"
+                "0: at once)")
+        .named("SECONDS")
+        .from(0.0, 3600.0);
+    verb.flag("--dump", arguments->dump, "Write each launch's series to the dumps folder");
+    verb.option("--keep-dumps", arguments->dumpsKept,
+                "Launches of a package that its dump keeps, the last (default 50)")
+        .named("N")
+        .from(1, 1'000'000);
+    verb.flag("--json", arguments->json, "Print one JSON object a line");
+    verb.flag("--cost", arguments->cost,
+              "Only print what the orvo-host that watches the state folder costs");
+    verb.flag("--real-cpuset", arguments->realCpuset,
+              "Watch the kernel's own top-app cpuset (root, cgroup version 1)");
+    verb.runs([arguments, &invocation] { return watch(*arguments, invocation); });
 }
 
 }  // namespace host

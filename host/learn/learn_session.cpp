@@ -210,8 +210,8 @@ std::optional<LaunchResult> LearnSession::tryOnce(int number) {
     if (result.outcome == LaunchOutcome::kNotFound) mNamesShown = launch.shownName.names();
     note(result, launchedAtUnixMs);
     if (mOptions.keep) {
-        mOptions.keep(
-            {launch.watch.recorded(), result, launch.command.releasedMs(), launchedAtUnixMs, mKind});
+        mOptions.keep({launch.watch.recorded(), result, launch.command.releasedMs(),
+                       launchedAtUnixMs, mKind});
     }
     return result;
 }

@@ -101,6 +101,7 @@ class Estimate {
 public:
     Estimate(const Levels& series, std::size_t streak)
         : mSize(series.size()),
+          mStreak(streak),
           mTail(std::max(streak, mSize / kTailShare)),
           mNoise(noiseKb(series, streak)),
           mSmooth(withoutSpikes(series, streak, mNoise)) {
@@ -210,20 +211,31 @@ private:
     /// Where a straight piece leads right into the level, the launch has settled
     /// where its line meets it, which is later than where it comes near.
     void goStraightIn(std::size_t at, SecondOpinion& opinion) const {
-        for (const Segment& piece : mPieces) {
+        const double noise = std::max(mNoise, noiseOfGrowth(at));
+        const double reach = noiseReach(mSize) * noise;
+        for (const Segment& piece : noise > mNoise ? straightPieces(mSmooth, noise) : mPieces) {
             if (!leadsIn(piece, at)) continue;
             const double slope = std::fabs(piece.slope());
             const double meets =
                 static_cast<double>(piece.begin) + (mLevel - piece.first) / piece.slope();
             // Where the piece ends is as uncertain as noise makes a sample, and
             // a mean over swings bends half a swing before the level.
-            const double unsure = 1 + reachOf(1) / slope + mSwingSamples / 2;
+            const double unsure = 1 + reach / slope + mSwingSamples / 2;
             const bool isEarlier = mSwingSamples == 0 && meets < static_cast<double>(at);
             const double beyond = std::fabs(meets - static_cast<double>(piece.end));
             if (isEarlier || beyond > unsure || meets >= static_cast<double>(mSize)) continue;
             opinion.settledAt = static_cast<std::size_t>(std::lround(meets));
-            opinion.errorSamples = 1 + 2 * reachOf(piece.samples()) / slope;
+            opinion.errorSamples =
+                1 + 2 * reach / std::sqrt(static_cast<double>(piece.samples())) / slope;
         }
+    }
+
+    /// Memory comes in lots, which make even growth noisy where the level is not.
+    /// Those beyond the tolerance are steps.
+    double noiseOfGrowth(std::size_t end) const {
+        const Levels growth(mSmooth.begin(), mSmooth.begin() + static_cast<std::ptrdiff_t>(end));
+        const double noise = noiseKb(growth, mStreak);
+        return noiseReach(mSize) * noise < tolerance() ? noise : 0.0;
     }
 
     /// Only a long way is taken for straight to its end, and by a piece that
@@ -238,6 +250,7 @@ private:
     }
 
     std::size_t mSize;
+    std::size_t mStreak;
     std::size_t mTail;
     double mNoise;
     Levels mSmooth;

@@ -81,6 +81,9 @@ TEST(SecondOpinion, FindsWhereTheLastLevelBegins) {
     for (int i = 0; i < 15; ++i)
         longTeeth = longTeeth + ramp(20, 60'000, 300);
     const Memory longRamp = ramp(200, 20'000, 200) + level(600, 60'000);
+    Memory lots = longRamp;
+    for (std::int32_t& kb : lots)
+        kb = 20'000 + (kb - 20'000) / 130 * 130;
     const struct {
         const char* name;
         Memory memory;
@@ -97,6 +100,7 @@ TEST(SecondOpinion, FindsWhereTheLastLevelBegins) {
         {"a collector's teeth", teeth, 12, 4},
         {"long teeth", longTeeth, 100, 10},
         {"a long ramp, to its very end", longRamp, 200, 0},
+        {"a long ramp in lots", lots, 200, 1},
         {"a long ramp under noise", shaken(longRamp, 1500), 200, 8},
         {"a step after the window", kSettles + level(10, 44'000) + level(24, 50'000), 44, 0},
     };

@@ -117,8 +117,10 @@ TEST_F(RecordedDumpTest, EveryKindOfLaunchIsWrittenAsTheLibraryWouldWriteIt) {
     expectTheSame(1, 0, "\nFinal : ");
     EXPECT_EQ(mRecorder.launch().sampleBudget, 34U);
     EXPECT_GT(mRecorder.launch().finalIndex, 0);
-    EXPECT_THAT(mRecorder.launch().memoryEndpoints,
-                testing::ElementsAre(mRecorder.launch().finalIndex));
+    EXPECT_EQ(mRecorder.launch().memoryEndpoints.size(), 1U);
+    if (!kTakesFdCounts) {  // which settle last
+        EXPECT_EQ(mRecorder.launch().memoryEndpoints.front(), mRecorder.launch().finalIndex);
+    }
     mOnSample = [](int) {};
     expectTheSame(1, 2, "mVmRssYoungest");  // steady: undecided
     mOnSample = [this](int sample) {

@@ -1,4 +1,5 @@
-// The reader of the history, from the text to what show prints of it.
+// The readers of the history and the generations, from the text to what show
+// prints of it.
 #include <algorithm>
 
 #include "fuzz/support.h"
@@ -34,11 +35,19 @@ std::size_t requireLines(std::string_view text) {
 
 std::vector<host::StoredPackage> packagesIn(const host::HistoryContents& history) {
     std::vector<host::StoredPackage> packages;
-    for (const auto& [name, launches] : history.byPackage) {
-        fuzz::require(launches.lastLaunchedAtUnixMs.has_value());
+    for (const auto& [name, generations] : history.byPackage)
         packages.emplace_back().name = name;
-    }
     return packages;
+}
+
+void requireGenerations(std::string_view text) {
+    std::string written;
+    try {
+        written = host::Generations::parse(text).toText();
+    } catch (const std::exception&) {
+        return;
+    }
+    fuzz::require(host::Generations::parse(written).toText() == written);
 }
 
 }  // namespace
@@ -50,16 +59,22 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     host::addHistory(history, fuzz::readsOf(text));
     fuzz::require(history.entries + history.unreadableLines <= lines);
 
+    host::Generations generations;
+    generations.add(history);
     const std::vector<host::StoredPackage> packages = packagesIn(history);
-    const host::Json printed = host::Json::parse(host::renderJson(packages, history));
+    const host::Json printed = host::Json::parse(host::renderJson(packages, history, generations));
     fuzz::require(printed["packages"].size() == packages.size());
     for (std::size_t i = 0; i < packages.size(); ++i) {
-        const host::PackageHistory& launches = history.of(packages[i].name);
+        const std::int32_t newest = generations.newestOf(packages[i].name).number;
+        const host::PackageHistory& launches = history.of(packages[i].name, newest);
         const host::Json& package = printed["packages"][i];
-        fuzz::require(package["last_launched_at_unix_ms"] == *launches.lastLaunchedAtUnixMs);
+        fuzz::require(package["generation"] == newest);
+        fuzz::require(package["last_launched_at_unix_ms"].is_null() ==
+                      !launches.lastLaunchedAtUnixMs);
         fuzz::require(package["launches_measured"].is_null() == launches.endpointsMs.empty());
     }
-    host::renderCsv(packages, history, false);
-    host::renderText(packages, history);
+    host::renderCsv(packages, history, generations, false);
+    host::renderText(packages, history, generations);
+    requireGenerations(text);
     return 0;
 }

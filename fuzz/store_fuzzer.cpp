@@ -40,8 +40,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         const std::vector<host::StoredPackage> packages = host::StoreReader(path).packages();
         for (const host::StoredPackage& package : packages)
             fuzz::require(host::StoreReader(path).package(package.name).name == package.name);
-        host::renderJson(packages);
-        host::renderText(packages);
+        host::renderJson(packages, {}, {});
+        host::renderText(packages, {}, {});
     } catch (const host::HostError& error) {
         fuzz::require(error.code() == host::kEnvironment);
     }

@@ -150,7 +150,7 @@ private:
         addEndpoints(marks);
         addOpinion(marks);
         addWindowsEnd(marks);
-        mBuilder.addMarks(std::move(marks));
+        mBuilder.addMarks(marks);
     }
 
     std::string inKey(const std::string& text) const { return mSurface.hasKey ? text : ""; }

@@ -78,7 +78,7 @@ void PanelBuilder::addPlot(const std::string& what, const std::string& style, ch
     if (!title.empty()) mKey.push_back(std::string(1, letter) + "  " + title);
 }
 
-void PanelBuilder::addMarks(std::vector<Mark> marks) {
+void PanelBuilder::addMarks(const std::vector<Mark>& marks) {
     std::ostringstream out;
     out.precision(kDigits);
     for (const Mark& mark : marks) {

@@ -78,7 +78,7 @@ public:
     void addPlot(const std::string& what, const std::string& style, char letter,
                  const std::string& title);
 
-    void addMarks(std::vector<Mark> marks);
+    void addMarks(const std::vector<Mark>& marks);
 
     Panel build() const;
 

@@ -84,7 +84,7 @@ void adviseOnChild(const LearnReport& report, const AdviceContext& context, Line
 std::string longerSampling(const LaunchKind& kind) {
     const Window window = windowOf(kind);
     if (window == Window::kLong) return "it cannot be learned unless it comes to rest";
-    const std::string longer = windowOption(Window::kLong) + " samples for up to a minute";
+    std::string longer = windowOption(Window::kLong) + " samples for up to a minute";
     if (window == Window::kExtended) return longer;
     return windowOption(Window::kExtended) + " samples for three seconds, " + longer;
 }

@@ -27,8 +27,8 @@ namespace host {
 struct LearnedLaunch {
     const RecordedLaunch& recorded;
     const LaunchResult& result;
-    double startedAtMs;  ///< when the program started, on the steady clock
-    std::int64_t launchedAtUnixMs;
+    double startedAtMs = 0;  ///< when the program started, on the steady clock
+    std::int64_t launchedAtUnixMs = 0;
     LaunchKind kind;
 };
 

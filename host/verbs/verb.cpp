@@ -136,7 +136,7 @@ VerbOption Verb::flag(const std::string& name, bool& value, const std::string& h
     return VerbOption(mVerb->add_flag(name, value, help));
 }
 
-void Verb::runs(std::function<int()> run) {
+void Verb::runs(const std::function<int()>& run) {
     mVerb->callback([&invocation = mInvocation, run] { invocation.verb = run; });
 }
 

@@ -46,7 +46,7 @@ public:
     VerbOption flag(const std::string& name, bool& value, const std::string& help);
 
     /// What it does when it was called; returns the exit code.
-    void runs(std::function<int()> run);
+    void runs(const std::function<int()>& run);
 
 private:
     CLI::App* mVerb;

@@ -29,6 +29,26 @@ void passOn(int signal) {
     if (commandPid > 0) kill(commandPid, signal);
 }
 
+// What is passed on, while there is nobody yet to pass it on to.
+class SignalPause {
+public:
+    SignalPause() {
+        sigset_t passedOn;
+        sigemptyset(&passedOn);
+        for (const int signal : {SIGTERM, SIGHUP})
+            sigaddset(&passedOn, signal);
+        sigprocmask(SIG_BLOCK, &passedOn, &mBefore);
+    }
+    ~SignalPause() { end(); }
+    SignalPause(const SignalPause&) = delete;
+    SignalPause& operator=(const SignalPause&) = delete;
+
+    void end() const { sigprocmask(SIG_SETMASK, &mBefore, nullptr); }
+
+private:
+    sigset_t mBefore{};
+};
+
 void setSignals() {
     for (const int signal : {SIGINT, SIGQUIT})
         std::signal(signal, SIG_IGN);
@@ -51,9 +71,10 @@ void joinKernelList(const std::string& taskList) {
 }
 
 // Runs before any other thread of ours, so that nothing is forbidden here.
-[[noreturn]] void becomeCommand(const CommandLine& command) {
+[[noreturn]] void becomeCommand(const CommandLine& command, const SignalPause& pause) {
     prctl(PR_SET_PDEATHSIG, SIGHUP);  // as if its terminal were gone
     resetSignals();
+    pause.end();
     std::vector<std::string> words = command.arguments;
     execv(command.file.c_str(), pointersTo(words).data());
     const int error = errno;
@@ -94,6 +115,15 @@ bool keepListed(TaskListKeeper& keeper, const ProcessTree& tree) {
     }
 }
 
+pid_t start(const CommandLine& command) {
+    const SignalPause pause;
+    setSignals();
+    const pid_t child = forkProcess();
+    if (child == 0) becomeCommand(command, pause);
+    commandPid = child;
+    return child;
+}
+
 int tendUntilEnd(pid_t command, const std::string& name, ProcessTree& tree,
                  std::optional<TaskListKeeper>& keeper) {
     const timespec period{0, kLookPeriodNs};
@@ -118,10 +148,7 @@ int runJoined(const CommandLine& command, const std::string& taskList) {
     }
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     ProcessTree tree;
-    setSignals();
-    const pid_t child = forkProcess();
-    if (child == 0) becomeCommand(command);
-    commandPid = child;
+    const pid_t child = start(command);
     return tendUntilEnd(child, command.arguments.front(), tree, keeper);
 }
 

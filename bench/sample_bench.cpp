@@ -251,7 +251,7 @@ void benchSample(const Effort& effort, Table& table) {
                session.ratio("libproc2", "pread"), "times");
     const double linesShare = session.ratio("lines", "library");
     table.tell("the log lines of one sample", "one sample", linesShare, "times");
-    table.atMost("what orvo-host adds by following these lines", "one sample",
+    table.atMost("following these lines, as the host does", "one sample",
                  session.ratio("followed lines", "library") - linesShare, 0.1, "times");
     table.atMost("one sample: system calls", "", systemCallsPerSample(subject), 5);
 }

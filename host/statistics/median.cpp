@@ -1,0 +1,80 @@
+// Medians, and how far they can be believed.
+#include "host/statistics/median.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+namespace host {
+namespace {
+
+constexpr double kConfidence = 0.95;
+
+/// The probability that at most `most` of `count` tossed coins show heads.
+double atMostHeads(std::size_t most, std::size_t count) {
+    const auto n = static_cast<double>(count);
+    double sum = 0;
+    for (std::size_t heads = 0; heads <= most; ++heads) {
+        const auto k = static_cast<double>(heads);
+        sum += std::exp(std::lgamma(n + 1) - std::lgamma(k + 1) - std::lgamma(n - k + 1) -
+                        n * std::log(2.0));
+    }
+    return sum;
+}
+
+/// Of the interval from the value at `rank`, counted from 0, to its counterpart
+/// from the end.
+double confidenceOf(std::size_t rank, std::size_t count) {
+    return 1 - 2 * atMostHeads(rank, count);
+}
+
+}  // namespace
+
+double medianOf(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    if (values.size() % 2 == 1) return *middle;
+    return (*std::max_element(values.begin(), middle) + *middle) / 2;
+}
+
+std::optional<Interval> medianInterval(std::vector<double> values) {
+    const std::size_t count = values.size();
+    if (count == 0 || confidenceOf(0, count) < kConfidence) return std::nullopt;
+    std::sort(values.begin(), values.end());
+    std::size_t rank = 0;
+    while (confidenceOf(rank + 1, count) >= kConfidence)
+        ++rank;
+    // The wider interval has more than is asked for, the next one less.
+    const double wider = confidenceOf(rank, count);
+    const double narrower = confidenceOf(rank + 1, count);
+    const double share = (wider - kConfidence) / (wider - narrower);
+    const auto n = static_cast<double>(count);
+    const auto r = static_cast<double>(rank + 1);
+    const double inwards = (n - r) * share / (r + (n - 2 * r) * share);
+    const auto between = [&](double outer, double inner) {
+        return outer + inwards * (inner - outer);
+    };
+    return Interval{between(values[rank], values[rank + 1]),
+                    between(values[count - 1 - rank], values[count - 2 - rank])};
+}
+
+int trendOf(const std::vector<double>& values) {
+    constexpr double kOneInAHundred = 2.576;  // normal deviations, on both sides
+    const auto n = static_cast<double>(values.size());
+    double score = 0;
+    std::map<double, double> ties;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        ++ties[values[i]];
+        for (std::size_t j = 0; j < i; ++j)
+            score += static_cast<double>(values[j] < values[i]) -
+                     static_cast<double>(values[i] < values[j]);
+    }
+    double variance = n * (n - 1) * (2 * n + 5);
+    for (const auto& [value, count] : ties)
+        variance -= count * (count - 1) * (2 * count + 5);
+    if (variance <= 0 || std::fabs(score) - 1 <= kOneInAHundred * std::sqrt(variance / 18))
+        return 0;
+    return score > 0 ? 1 : -1;
+}
+
+}  // namespace host

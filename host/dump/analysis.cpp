@@ -34,8 +34,11 @@ public:
         mLearner.churnForStablizingPoints(
             0, isLong ? host::kLongLaunchStreak : host::kShortLaunchStreak);
         if (mLearner.mCsvDumpEnabled) mLearner.exportToFile();
+        mTopValues = {{mLearner.mVmRssTop12, mLearner.mOOMScroeTop12, mLearner.mFDCountTop12}};
         mLearner.clearIntermediates();
     }
+
+    const host::PerMetric<host::Series>& topValues() const { return mTopValues; }
 
     host::EvaluationResult result() const {
         host::EvaluationResult result;
@@ -50,6 +53,7 @@ public:
 
 private:
     OrvoLearner mLearner;
+    host::PerMetric<host::Series> mTopValues;
 };
 
 namespace host {
@@ -72,6 +76,10 @@ EvaluationResult Analysis::evaluate(const PerMetric<Series>& series, const Serie
     mLearner->setSeries(series, seen);
     mLearner->evaluate();
     return mLearner->result();
+}
+
+const PerMetric<Series>& Analysis::topValues() const {
+    return mLearner->topValues();
 }
 
 void Analysis::abort() {

@@ -36,6 +36,9 @@ public:
     /// The next evaluation, of the first `seen` samples.
     EvaluationResult evaluate(const PerMetric<Series>& series, const SeriesLengths& seen);
 
+    /// The values that occurred most often in the last evaluation, as a dump has them.
+    const PerMetric<Series>& topValues() const;
+
     /// The launch is stopped before the next evaluation.
     void abort();
 

@@ -38,6 +38,14 @@ void dropLoneLast(Levels& series, std::size_t streak, double reach) {
     if (*high - *low <= allowed) *last = *(last - 1);
 }
 
+/// 0 for none; of an even number the larger of the middle two.
+double upperMedianOf(Levels values) {
+    if (values.empty()) return 0.0;
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
 /// From the second differences of samples `lag` apart, in the last half.
 double noiseAtLag(const Levels& series, std::size_t lag) {
     // A normal deviation is 1.4826 median magnitudes; a second difference has
@@ -46,17 +54,10 @@ double noiseAtLag(const Levels& series, std::size_t lag) {
     Levels differences;
     for (std::size_t i = std::max(series.size() / 2, lag); i + lag < series.size(); ++i)
         differences.push_back(std::fabs(series[i - lag] - 2 * series[i] + series[i + lag]));
-    return medianOf(std::move(differences)) * kMedianToDeviation;
+    return upperMedianOf(std::move(differences)) * kMedianToDeviation;
 }
 
 }  // namespace
-
-double medianOf(Levels values) {
-    if (values.empty()) return 0.0;
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
 
 double noiseKb(const Levels& series, std::size_t streak) {
     return std::max({kPageKb, noiseAtLag(series, 1), noiseAtLag(series, streak / 2)});

@@ -13,9 +13,6 @@ using Levels = std::vector<double>;  ///< kB, one per sample
 constexpr double kToleranceShare = 0.01;
 constexpr double kPageKb = 4.0;
 
-/// 0 for none. Reorders its copy.
-double medianOf(Levels values);
-
 /// The deviation of one sample from the level beneath, from the second
 /// differences of the series' last half, which levels and even growth leave at
 /// nothing and which are mostly behind the launch. Of neighbours and of samples

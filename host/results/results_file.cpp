@@ -1,0 +1,306 @@
+// The file of results that measure writes, and compare, export and report read.
+#include "host/results/results_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "host/base/exit_code.h"
+#include "host/base/json_text.h"
+#include "host/base/printable.h"
+#include "host/base/regular_file.h"
+#include "host/base/whole_file.h"
+#include "host/statistics/median.h"
+
+namespace host {
+namespace {
+
+// A thousand launches of the long window take 30 MB.
+constexpr std::size_t kLargestSize = std::size_t{256} << 20U;
+constexpr std::size_t kMostMeasurements = 2;
+constexpr const char* kKind = "orvo measurements";
+
+Json jsonOf(const Machine& machine) {
+    return {{"host", machine.host},           {"architecture", machine.architecture},
+            {"processor", machine.processor}, {"processors", machine.processors},
+            {"memory_kb", machine.memoryKb},  {"kernel", machine.kernel},
+            {"library", machine.library}};
+}
+
+/// For whoever reads the file without us; it is not read back.
+Json summaryOf(const std::vector<MeasuredLaunch>& launches) {
+    std::vector<double> settledMs;
+    for (const MeasuredLaunch& launch : launches) {
+        if (launch.settledMs()) settledMs.push_back(*launch.settledMs());
+    }
+    const auto isDoubted = [](const MeasuredLaunch& launch) { return launch.isDoubted(); };
+    Json summary{{"runs", launches.size()},
+                 {"settled", settledMs.size()},
+                 {"doubted", std::count_if(launches.begin(), launches.end(), isDoubted)},
+                 {"median_ms", nullptr},
+                 {"median_interval_ms", nullptr},
+                 {"smallest_ms", nullptr},
+                 {"largest_ms", nullptr}};
+    if (settledMs.empty()) return summary;
+    summary["median_ms"] = medianOf(settledMs);
+    if (const std::optional<Interval> interval = medianInterval(settledMs))
+        summary["median_interval_ms"] = {interval->low, interval->high};
+    summary["smallest_ms"] = *std::min_element(settledMs.begin(), settledMs.end());
+    summary["largest_ms"] = *std::max_element(settledMs.begin(), settledMs.end());
+    return summary;
+}
+
+Json jsonOf(const MeasuredLaunch& launch) {
+    Json json{{"run", launch.run},
+              {"launched_at_unix_ms", launch.launchedAtUnixMs},
+              {"outcome", launch.outcome},
+              {"endpoint_ms", orNull(launch.endpointMs)}};
+    addAssessment(json, launch.assessment);
+    json["hunt_time_ms"] = orNull(launch.huntTimeMs);
+    json["final_index"] = orNull(launch.finalIndex);
+    json["aborted"] = launch.isAborted;
+    for (const Metric metric : kMetrics)
+        json[traitsOf(metric).jsonName] = launch.series[metric];
+    json["sampled_since_start_ms"] = launch.sampledAtMs;
+    json["look_after_kb"] = launch.lookAfterKb;
+    json["evaluations"] = Json::array();
+    for (const SeriesLengths& lengths : launch.evaluations)
+        json["evaluations"].push_back(lengths.values);
+    return json;
+}
+
+Json jsonOf(const Measurement& measurement) {
+    Json json{{"name", measurement.name},
+              {"command", measurement.command},
+              {"measured_at_unix_ms", measurement.measuredAtUnixMs},
+              {"launch_type", measurement.kind.type},
+              {"launch_subtype", measurement.kind.subtype},
+              {"window", windowName(windowOf(measurement.kind))},
+              {"machine", jsonOf(measurement.machine)},
+              {"summary", summaryOf(measurement.launches)},
+              {"launches", Json::array()}};
+    for (const MeasuredLaunch& launch : measurement.launches)
+        json["launches"].push_back(jsonOf(launch));
+    return json;
+}
+
+/// Says what was being read when a value turned out to be none.
+class Place {
+public:
+    explicit Place(std::string name) : mName(std::move(name)) {}
+
+    void enter(const std::string& place) { mPlace = place; }
+
+    [[noreturn]] void refuse(const std::string& why) const {
+        throw HostError(kUsage, printable(mName) + ": " + mPlace + why);
+    }
+
+private:
+    const std::string mName;
+    std::string mPlace;
+};
+
+[[noreturn]] void refuse(const char* member, const std::string& why) {
+    throw std::invalid_argument('\'' + std::string(member) + "' " + why);
+}
+
+const Json& memberOf(const Json& object, const char* name) {
+    const auto found = object.is_object() ? object.find(name) : object.end();
+    if (!object.is_object() || found == object.end()) refuse(name, "is missing");
+    return *found;
+}
+
+template <typename T>
+T integerIn(const Json& object, const char* name, T smallest = 0) {
+    const Json& value = memberOf(object, name);
+    try {
+        const T integer = integerOf<T>(value);
+        if (integer >= smallest) return integer;
+    } catch (const std::exception&) {
+    }
+    refuse(name, "is no number that it can be");
+}
+
+std::optional<std::int32_t> orNone(const Json& object, const char* name) {
+    if (memberOf(object, name).is_null()) return std::nullopt;
+    return integerIn<std::int32_t>(object, name);
+}
+
+std::string textIn(const Json& object, const char* name) {
+    const Json& value = memberOf(object, name);
+    if (!value.is_string()) refuse(name, "is no text");
+    return value.get<std::string>();
+}
+
+const Json& listIn(const Json& object, const char* name) {
+    const Json& value = memberOf(object, name);
+    if (!value.is_array()) refuse(name, "is no list");
+    return value;
+}
+
+template <typename T>
+std::vector<T> integersIn(const Json& object, const char* name, std::size_t most) {
+    std::vector<T> values;
+    const Json& list = listIn(object, name);
+    if (list.size() > most) refuse(name, "is longer than it can be");
+    try {
+        for (const Json& value : list)
+            values.push_back(integerOf<T>(value));
+    } catch (const std::exception&) {
+        refuse(name, "holds what is no number that it can be");
+    }
+    return values;
+}
+
+std::vector<std::string> textsIn(const Json& object, const char* name) {
+    std::vector<std::string> texts;
+    for (const Json& text : listIn(object, name)) {
+        if (!text.is_string()) refuse(name, "holds what is no text");
+        texts.push_back(text.get<std::string>());
+    }
+    return texts;
+}
+
+Machine machineIn(const Json& json) {
+    return {textIn(json, "host"),
+            textIn(json, "architecture"),
+            textIn(json, "processor"),
+            integerIn<std::int32_t>(json, "processors"),
+            integerIn<std::int64_t>(json, "memory_kb"),
+            textIn(json, "kernel"),
+            textIn(json, "library")};
+}
+
+Assessment assessmentOf(const Json& json) {
+    Assessment assessment{orNone(json, "since_start_ms"), std::nullopt,
+                          orNone(json, "second_opinion_ms"),
+                          orNone(json, "second_opinion_error_ms")};
+    if (!memberOf(json, "doubts").is_null()) assessment.doubts = textsIn(json, "doubts");
+    return assessment;
+}
+
+std::vector<SeriesLengths> evaluationsIn(const Json& json, const PerMetric<Series>& series) {
+    std::vector<SeriesLengths> evaluations;
+    for (const Json& list : listIn(json, "evaluations")) {
+        SeriesLengths lengths;
+        if (!list.is_array() || list.size() != kMetricCount)
+            refuse("evaluations", "does not hold three lengths each");
+        for (const Metric metric : kMetrics) {
+            const Json& length = list[static_cast<std::size_t>(metric)];
+            lengths[metric] = integerOf<std::uint32_t>(length);
+            if (lengths[metric] > series[metric].size())
+                refuse("evaluations", "counts more samples than there are");
+        }
+        evaluations.push_back(lengths);
+    }
+    return evaluations;
+}
+
+MeasuredLaunch launchIn(const Json& json) {
+    MeasuredLaunch launch;
+    launch.run = integerIn<std::int32_t>(json, "run", 1);
+    launch.launchedAtUnixMs = integerIn<std::int64_t>(json, "launched_at_unix_ms");
+    launch.outcome = textIn(json, "outcome");
+    launch.endpointMs = orNone(json, "endpoint_ms");
+    launch.huntTimeMs = orNone(json, "hunt_time_ms");
+    launch.assessment = assessmentOf(json);
+    for (const Metric metric : kMetrics) {
+        launch.series[metric] =
+            integersIn<std::int32_t>(json, traitsOf(metric).jsonName, kMostSamples);
+    }
+    launch.sampledAtMs = integersIn<std::int32_t>(json, "sampled_since_start_ms",
+                                                  launch.series[Metric::kVmRss].size());
+    launch.lookAfterKb = integersIn<std::int32_t>(json, "look_after_kb", kLargestSize);
+    launch.evaluations = evaluationsIn(json, launch.series);
+    launch.finalIndex = orNone(json, "final_index");
+    if (launch.finalIndex && *launch.finalIndex >= static_cast<std::int32_t>(kMostSamples))
+        refuse("final_index", "is no number that it can be");
+    const Json& aborted = memberOf(json, "aborted");
+    if (!aborted.is_boolean()) refuse("aborted", "is neither true nor false");
+    launch.isAborted = aborted.get<bool>();
+    return launch;
+}
+
+Measurement measurementIn(const Json& json, Place& place, const std::string& where) {
+    Measurement measurement;
+    measurement.name = textIn(json, "name");
+    measurement.command = textsIn(json, "command");
+    measurement.measuredAtUnixMs = integerIn<std::int64_t>(json, "measured_at_unix_ms");
+    measurement.kind.type = integerIn<std::int32_t>(json, "launch_type");
+    measurement.kind.subtype = integerIn<std::int32_t>(json, "launch_subtype", -1);
+    const std::string fault = launchKindFault(measurement.kind);
+    if (!fault.empty()) throw std::invalid_argument("launch " + fault);
+    measurement.machine = machineIn(memberOf(json, "machine"));
+    for (const Json& launch : listIn(json, "launches")) {
+        place.enter(where + "launch " + std::to_string(measurement.launches.size() + 1) + ": ");
+        measurement.launches.push_back(launchIn(launch));
+    }
+    return measurement;
+}
+
+// What is whole ends in the object's brace.
+bool isCutOff(std::string_view text) {
+    const std::size_t last = text.find_last_not_of(" \t\r\n");
+    return last == std::string_view::npos || text[last] != '}';
+}
+
+Json objectIn(std::string_view text, const Place& place) {
+    if (isCutOff(text)) place.refuse("is cut off, or no results file of orvo-host measure");
+    Json json = Json::parse(text, nullptr, false);
+    const bool isOurs = json.is_object() && json.value("kind", Json()) == kKind;
+    if (!isOurs) place.refuse("is no results file of orvo-host measure");
+    const Json version = json.value("schema_version", Json());
+    if (version != kResultsSchemaVersion) {
+        place.refuse("has " +
+                     (version.is_number_integer() ? "the schema version " + version.dump()
+                                                  : std::string("no schema version")) +
+                     ", and this orvo-host reads " + std::to_string(kResultsSchemaVersion) +
+                     "; measure anew, or use the orvo-host that wrote it");
+    }
+    return json;
+}
+
+}  // namespace
+
+std::string renderResults(const Results& results) {
+    Json json{{"schema_version", kResultsSchemaVersion},
+              {"kind", kKind},
+              {"measurements", Json::array()}};
+    for (const Measurement& measurement : results)
+        json["measurements"].push_back(jsonOf(measurement));
+    return jsonLine(json);
+}
+
+Results parseResults(std::string_view text, const std::string& name) {
+    Place place(name);
+    const Json json = objectIn(text, place);
+    Results results;
+    try {
+        const Json& list = listIn(json, "measurements");
+        if (list.empty() || list.size() > kMostMeasurements)
+            refuse("measurements", "holds neither one nor two");
+        for (const Json& measurement : list) {
+            const std::string where = list.size() == 1  ? ""
+                                      : results.empty() ? "first, "
+                                                        : "second, ";
+            place.enter(where);
+            results.push_back(measurementIn(measurement, place, where));
+        }
+    } catch (const std::exception& error) {
+        place.refuse(error.what());
+    }
+    return results;
+}
+
+Results readResults(const std::string& file) {
+    const UniqueFd opened = openGivenFile(file, kEnvironment);
+    std::string text;
+    if (!opened.isOpen() || !readWhole(opened.get(), text, kLargestSize))
+        throw HostError(kEnvironment,
+                        "cannot read " + printable(file) + ": " + std::strerror(errno));
+    if (text.size() > kLargestSize)
+        throw HostError(kUsage, printable(file) + " is larger than 256 MiB; is it the right file?");
+    return parseResults(text, file);
+}
+
+}  // namespace host

@@ -22,6 +22,19 @@ bool isGeneration(std::string_view text) {
            text.back() == '.';
 }
 
+/// `what` in place of the dump's "_vmrss.", or behind a name without it.
+std::string besideOf(const std::string& dump, const std::string& what) {
+    const std::size_t middle = dump.rfind(kDumpMiddle);
+    const std::size_t end = dump.rfind(kCsv);
+    const bool hasBoth = middle != std::string::npos && end != std::string::npos &&
+                         end + kCsv.size() == dump.size() && end > middle;
+    if (!hasBoth) return dump + what + "jsonl";
+    const std::size_t start = middle + kDumpMiddle.size();
+    const std::string generation = dump.substr(start, end - start);
+    if (!isGeneration(generation)) return dump + what + "jsonl";
+    return dump.substr(0, middle) + what + generation + "jsonl";
+}
+
 }  // namespace
 
 std::string dumpNameOf(const std::string& package) {
@@ -40,15 +53,11 @@ std::string dumpNameOf(const std::string& package, std::int32_t generation) {
 }
 
 std::string notesNameOf(const std::string& dump) {
-    const std::size_t middle = dump.rfind(kDumpMiddle);
-    const std::size_t end = dump.rfind(kCsv);
-    const bool hasBoth = middle != std::string::npos && end != std::string::npos &&
-                         end + kCsv.size() == dump.size() && end > middle;
-    if (!hasBoth) return dump + "_launches.jsonl";
-    const std::size_t start = middle + kDumpMiddle.size();
-    const std::string generation = dump.substr(start, end - start);
-    if (!isGeneration(generation)) return dump + "_launches.jsonl";
-    return dump.substr(0, middle) + "_launches." + generation + "jsonl";
+    return besideOf(dump, "_launches.");
+}
+
+std::string probeNameOf(const std::string& dump) {
+    return besideOf(dump, "_probe.");
 }
 
 }  // namespace host

@@ -20,4 +20,7 @@ std::string dumpNameOf(const std::string& package, std::int32_t generation);
 /// Any other name, as of a dump that was renamed, gets the end "_launches.jsonl".
 std::string notesNameOf(const std::string& dump);
 
+/// The file of the last probing launch, beside it: NAME_probe.jsonl, likewise.
+std::string probeNameOf(const std::string& dump);
+
 }  // namespace host

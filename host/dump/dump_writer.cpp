@@ -54,7 +54,8 @@ DumpWriter::DumpWriter(const std::string& folder, std::size_t launchesKept)
           return std::filesystem::equivalent(folder, kDumpFolder, ignored) ? folder : kDumpFolder;
       }()),
       mDumps(launchesKept, findLaunches),
-      mNotes(launchesKept, findLines) {}
+      mNotes(launchesKept, findLines),
+      mProbes(1, findLines) {}
 
 void DumpWriter::write(const std::string& package, const RecordedLaunch& launch, std::int32_t type,
                        std::int32_t subtype) {
@@ -78,6 +79,11 @@ void DumpWriter::write(const std::string& package, const RecordedLaunch& launch,
 void DumpWriter::writeNote(const std::string& package, const LaunchNote& note) {
     mNotes.append(mFolder + '/' + notesNameOf(dumpNameOf(package)),
                   [&](int fd) { appendLine(fd, toJsonLine(note)); });
+}
+
+void DumpWriter::writeProbe(const std::string& package, const LaunchNote& note) {
+    mProbes.append(mFolder + '/' + probeNameOf(dumpNameOf(package)),
+                   [&](int fd) { appendLine(fd, toJsonLine(note)); });
 }
 
 }  // namespace host

@@ -42,10 +42,15 @@ public:
     /// never a note that is taken for another launch's. Throws HostError.
     void writeNote(const std::string& package, const LaunchNote& note);
 
+    /// Keeps the note on the package's last probing launch (recorded_probe.h) beside its
+    /// dump. Throws HostError.
+    void writeProbe(const std::string& package, const LaunchNote& note);
+
 private:
     const std::string mFolder;
     TrimmedFiles mDumps;
     TrimmedFiles mNotes;
+    TrimmedFiles mProbes;
 };
 
 }  // namespace host

@@ -15,9 +15,9 @@
 namespace host {
 namespace {
 
-/// All that a dump consists of, its notes included.
+/// All that a dump consists of.
 std::vector<std::string> filesOf(const std::string& dump) {
-    return {dump, notesNameOf(dump)};
+    return {dump, notesNameOf(dump), probeNameOf(dump)};
 }
 
 void refuseUnlessMissing(const std::string& what, const std::string& file) {

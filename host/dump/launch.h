@@ -49,6 +49,7 @@ struct DumpedLaunch {
     PerMetric<Series> series;             ///< whole; each evaluation saw a prefix
     std::vector<Evaluation> evaluations;  ///< several in a long launch, none in an aborted one
     std::optional<LaunchNote> note;       ///< what the host knows beside the dump
+    bool isProbing = false;               ///< the library was not told of it
 
     bool hasSamples() const {
         return std::any_of(kMetrics.begin(), kMetrics.end(),

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "host/dump/dump_verdict.h"
+#include "host/dump/recorded_probe.h"
 
 namespace host {
 namespace {
@@ -150,6 +151,7 @@ private:
         addEndpoints(marks);
         addOpinion(marks);
         addWindowsEnd(marks);
+        addProbe(marks);
         mBuilder.addMarks(marks);
     }
 
@@ -197,6 +199,20 @@ private:
         marks.push_back({mAxes.time.timeMs(mLaunch, samples - std::min<std::size_t>(samples, 1)),
                          inKey(isWindowWhole() ? "window's end" : "the library's last sample"),
                          kGrey, 2, 'W'});
+    }
+
+    // Where it settled, and the window that was chosen, as far as the launch was seen.
+    void addProbe(std::vector<Mark>& marks) const {
+        const std::optional<ProbeSight> sight = sightOf(mLaunch);
+        if (!sight) return;
+        if (const auto settledAt = sight->choice.settledAt(); settledAt && *settledAt > 0) {
+            const double timeMs = mAxes.time.timeMs(mLaunch, *settledAt);
+            marks.push_back({timeMs, "settled " + TimeAxis::text(timeMs), kGreen, 4, 'S'});
+        }
+        const std::size_t window = samplesOf(sight->choice.window);
+        if (window > mValues.size()) return;
+        marks.push_back({mAxes.time.timeMs(mLaunch, window - 1),
+                         "end of " + windowText(sight->choice.window), kGrey, 2, 'W'});
     }
 
     const DumpedLaunch& mLaunch;

@@ -9,18 +9,6 @@
 namespace host {
 namespace {
 
-std::size_t samplesOf(Window window) {
-    switch (window) {
-        case Window::kShort:
-            return kShortWindow;
-        case Window::kExtended:
-            return kExtendedWindow;
-        case Window::kLong:
-            break;
-    }
-    return kLongWindow;
-}
-
 Evaluation evaluationOf(Analysis& analysis, const PerMetric<Series>& series,
                         const SeriesLengths& seen) {
     const EvaluationResult result = analysis.evaluate(series, seen);

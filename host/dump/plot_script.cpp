@@ -10,6 +10,7 @@
 #include "host/dump/explanation.h"
 #include "host/dump/launch_panel.h"
 #include "host/dump/overlay_panel.h"
+#include "host/dump/recorded_probe.h"
 
 namespace host {
 namespace {
@@ -62,6 +63,7 @@ std::pair<std::string, std::string> titlesOf(const Picture& picture) {
     const std::string name = printable(picture.package);
     if (isOverlay(picture)) return {name, overlayTitle(picture)};
     const DumpedLaunch& launch = *picture.launches.front();
+    if (const auto sight = sightOf(launch)) return {name + ", probing launch", textOf(*sight)};
     return {name + ", launch " + std::to_string(launch.number), verdictText(launch)};
 }
 

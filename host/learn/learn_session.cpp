@@ -143,6 +143,7 @@ void LearnSession::probe(LearnReport& report) {
     mOutput.keepBounded();
     ProbingLaunch launch(mOptions.command, mOutput, mFollowed, !mMayFollowOther, mProgress);
     report.probe = launch.look();
+    if (report.probe && mOptions.keepProbe) mOptions.keepProbe(*report.probe);
     if (launch.followed() != mFollowed) followOtherName(launch.followed());
     if (isInterrupted()) return;
     if (launch.isLost()) {

@@ -40,7 +40,8 @@ struct LearnOptions {
     bool fdCounts = false;           ///< count the process's descriptors and send them
     std::string follow;  ///< the name that the process to learn shows; empty: find it out
     CommandLine command;
-    std::function<void(const LearnedLaunch&)> keep;  ///< gets each launch; may be empty
+    std::function<void(const LearnedLaunch&)> keep;    ///< gets each launch; may be empty
+    std::function<void(const ProbeSight&)> keepProbe;  ///< gets the probing launch; may be empty
     /// How long to look on behind each launch; without it as long as its window.
     std::optional<double> lookAfterMs;
     std::function<Generation(OrvoLibrary&)> begin;  ///< gives the one to learn; may erase

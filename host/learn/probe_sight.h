@@ -48,6 +48,8 @@ struct ProbeSight {
     WindowChoice choice;
     double firstMs = 0;     ///< from the launch to the first sample
     bool hasEnded = false;  ///< its process was gone before enough was seen
+    Series memoryKb{};      ///< what was seen, one value a period
+    std::int64_t launchedAtUnixMs = 0;
 
     /// From the launch on; none where it did not settle.
     std::optional<std::int32_t> settledMs() const;

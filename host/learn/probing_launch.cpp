@@ -8,6 +8,7 @@
 #include "host/base/interruption.h"
 #include "host/base/steady_clock.h"
 #include "host/process/process_look.h"
+#include "host/state/history.h"
 
 namespace host {
 namespace {
@@ -28,6 +29,7 @@ ProbingLaunch::ProbingLaunch(const CommandLine& command, const CommandOutput& ou
       mShownName(mFollowed) {}
 
 std::optional<ProbeSight> ProbingLaunch::look() {
+    mLaunchedAtUnixMs = unixMs();
     mCommand.release();
     const double startMs = mCommand.releasedMs();
     double dueMs = startMs;
@@ -75,8 +77,11 @@ void ProbingLaunch::lookForName(double nowMs) {
 }
 
 void ProbingLaunch::judge(bool isLast) {
-    const auto choice = chooseWindow(mMemory.memoryOf(*mProcess), isLast);
-    if (choice) mSight = ProbeSight{*choice, mMemory.firstMs(*mProcess), isLast};
+    Series memoryKb = mMemory.memoryOf(*mProcess);
+    const auto choice = chooseWindow(memoryKb, isLast);
+    if (!choice) return;
+    mSight = ProbeSight{*choice, mMemory.firstMs(*mProcess), isLast, std::move(memoryKb),
+                        mLaunchedAtUnixMs};
 }
 
 }  // namespace host

@@ -50,6 +50,7 @@ private:
     ProbedMemory mMemory;
     std::optional<pid_t> mProcess;
     std::optional<ProbeSight> mSight;
+    std::int64_t mLaunchedAtUnixMs = 0;
     double mJudgedMs = 0;
     bool mIsLost = false;
     bool mHasNotedNames = false;

@@ -8,6 +8,7 @@
 #include "host/base/new_files.h"
 #include "host/base/printable.h"
 #include "host/dump/dump_writer.h"
+#include "host/dump/recorded_probe.h"
 #include "host/learn/learn_advice.h"
 #include "host/learn/learn_session.h"
 #include "host/library/fd_counts.h"
@@ -133,6 +134,14 @@ void writeDumpOf(const LearnOptions& options, const LearnedLaunch& launch, DumpW
     }
 }
 
+void writeProbeOf(const LearnOptions& options, const ProbeSight& sight, DumpWriter& dumps) {
+    try {
+        dumps.writeProbe(options.package, noteOf(sight));
+    } catch (const HostError& error) {
+        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
+    }
+}
+
 Generation beginLearning(const LearnArguments& arguments, const GenerationSteps& steps,
                          OrvoLibrary& library) {
     const std::string& package = arguments.options.package;
@@ -147,6 +156,7 @@ int learnHere(LearnArguments& arguments, const Invocation& invocation, const Sta
     LearnOptions& options = arguments.options;
     if (arguments.dump && options.package.find('/') == std::string::npos) {
         options.keep = [&](const LearnedLaunch& launch) { writeDumpOf(options, launch, dumps); };
+        options.keepProbe = [&](const ProbeSight& sight) { writeProbeOf(options, sight, dumps); };
     }
     if (arguments.lookAfterSeconds >= 0) options.lookAfterMs = 1000 * arguments.lookAfterSeconds;
     keepNewFilesPrivate();

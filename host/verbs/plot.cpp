@@ -12,6 +12,7 @@
 #include "host/dump/launch_notes.h"
 #include "host/dump/picture_file.h"
 #include "host/dump/plot_script.h"
+#include "host/dump/recorded_probe.h"
 #include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
 
@@ -26,6 +27,7 @@ struct PlotArguments {
     std::string generation;   // empty: the newest
     std::int64_t launch = 0;  // 0: the last with samples
     bool all = false;
+    bool probe = false;
     std::string file;    // empty: standard output, in characters
     std::string metric;  // empty: all with samples
 };
@@ -44,6 +46,7 @@ struct Chosen {
 };
 
 Chosen chooseLaunches(const DumpSource& source, const PlotArguments& arguments) {
+    if (arguments.probe) return {{recordedProbe(source)}, 1};
     DumpFile file(source);
     LaunchNotes notes(source);
     Chosen chosen;
@@ -135,11 +138,13 @@ void addPlotVerb(CLI::App& app, Invocation& invocation) {
     addGenerationOption(verb, arguments->generation);
     const VerbOption all = verb.flag("--all", arguments->all,
                                      "Lay all launches over each other, the last 100 at most");
-    verb.option("--launch", arguments->launch,
-                "Which launch, from 1 on (default the last with samples)")
-        .named("N")
-        .isPositive()
-        .excludes(all);
+    VerbOption launch = verb.option("--launch", arguments->launch,
+                                    "Which launch, from 1 on (default the last with samples)");
+    launch.named("N").isPositive().excludes(all);
+    verb.flag("--probe", arguments->probe,
+              "The last probing launch, which the library was not told of")
+        .excludes(all)
+        .excludes(launch);
     verb.option("-o,--output", arguments->file,
                 "Picture to write, by its name's end: .svg, .png or .txt\n"
                 "(default: in characters on standard output)")

@@ -54,6 +54,10 @@ const char* windowName(Window window) {
     return traitsOf(window).name;
 }
 
+std::size_t samplesOf(Window window) {
+    return traitsOf(window).samples;
+}
+
 std::optional<Window> windowNamed(std::string_view name) {
     for (const Window window : {Window::kShort, Window::kExtended, Window::kLong}) {
         if (name == windowName(window)) return window;

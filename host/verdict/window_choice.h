@@ -21,6 +21,9 @@ const char* windowName(Window window);
 /// None for any other word.
 std::optional<Window> windowNamed(std::string_view name);
 
+/// That the library takes in it at most.
+std::size_t samplesOf(Window window);
+
 /// "the extended window (3 s)".
 std::string windowText(Window window);
 

@@ -91,7 +91,8 @@ TEST(EndedDumps, TakeTheNumberOfTheirGenerationAndTheLastTenStay) {
     const TempFolder folder;
     const std::string cut(111, 'p');
     for (const std::string& name :
-         {std::string("com.a_vmrss.csv"), std::string("com.a_launches.jsonl"), cut})
+         {std::string("com.a_vmrss.csv"), std::string("com.a_launches.jsonl"),
+          std::string("com.a_probe.jsonl"), cut})
         std::ofstream(folder / name) << name;
     std::ofstream(folder / "com.a_vmrss.2.csv") << "too old";
     std::ofstream(folder / "com.a_vmrss.3.csv") << "kept";
@@ -101,6 +102,7 @@ TEST(EndedDumps, TakeTheNumberOfTheirGenerationAndTheLastTenStay) {
     endDump(folder / "", "../com.a", 1);
     EXPECT_EQ(contentOf(folder / "com.a_vmrss.11.csv"), "com.a_vmrss.csv");
     EXPECT_EQ(contentOf(folder / "com.a_launches.11.jsonl"), "com.a_launches.jsonl");
+    EXPECT_TRUE(std::filesystem::exists(folder / "com.a_probe.11.jsonl"));
     EXPECT_EQ(contentOf(folder / (cut + ".1")), cut);
     EXPECT_FALSE(std::filesystem::exists(folder / "com.a_vmrss.csv"));
     EXPECT_FALSE(std::filesystem::exists(folder / "com.a_vmrss.2.csv"));

@@ -12,8 +12,10 @@
 #include "host/base/exit_code.h"
 #include "host/dump/picture_file.h"
 #include "host/dump/plot_script.h"
+#include "host/dump/recorded_probe.h"
 #include "tests/host/golden_dumps.h"
 #include "tests/host/program.h"
+#include "tests/host/refusal.h"
 
 namespace host {
 namespace {
@@ -65,6 +67,25 @@ TEST(PlotScript, OnlyTheNewestLaunchesHaveALookOfTheirOwnAndThoseAlikeAreOne) {
                 AllOf(HasSubstr("title 'older launches'"),
                       HasSubstr("title 'launch 2, one of 3 alike, settled at 1350 ms'"),
                       HasSubstr("'median endpoint 2190 ms'")));
+}
+
+TEST(PlotScript, AProbingLaunchIsDrawnFromItsNoteWithWhatItChose) {
+    const TempFolder folder;
+    const DumpSource source{folder / "a_vmrss.csv", "a", true};
+    EXPECT_THAT([&] { recordedProbe(source); }, refuses(kNotLearned, HasSubstr("learn --dump")));
+    ProbeSight sight;
+    for (int i = 0; i < 160; ++i)
+        sight.memoryKb.push_back(10'000 + 2000 * std::min(i, 70));
+    sight.choice = *chooseWindow(sight.memoryKb);
+    sight.firstMs = 210.4;
+    std::ofstream(folder / "a_probe.jsonl") << toJsonLine(noteOf(ProbeSight{{}, 1, true, {5}}))
+                                            << toJsonLine(noteOf(sight)) << "{\"cut off";
+    const DumpedLaunch launch = recordedProbe(source);
+    EXPECT_EQ(launch.series[Metric::kVmRss], sight.memoryKb);
+    EXPECT_THAT(scriptOf({&launch}),
+                AllOf(HasSubstr("probing launch'"), HasSubstr("'settled after 2310 ms; learning w"),
+                      HasSubstr("'settled 2310 ms'"), HasSubstr("set arrow from first 3.18,graph"),
+                      HasSubstr("'end of the extended window (3 s)'")));
 }
 
 TEST(PlotScript, ADoubtStandsInTheTitleAndTheSecondOpinionWhereItDiffers) {

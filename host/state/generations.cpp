@@ -21,7 +21,6 @@ namespace {
 
 constexpr int kSchemaVersion = 1;
 constexpr std::size_t kLongestLabel = 64;               // of a table's line
-constexpr std::int32_t kHighestNumber = 2'000'000'000;  // leaves room to count on
 constexpr std::size_t kMostListed = 10;
 
 bool isNumber(const std::string& text) {
@@ -38,7 +37,7 @@ std::string listOf(const std::vector<Generation>& generations) {
 
 Generation parseGeneration(const Json& object) {
     const auto number = object.at("generation").get<std::int64_t>();
-    if (number < 1 || number > kHighestNumber) throw std::out_of_range("no generation");
+    if (number < 1 || number > kHighestGeneration) throw std::out_of_range("no generation");
     Generation generation{static_cast<std::int32_t>(number)};
     if (!object.at("label").is_null()) generation.label = object.at("label").get<std::string>();
     generation.isErasing = object.at("erasing").get<bool>();

@@ -16,7 +16,6 @@ namespace host {
 namespace {
 
 constexpr int kSchemaVersion = 1;
-constexpr std::int32_t kHighestGeneration = 1'000'000'000;   // leaves room to count on
 constexpr std::size_t kLongestLine = std::size_t{1} << 16U;  // a name's 255 bytes make 2 KiB
 
 std::optional<std::int32_t> timeAt(const Json& object, const char* name) {

@@ -37,6 +37,9 @@ struct LaunchEntry {
     std::optional<std::string> label{};           ///< of the generation
 };
 
+/// What is read of a generation's number is no higher, which leaves room to count on.
+constexpr std::int32_t kHighestGeneration = 1'000'000'000;
+
 /// The outcome of the line that stands for an erasure.
 constexpr const char* kErasedOutcome = "erased";
 

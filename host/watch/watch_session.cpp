@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 #include <sys/resource.h>
 #include <utility>
 
@@ -72,6 +73,7 @@ void WatchSession::run() {
         }
     } catch (...) {
         finish();
+        keepRest();
         throw;
     }
     finish();
@@ -147,23 +149,34 @@ void WatchSession::lookAfter() {
     for (auto launch = mLookedAfter.begin(); launch != mLookedAfter.end();) {
         if (!launch->after.hasEnded() && launch->after.nextMs() <= steadyMs())
             launch->after.look(steadyMs());
-        if (!launch->after.hasEnded()) {
-            ++launch;
-            continue;
-        }
-        report(*launch);
-        launch = mLookedAfter.erase(launch);
+        const auto next = std::next(launch);
+        if (launch->after.hasEnded()) report(launch);
+        launch = next;
     }
 }
 
 void WatchSession::reportAll() {
     takeEnded();
-    for (const LookedAfter& launch : mLookedAfter)
-        report(launch);
-    mLookedAfter.clear();
+    while (!mLookedAfter.empty())
+        report(mLookedAfter.begin());
 }
 
-void WatchSession::report(const LookedAfter& launch) {
+// What the store has of them the history and the dumps have too, though nobody is
+// told any more.
+void WatchSession::keepRest() {
+    mIsTelling = false;
+    try {
+        reportAll();
+    } catch (const HostError& error) {
+        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
+    }
+}
+
+void WatchSession::report(std::list<LookedAfter>::iterator looked) {
+    // Taken out first: what fails from here on is not reported twice.
+    std::list<LookedAfter> one;
+    one.splice(one.end(), mLookedAfter, looked);
+    const LookedAfter& launch = one.front();
     const EndedLaunch& ended = launch.ended;
     const std::string& package = ended.launch.app.package;
     if (ended.record.countFailed()) {
@@ -176,8 +189,8 @@ void WatchSession::report(const LookedAfter& launch) {
         launch.outcome == LaunchOutcome::kStored ? ended.record.endpointMs() : std::nullopt;
     const SeenLaunch seen = seenOf(ended.recorded, launch.after.memoryKb());
     const Assessment assessment = assess(ended, seen, endpointMs.has_value());
-    tell(ended.launch, launch.outcome, endpointMs, assessment);
     if (mOptions.keep) mOptions.keep({ended, seen, endpointMs, assessment});
+    tell(ended.launch, launch.outcome, endpointMs, assessment);
     mLocks.drop(package);
 }
 
@@ -193,7 +206,7 @@ void WatchSession::tell(const SentLaunch& launch, LaunchOutcome outcome,
         entry.label = launch.generation->label;
     }
     mHistory.note(entry);
-    mOptions.tell(entry);
+    if (mIsTelling) mOptions.tell(entry);
 }
 
 // Not from the library, which goes on answering what it has learned itself when

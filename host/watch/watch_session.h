@@ -73,7 +73,8 @@ private:
     void takeEnded();
     void lookAfter();
     void reportAll();
-    void report(const LookedAfter& launch);
+    void keepRest();
+    void report(std::list<LookedAfter>::iterator looked);
     void tell(const SentLaunch& launch, LaunchOutcome outcome,
               std::optional<std::int32_t> endpointMs, const Assessment& assessment);
     std::optional<std::int32_t> storedEndpointMs(const std::string& package);
@@ -92,6 +93,7 @@ private:
     std::optional<TaskListKeeper> mKeeper;  // none where the kernel keeps the list
     AppScan mScan;
     std::list<LookedAfter> mLookedAfter;
+    bool mIsTelling = true;  // else launches are kept alone
 
     const double mStartMs;
     const double mStartCpuMs;

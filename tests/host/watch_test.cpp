@@ -1,4 +1,5 @@
 // orvo-host watch, join and doctor as a person runs them.
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -77,6 +78,22 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
 }
 
 // A descriptor held on the kernel's list shows the tasks of its first read.
+// The second is looked after when telling of the first fails.
+TEST_F(WatchTest, LaunchesThatCannotBeToldAnyMoreAreInTheHistoryOnceEach) {
+    const std::string words = std::string("exec ") + ORVO_HOST + " watch --look-after 2 --state ";
+    Program watch({"/bin/sh", "-c", words + mState + " >/dev/full"});
+    ASSERT_TRUE(isWatching(watch)) << watch.err();
+    Program first(hostWords({"join", mPackage + ".first", "--", ORVO_SAMPLE_APP}));
+    Program second(hostWords({"join", mPackage + ".second", "--", ORVO_SAMPLE_APP}));
+    EXPECT_EQ(watch.wait(), 3);
+    const std::string history = contentOf(mState + "/history.jsonl");
+    EXPECT_EQ(std::count(history.begin(), history.end(), '\n'), 2) << history;
+    for (Program* const app : {&first, &second}) {
+        app->signal(SIGTERM);
+        app->wait();
+    }
+}
+
 TEST_F(WatchTest, LaunchesInTheKernelsOwnCpusetAreSeen) {
     Program watch(hostWords({"watch", "--real-cpuset"}));
     if (!isWatching(watch)) GTEST_SKIP() << watch.err();

@@ -9,13 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "host/learn/launch_maker.h"
 #include "host/learn/learn_report.h"
 #include "host/learn/progress.h"
 #include "host/library/launch_kind.h"
 #include "host/library/log_sink.h"
 #include "host/library/orvo_library.h"
-#include "host/library/series_recorder.h"
-#include "host/process/launched_command.h"
 #include "host/state/command_output.h"
 #include "host/state/generations.h"
 #include "host/state/state_folder.h"
@@ -23,28 +22,14 @@
 
 namespace host {
 
-/// A launch of the command, whole.
-struct LearnedLaunch {
-    const RecordedLaunch& recorded;
-    const LaunchResult& result;
-    double startedAtMs = 0;  ///< when the program started, on the steady clock
-    std::int64_t launchedAtUnixMs = 0;
-    LaunchKind kind;
-};
-
 struct LearnOptions {
-    std::string package;
+    LaunchSettings settings;
     int launches = kLaunchesToLearn;
     std::optional<LaunchKind> kind;  ///< of all launches; none: what a probing launch shows
     bool mayProbe = true;            ///< else the short window takes a probing launch's place
-    bool fdCounts = false;           ///< count the process's descriptors and send them
-    std::string follow;  ///< the name that the process to learn shows; empty: find it out
-    CommandLine command;
-    std::function<void(const LearnedLaunch&)> keep;    ///< gets each launch; may be empty
+    std::function<void(const MadeLaunch&)> keep;       ///< gets each launch; may be empty
     std::function<void(const ProbeSight&)> keepProbe;  ///< gets the probing launch; may be empty
-    /// How long to look on behind each launch; without it as long as its window.
-    std::optional<double> lookAfterMs;
-    std::function<Generation(OrvoLibrary&)> begin;  ///< gives the one to learn; may erase
+    std::function<Generation(OrvoLibrary&)> begin;     ///< gives the one to learn; may erase
 };
 
 /// One per process, on one thread.
@@ -60,43 +45,24 @@ public:
     LearnReport run();
 
 private:
-    struct Launch;
-
     void checkStore();
     bool isDone();
     void chooseKind(LearnReport& report);
     std::optional<LaunchKind> kindBefore() const;
     void probe(LearnReport& report);
     std::deque<Assessment> latestOf(const LearnReport& report) const;
-    LaunchResult learnOnce(int number);
-    std::optional<LaunchResult> tryOnce(int number);
-    void follow(Launch& launch);
-    void awaitEnd(Launch& launch);
-    void look(Launch& launch, const LaunchRecord& record, double elapsedMs);
-    bool mustStop(const Launch& launch, const LaunchRecord& record, double elapsedMs);
-    bool showsOtherName(Launch& launch) const;
-    void followOtherName(const std::string& name);
-    void followName(const std::string& name);
-    void noteNames(Launch& launch);
-    void lookOn(Launch& launch) const;
-    void lookAfter(Launch& launch);
-    LaunchResult judge(Launch& launch);
-    static void assess(LaunchResult& result, Launch& launch);
-    std::string storeFaultOf(const LaunchRecord& record) const;
+    LaunchResult learnOnce(std::size_t number);
     void note(const LaunchResult& result, std::int64_t launchedAtUnixMs);
 
     const LearnOptions& mOptions;
+    const std::string& mPackage;
     const StateFolder& mState;
-    const CommandOutput& mOutput;
-    LogSink& mLog;
     Progress& mProgress;
     OrvoLibrary mLibrary;
     StoreReader mStore;
-    Generation mGeneration;                // which is learned
-    LaunchKind mKind;                      // of the launches, once it is chosen
-    std::string mFollowed;                 // the name that the library is told
-    bool mMayFollowOther;                  // once in a session
-    std::vector<std::string> mNamesShown;  // by a command that was not found
+    LaunchMaker mMaker;
+    Generation mGeneration;  // which is learned
+    LaunchKind mKind;        // of the launches, once it is chosen
 };
 
 }  // namespace host

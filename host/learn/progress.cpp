@@ -64,8 +64,8 @@ Progress::Style Progress::styleFor(bool quiet, bool logIsShown) {
     return isatty(STDERR_FILENO) != 0 && !logIsShown ? Style::kBar : Style::kLines;
 }
 
-void Progress::beginLaunch(int number) {
-    mNumber = number;
+void Progress::begin(const std::string& title) {
+    mTitle = title;
     mPhase = LaunchPhase::kPending;
     mPhaseStartMs = steadyMs();
     if (mStyle == Style::kLines) line("started");
@@ -76,22 +76,17 @@ void Progress::show(const LaunchRecord& record) {
         mPhase = record.phase();
         mPhaseStartMs = steadyMs();
     }
-    bar(barText(title(), record, steadyMs() - mPhaseStartMs));
+    bar(barText(mTitle, record, steadyMs() - mPhaseStartMs));
 }
 
 void Progress::showLookAfter(double lookedForMs, double limitMs) {
-    bar(barOf(title(), lookedForMs / std::max(limitMs, 1.0), "looking on", lookedForMs));
+    bar(barOf(mTitle, lookedForMs / std::max(limitMs, 1.0), "looking on", lookedForMs));
 }
 
 void Progress::showProbe(double elapsedMs) {
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%.1f s", elapsedMs / 1000);
-    bar(title() + ": looking for when it settles, " + seconds);
-}
-
-std::string Progress::title() const {
-    if (mNumber == 0) return "probing launch";
-    return "launch " + std::to_string(mNumber) + '/' + std::to_string(mLaunches);
+    bar(mTitle + ": looking for when it settles, " + seconds);
 }
 
 void Progress::bar(const std::string& text) const {
@@ -107,7 +102,7 @@ void Progress::endLaunch(const std::string& result) {
 }
 
 void Progress::line(const std::string& text) {
-    tell(title() + ": " + text);
+    tell(mTitle + ": " + text);
 }
 
 void Progress::tell(const std::string& text) {

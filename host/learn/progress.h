@@ -7,6 +7,9 @@
 
 namespace host {
 
+/// The title of the launch that shows how to make the others.
+constexpr const char* kProbingTitle = "probing launch";
+
 class Progress {
 public:
     enum class Style { kQuiet, kLines, kBar };
@@ -15,10 +18,10 @@ public:
     /// Log lines on the same stream rule the bar out.
     static Style styleFor(bool quiet, bool logIsShown);
 
-    Progress(Style style, int launches) : mStyle(style), mLaunches(launches) {}
+    explicit Progress(Style style) : mStyle(style) {}
 
-    /// 0 is the probing launch.
-    void beginLaunch(int number);
+    /// A launch, which all until the next concerns but what is told.
+    void begin(const std::string& title);
 
     /// Shows how far the launch has come; only the bar does.
     void show(const LaunchRecord& record);
@@ -38,12 +41,10 @@ public:
 
 private:
     void bar(const std::string& text) const;
-    std::string title() const;
     void line(const std::string& text);
 
     const Style mStyle;
-    const int mLaunches;
-    int mNumber = 0;
+    std::string mTitle;
     LaunchPhase mPhase = LaunchPhase::kPending;
     double mPhaseStartMs = 0;
 };

@@ -46,7 +46,7 @@ CommandLine commandLineOf(const LearnArguments& arguments, const Invocation& inv
     const std::vector<std::string>& command = invocation.arguments.command;
     CommandLine line{findProgram(command.front()), command};
     const bool keepsName = arguments.keepName || isShell(command.front());
-    if (!keepsName) line.arguments.front() = arguments.options.package;
+    if (!keepsName) line.arguments.front() = arguments.options.settings.package;
     if (arguments.givesInput) line.input = CommandInput::kHosts;
     if (arguments.givesTerminal) line.input = CommandInput::kTerminal;
     return line;
@@ -85,9 +85,10 @@ std::optional<LaunchKind> kindAskedFor(const LearnArguments& arguments) {
 
 void checkArguments(const LearnArguments& arguments, const Invocation& invocation) {
     const LearnOptions& options = arguments.options;
-    const std::string fault = packageNameFault(options.package);
+    const std::string fault = packageNameFault(options.settings.package);
     if (!fault.empty()) throw HostError(kUsage, "PACKAGE " + fault);
-    const std::string followFault = options.follow.empty() ? "" : packageNameFault(options.follow);
+    const std::string followFault =
+        options.settings.follow.empty() ? "" : packageNameFault(options.settings.follow);
     if (!followFault.empty()) throw HostError(kUsage, "the name to --follow " + followFault);
     const std::string ofLabel = arguments.label ? labelFault(*arguments.label) : "";
     if (!ofLabel.empty()) throw HostError(kUsage, "the --label " + ofLabel);
@@ -95,7 +96,7 @@ void checkArguments(const LearnArguments& arguments, const Invocation& invocatio
         throw HostError(kUsage, "COMMAND is missing: orvo-host learn PACKAGE -- COMMAND [ARG...]");
     }
     checkInput(arguments);
-    if (options.fdCounts && !kTakesFdCounts) {
+    if (options.settings.fdCounts && !kTakesFdCounts) {
         throw HostError(kUsage,
                         "--fd-counts needs a library built with -DORVO_HARDENED_LOCKING=ON "
                         "(preset hardened); this one would block on them");
@@ -103,7 +104,8 @@ void checkArguments(const LearnArguments& arguments, const Invocation& invocatio
 }
 
 void warnOfDumpName(const LearnArguments& arguments) {
-    if (!arguments.dump || arguments.options.package.find('/') == std::string::npos) return;
+    if (!arguments.dump || arguments.options.settings.package.find('/') == std::string::npos)
+        return;
     std::fprintf(stderr, "orvo-host: no dump is written for a PACKAGE with '/' in it\n");
 }
 
@@ -111,7 +113,8 @@ AdviceContext adviceContextOf(const LearnArguments& arguments, const Invocation&
                               const StateFolder& state, const CommandOutput& output) {
     const std::string folder =
         invocation.stateFolder.empty() ? "" : " --state " + invocation.stateFolder;
-    return {"orvo-host erase " + arguments.options.package + folder, state.log(), output.path()};
+    return {"orvo-host erase " + arguments.options.settings.package + folder, state.log(),
+            output.path()};
 }
 
 void advise(const LearnReport& report, const AdviceContext& context) {
@@ -119,7 +122,7 @@ void advise(const LearnReport& report, const AdviceContext& context) {
         std::fprintf(stderr, "orvo-host: %s\n", printable(line).c_str());
 }
 
-void writeDumpOf(const LearnOptions& options, const LearnedLaunch& launch, DumpWriter& dumps) {
+void writeDumpOf(const LearnOptions& options, const MadeLaunch& launch, DumpWriter& dumps) {
     LaunchNote note;
     note.launchedAtUnixMs = launch.launchedAtUnixMs;
     note.kind = launch.kind;
@@ -127,7 +130,7 @@ void writeDumpOf(const LearnOptions& options, const LearnedLaunch& launch, DumpW
     note.assessment = launch.result.assessment;
     const auto& judged = launch.result.judged;
     try {
-        dumps.write(options.package, launch.recorded, note, launch.startedAtMs,
+        dumps.write(options.settings.package, launch.recorded, note, launch.startedAtMs,
                     judged ? judged->seen.memoryKb : Series());
     } catch (const HostError& error) {
         std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
@@ -136,7 +139,7 @@ void writeDumpOf(const LearnOptions& options, const LearnedLaunch& launch, DumpW
 
 void writeProbeOf(const LearnOptions& options, const ProbeSight& sight, DumpWriter& dumps) {
     try {
-        dumps.writeProbe(options.package, noteOf(sight));
+        dumps.writeProbe(options.settings.package, noteOf(sight));
     } catch (const HostError& error) {
         std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
     }
@@ -144,7 +147,7 @@ void writeProbeOf(const LearnOptions& options, const ProbeSight& sight, DumpWrit
 
 Generation beginLearning(const LearnArguments& arguments, const GenerationSteps& steps,
                          OrvoLibrary& library) {
-    const std::string& package = arguments.options.package;
+    const std::string& package = arguments.options.settings.package;
     return arguments.label ? steps.labelled(package, *arguments.label, library)
                            : steps.newest(package, library);
 }
@@ -154,18 +157,19 @@ int learnHere(LearnArguments& arguments, const Invocation& invocation, const Sta
     state.removeDumpProperty();  // or the library would write its own, under the shown name
     DumpWriter dumps(state.dumps(), arguments.dumpsKept);
     LearnOptions& options = arguments.options;
-    if (arguments.dump && options.package.find('/') == std::string::npos) {
-        options.keep = [&](const LearnedLaunch& launch) { writeDumpOf(options, launch, dumps); };
+    if (arguments.dump && options.settings.package.find('/') == std::string::npos) {
+        options.keep = [&](const MadeLaunch& launch) { writeDumpOf(options, launch, dumps); };
         options.keepProbe = [&](const ProbeSight& sight) { writeProbeOf(options, sight, dumps); };
     }
-    if (arguments.lookAfterSeconds >= 0) options.lookAfterMs = 1000 * arguments.lookAfterSeconds;
+    if (arguments.lookAfterSeconds >= 0)
+        options.settings.lookAfterMs = 1000 * arguments.lookAfterSeconds;
     keepNewFilesPrivate();
     const CommandOutput output(state);
     LogSink log(state.log(), invocation.logLevel, invocation.verbose);
     const GenerationSteps steps(state, log);
     options.begin = [&](OrvoLibrary& library) { return beginLearning(arguments, steps, library); };
     const bool isQuiet = invocation.quiet || arguments.givesTerminal;
-    Progress progress(Progress::styleFor(isQuiet, invocation.verbose), options.launches);
+    Progress progress(Progress::styleFor(isQuiet, invocation.verbose));
     LearnSession session(options, state, output, log, invocation.logLevel, progress);
     const LearnReport report = session.run();
     print(arguments.json ? renderJson(report) : renderText(report), kLearnedIsKept);
@@ -177,13 +181,13 @@ int learn(LearnArguments& arguments, const Invocation& invocation) {
     checkArguments(arguments, invocation);
     arguments.options.kind = kindAskedFor(arguments);
     arguments.options.mayProbe = !arguments.givesInput;
-    arguments.options.command = commandLineOf(arguments, invocation);
+    arguments.options.settings.command = commandLineOf(arguments, invocation);
     const StateFolder state(invocation.statePath());
     state.create();
     // Out here, for inside the private root other processes may be out of sight.
     std::optional<PackageLocks> locks;
     if (!hasArrivedInDeviceRoot()) {
-        locks.emplace(state.packageLocks()).takeOrRefuse(arguments.options.package);
+        locks.emplace(state.packageLocks()).takeOrRefuse(arguments.options.settings.package);
     }
     if (!isDeviceRoot(arguments.realCpuset)) {
         return runInDeviceRoot({state.dumps(), arguments.realCpuset, true}, invocation.program);
@@ -200,9 +204,9 @@ void addLearnVerb(CLI::App& app, Invocation& invocation) {
     Verb verb(app, invocation, "learn",
               "Launch COMMAND as PACKAGE and learn how long it takes to settle",
               "PACKAGE [OPTIONS] -- COMMAND [ARG...]");
-    verb.option("PACKAGE", options.package, "Name to learn under, and COMMAND's argv[0]")
+    verb.option("PACKAGE", options.settings.package, "Name to learn under, and COMMAND's argv[0]")
         .isRequired();
-    verb.option("--follow", options.follow,
+    verb.option("--follow", options.settings.follow,
                 "Learn the process of COMMAND that shows this name (default:\n"
                 "PACKAGE, or the name that is shown in its place)")
         .named("NAME");
@@ -244,7 +248,7 @@ void addLearnVerb(CLI::App& app, Invocation& invocation) {
               "Let COMMAND read our standard input, which is /dev/null to it otherwise");
     verb.flag("--tty", arguments->givesTerminal,
               "Hand the terminal over to COMMAND: input, output and keys; no progress");
-    verb.flag("--fd-counts", options.fdCounts,
+    verb.flag("--fd-counts", options.settings.fdCounts,
               "Send the process's open descriptors too (hardened build)");
     verb.flag("--json", arguments->json, "Print one JSON object");
     verb.flag("--real-cpuset", arguments->realCpuset,

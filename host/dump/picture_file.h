@@ -1,4 +1,4 @@
-// Writes a finished picture.
+// The format of a picture's file.
 #pragma once
 
 #include <string>
@@ -9,9 +9,5 @@ namespace host {
 
 /// The format that the name ends in: .svg, .png or .txt. Throws HostError, kUsage.
 PictureFormat formatOf(const std::string& file);
-
-/// Writes beside `file` and then over it, so that there is never half a picture.
-/// Throws HostError, kEnvironment.
-void writePicture(const std::string& file, const std::string& picture);
 
 }  // namespace host

@@ -5,6 +5,7 @@
 #include "host/verbs/verbs.h"
 
 namespace host {
+
 std::string Invocation::statePath() const {
     return stateFolder.empty() ? StateFolder::defaultPath() : stateFolder;
 }

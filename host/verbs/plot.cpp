@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "host/base/exit_code.h"
+#include "host/base/replaced_file.h"
 #include "host/dump/caption.h"
 #include "host/dump/dump_file.h"
 #include "host/dump/gnuplot.h"
@@ -123,7 +124,7 @@ int plot(const PlotArguments& arguments, const Invocation& invocation) {
     if (arguments.file.empty()) {
         print(drawn);
     } else {
-        writePicture(arguments.file, drawn);
+        replaceFile(arguments.file, drawn);
     }
     return kDone;
 }

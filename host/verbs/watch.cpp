@@ -12,6 +12,7 @@
 #include "host/root/device_root.h"
 #include "host/state/watch_lock.h"
 #include "host/verbs/generation_steps.h"
+#include "host/verbs/shared_options.h"
 #include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
 #include "host/watch/watch_cost.h"
@@ -23,8 +24,7 @@ namespace {
 struct WatchArguments {
     WatchOptions options;
     std::string rulesFile;
-    bool dump = false;
-    std::size_t dumpsKept = kDumpsKept;
+    DumpArguments dumps;
     bool json = false;
     bool realCpuset = false;
     bool cost = false;
@@ -86,8 +86,8 @@ int watchHere(WatchArguments& arguments, const Invocation& invocation, const Sta
     keepNewFilesPrivate();
     const WatchLock lock(state.watchLock());
     state.removeDumpProperty();  // or the library would write its own beside ours
-    DumpWriter dumps(state.dumps(), arguments.dumpsKept);
-    if (arguments.dump) {
+    DumpWriter dumps(state.dumps(), arguments.dumps.dumpsKept);
+    if (arguments.dumps.dump) {
         arguments.options.keep = [&](const WatchedLaunch& launch) { writeDumpOf(launch, dumps); };
     }
     if (arguments.lookAfterSeconds >= 0)
@@ -145,11 +145,7 @@ void addWatchVerb(CLI::App& app, Invocation& invocation) {
                 "0: at once)")
         .named("SECONDS")
         .from(0.0, 3600.0);
-    verb.flag("--dump", arguments->dump, "Write each launch's series to the dumps folder");
-    verb.option("--keep-dumps", arguments->dumpsKept,
-                "Launches of a package that its dump keeps, the last (default 50)")
-        .named("N")
-        .from(1, 1'000'000);
+    addDumpOptions(verb, arguments->dumps);
     verb.flag("--json", arguments->json, "Print one JSON object a line");
     verb.flag("--cost", arguments->cost,
               "Only print what the orvo-host that watches the state folder costs");

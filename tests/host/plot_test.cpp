@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 
 #include "host/base/exit_code.h"
-#include "host/dump/picture_file.h"
+#include "host/base/replaced_file.h"
 #include "host/dump/plot_script.h"
 #include "host/dump/recorded_probe.h"
 #include "tests/host/golden_dumps.h"
@@ -208,7 +208,7 @@ TEST_F(PlotVerb, AFailureLeavesTheOldPictureAndNothingElse) {
     getrlimit(RLIMIT_FSIZE, &old);
     const rlimit fullDisk{1000, old.rlim_max};
     setrlimit(RLIMIT_FSIZE, &fullDisk);
-    EXPECT_THROW(writePicture(mFolder / "a.svg", std::string(5000, 'x')), HostError);
+    EXPECT_THROW(replaceFile(mFolder / "a.svg", std::string(5000, 'x')), HostError);
     setrlimit(RLIMIT_FSIZE, &old);
     EXPECT_EQ(contentOf(mFolder / "a.svg"), "old");
     EXPECT_EQ(files(), 3U) << "the picture, gnuplot and the fifo";

@@ -77,8 +77,9 @@ MetricExplanation explainMetric(const MetricResult& result, const Series& series
 
 // --- The evaluations of a launch.
 
-Comparison compare(std::int32_t previous, std::int32_t current, const Comparison& before) {
-    Comparison comparison = before;
+EndpointComparison compare(std::int32_t previous, std::int32_t current,
+                           const EndpointComparison& before) {
+    EndpointComparison comparison = before;
     comparison.differencePercent = differencePercent(previous, current);
     comparison.isStable = comparison.differencePercent < kClosePercent;
     if (comparison.isStable) {
@@ -90,9 +91,10 @@ Comparison compare(std::int32_t previous, std::int32_t current, const Comparison
     return comparison;
 }
 
-PerMetric<Comparison> compareAll(const Evaluation& previous, const Evaluation& current,
-                                 const std::optional<PerMetric<Comparison>>& before) {
-    PerMetric<Comparison> comparisons = before.value_or(PerMetric<Comparison>());
+PerMetric<EndpointComparison> compareAll(
+    const Evaluation& previous, const Evaluation& current,
+    const std::optional<PerMetric<EndpointComparison>>& before) {
+    PerMetric<EndpointComparison> comparisons = before.value_or(PerMetric<EndpointComparison>());
     for (const Metric metric : kMetrics) {
         comparisons[metric] = compare(previous.metrics[metric].endpointIndex,
                                       current.metrics[metric].endpointIndex, comparisons[metric]);

@@ -41,7 +41,7 @@ struct MetricExplanation {
 };
 
 /// An evaluation's endpoint of one metric, compared with the one before.
-struct Comparison {
+struct EndpointComparison {
     float differencePercent = 0.0F;  ///< of this evaluation's endpoint
     bool isStable = false;
     std::int32_t stableInARow = 0;
@@ -51,7 +51,7 @@ struct Comparison {
 struct EvaluationExplanation {
     std::size_t samples = 0;
     PerMetric<MetricExplanation> metrics;
-    std::optional<PerMetric<Comparison>> comparisons;  ///< none for the first
+    std::optional<PerMetric<EndpointComparison>> comparisons;  ///< none for the first
 };
 
 /// What an undecided launch lacks.

@@ -114,7 +114,7 @@ std::string comparedText(const EvaluationExplanation& evaluation, Metric metric)
     const std::int32_t index = evaluation.metrics[metric].endpointIndex.value_or(0);
     std::string text = index > 0 ? ms(timeMs(index)) : "none";
     if (!evaluation.comparisons) return text;
-    const Comparison& comparison = (*evaluation.comparisons)[metric];
+    const EndpointComparison& comparison = (*evaluation.comparisons)[metric];
     if (comparison.isStable) return text + ", stable x" + std::to_string(comparison.stableInARow);
     return text + ", " + rounded(static_cast<double>(comparison.differencePercent), 1) + " % off";
 }
@@ -292,7 +292,7 @@ std::optional<std::int64_t> timeMsOf(std::optional<std::int32_t> index) {
     return index ? std::optional<std::int64_t>(timeMs(*index)) : std::nullopt;
 }
 
-Json toJson(const Comparison& comparison) {
+Json toJson(const EndpointComparison& comparison) {
     return {{"difference_percent", comparison.differencePercent},
             {"stable", comparison.isStable},
             {"stable_in_a_row", comparison.stableInARow}};

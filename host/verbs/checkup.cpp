@@ -26,11 +26,11 @@ constexpr std::uint32_t kLevelBits = 0xff;
 
 // What a check tells that throws when something is amiss.
 template <typename Check>
-Finding finding(const std::string& subject, Check check) {
+CheckFinding finding(const std::string& subject, Check check) {
     try {
-        return {Verdict::kWell, subject, check()};
+        return {Health::kWell, subject, check()};
     } catch (const HostError& error) {
-        return {Verdict::kAmiss, subject, error.what()};
+        return {Health::kAmiss, subject, error.what()};
     }
 }
 
@@ -72,13 +72,13 @@ void checkPrivacy(const StateFolder& state) {
     complain("other users can read " + state.path() + "; run: chmod 700 " + state.path());
 }
 
-Finding checkProcesses() {
+CheckFinding checkProcesses() {
     const std::string fault =
         hasArrivedInDeviceRoot() ? ownProcessesFault() : "its root is there already";
     if (fault.empty()) {
-        return {Verdict::kWell, "processes", "learn has its own, and all of them end with it"};
+        return {Health::kWell, "processes", "learn has its own, and all of them end with it"};
     }
-    return {Verdict::kNote, "processes",
+    return {Health::kNote, "processes",
             "learn shares the machine's (" + fault +
                 "): killed by KILL, it may leave some of what COMMAND started"};
 }
@@ -177,12 +177,12 @@ std::string describeLogLevel() {
 
 }  // namespace
 
-std::vector<Finding> checkDevicePaths() {
+std::vector<CheckFinding> checkDevicePaths() {
     return {finding("task list", describeTaskList), finding("dump folder", describeDumpFolder),
             checkProcesses()};
 }
 
-std::vector<Finding> checkState(const StateFolder& state) {
+std::vector<CheckFinding> checkState(const StateFolder& state) {
     return {finding("state folder", [&] { return describeFolder(state); }),
             finding("store", [&] { return describeStore(state.database()); }),
             finding("history", [&] { return describeHistory(state); }),
@@ -190,10 +190,10 @@ std::vector<Finding> checkState(const StateFolder& state) {
             finding("properties", [&] { return describeProperties(state); })};
 }
 
-std::vector<Finding> checkTools() {
-    std::vector<Finding> findings{finding("log level", describeLogLevel)};
+std::vector<CheckFinding> checkTools() {
+    std::vector<CheckFinding> findings{finding("log level", describeLogLevel)};
     if (!isInstalled("gnuplot")) {
-        findings.push_back({Verdict::kNote, "gnuplot",
+        findings.push_back({Health::kNote, "gnuplot",
                             "not installed; orvo-host plot needs it: apt-get install gnuplot-nox"});
     }
     return findings;

@@ -8,22 +8,22 @@
 
 namespace host {
 
-enum class Verdict { kWell, kNote, kAmiss };
+enum class Health { kWell, kNote, kAmiss };
 
-struct Finding {
-    Verdict verdict;
+struct CheckFinding {
+    Health health;
     std::string subject;
     std::string text;  ///< what was found, and for kAmiss what to do
 };
 
 /// Looks at what is inside a device root, and changes nothing. To be called
 /// while a LogSink keeps the database's complaints from the terminal.
-std::vector<Finding> checkDevicePaths();
+std::vector<CheckFinding> checkDevicePaths();
 
 /// Looks at the state folder and what is in it.
-std::vector<Finding> checkState(const StateFolder& state);
+std::vector<CheckFinding> checkState(const StateFolder& state);
 
 /// Looks at what else the library and the verbs need.
-std::vector<Finding> checkTools();
+std::vector<CheckFinding> checkTools();
 
 }  // namespace host

@@ -12,28 +12,28 @@
 namespace host {
 namespace {
 
-const char* wordFor(Verdict verdict) {
-    switch (verdict) {
-        case Verdict::kWell:
+const char* wordFor(Health health) {
+    switch (health) {
+        case Health::kWell:
             return "ok  ";
-        case Verdict::kNote:
+        case Health::kNote:
             return "note";
-        case Verdict::kAmiss:
+        case Health::kAmiss:
             break;
     }
     return "FAIL";
 }
 
 // Returns whether nothing is amiss.
-bool tell(const std::vector<Finding>& findings) {
+bool tell(const std::vector<CheckFinding>& findings) {
     bool isWell = true;
-    for (const Finding& finding : findings) {
+    for (const CheckFinding& finding : findings) {
         constexpr std::size_t kSubjectWidth = 14;
         std::string subject = finding.subject;
         subject.resize(std::max(subject.size(), kSubjectWidth), ' ');
-        print(std::string(wordFor(finding.verdict)) + "  " + subject + printable(finding.text) +
+        print(std::string(wordFor(finding.health)) + "  " + subject + printable(finding.text) +
               '\n');
-        isWell = isWell && finding.verdict != Verdict::kAmiss;
+        isWell = isWell && finding.health != Health::kAmiss;
     }
     return isWell;
 }
@@ -43,11 +43,11 @@ int checkHere(const StateFolder& state, const std::string& rootFault,
     const LogSink log("", invocation.logLevel, invocation.verbose);
     bool isWell = rootFault.empty();
     if (isWell) {
-        tell({{Verdict::kWell, "device paths",
+        tell({{Health::kWell, "device paths",
                hasArrivedInDeviceRoot() ? "in a private root" : "the machine's own"}});
         isWell = tell(checkDevicePaths());
     } else {
-        tell({{Verdict::kAmiss, "device paths", rootFault}});
+        tell({{Health::kAmiss, "device paths", rootFault}});
     }
     isWell = tell(checkState(state)) && isWell;
     isWell = tell(checkTools()) && isWell;

@@ -12,6 +12,7 @@ enum ExitCode : int {
     kUsage = 2,
     kEnvironment = 3,
     kDoubted = 4,
+    kSlower = 5,
     kCannotRun = 126,
     kNotFound = 127,
     kInterrupted = 130,
@@ -21,11 +22,12 @@ enum ExitCode : int {
 constexpr const char* kExitCodeHelp =
     "Exit codes:\n"
     "  0    done; of learn: learned, or all launches asked for are stored\n"
-    "  1    not learned, nothing known of PACKAGE, nobody watches, or a replay that\n"
-    "       differs\n"
+    "  1    not learned, nothing known of PACKAGE, nobody watches, a replay that\n"
+    "       differs, or too little to compare\n"
     "  2    wrong usage, or a file that is not what it should be\n"
     "  3    the environment or the store does not work\n"
-    "  4    of learn --strict: done, but what was learned is doubted\n"
+    "  4    of --strict: done, but what was learned or compared is doubted\n"
+    "  5    of --fail-if-slower: slower by more than that\n"
     "  126  COMMAND cannot be run\n"
     "  127  COMMAND is not found\n"
     "  130  interrupted\n";

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "host/statistics/median.h"
+
 namespace host {
 namespace {
 
@@ -16,13 +18,6 @@ constexpr double kDeviationPerMedianDistance = 1.4826;
 constexpr double kGrainMs = 60.0;
 constexpr double kGrainShare = 0.1;
 constexpr std::size_t kFewestToJudge = 4;
-
-double medianOf(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    if (values.size() % 2 == 1) return *middle;
-    return (*std::max_element(values.begin(), middle) + *middle) / 2;
-}
 
 std::vector<std::size_t> farFrom(double medianMs, const std::vector<double>& endpointsMs) {
     if (endpointsMs.size() < kFewestToJudge) return {};

@@ -10,22 +10,12 @@ namespace {
 
 constexpr double kConfidence = 0.95;
 
-/// The probability that at most `most` of `count` tossed coins show heads.
-double atMostHeads(std::size_t most, std::size_t count) {
+/// How probable so many heads are among `count` tossed coins.
+double chanceOfHeads(std::size_t heads, std::size_t count) {
     const auto n = static_cast<double>(count);
-    double sum = 0;
-    for (std::size_t heads = 0; heads <= most; ++heads) {
-        const auto k = static_cast<double>(heads);
-        sum += std::exp(std::lgamma(n + 1) - std::lgamma(k + 1) - std::lgamma(n - k + 1) -
-                        n * std::log(2.0));
-    }
-    return sum;
-}
-
-/// Of the interval from the value at `rank`, counted from 0, to its counterpart
-/// from the end.
-double confidenceOf(std::size_t rank, std::size_t count) {
-    return 1 - 2 * atMostHeads(rank, count);
+    const auto k = static_cast<double>(heads);
+    return std::exp(std::lgamma(n + 1) - std::lgamma(k + 1) - std::lgamma(n - k + 1) -
+                    n * std::log(2.0));
 }
 
 }  // namespace
@@ -39,14 +29,17 @@ double medianOf(std::vector<double> values) {
 
 std::optional<Interval> medianInterval(std::vector<double> values) {
     const std::size_t count = values.size();
-    if (count == 0 || confidenceOf(0, count) < kConfidence) return std::nullopt;
+    // Of the interval from the value at `rank`, counted from 0, to its counterpart
+    // from the end.
+    double wider = 1 - 2 * chanceOfHeads(0, count);
+    if (wider < kConfidence) return std::nullopt;
     std::sort(values.begin(), values.end());
     std::size_t rank = 0;
-    while (confidenceOf(rank + 1, count) >= kConfidence)
-        ++rank;
-    // The wider interval has more than is asked for, the next one less.
-    const double wider = confidenceOf(rank, count);
-    const double narrower = confidenceOf(rank + 1, count);
+    double narrower = wider - 2 * chanceOfHeads(1, count);
+    for (; narrower >= kConfidence; ++rank) {
+        wider = narrower;
+        narrower -= 2 * chanceOfHeads(rank + 2, count);
+    }
     const double share = (wider - kConfidence) / (wider - narrower);
     const auto n = static_cast<double>(count);
     const auto r = static_cast<double>(rank + 1);

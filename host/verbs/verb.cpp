@@ -129,6 +129,7 @@ template VerbOption Verb::option(const std::string&, std::size_t&, const std::st
 template VerbOption Verb::option(const std::string&, double&, const std::string&);
 template VerbOption Verb::option(const std::string&, std::optional<std::int32_t>&,
                                  const std::string&);
+template VerbOption Verb::option(const std::string&, std::optional<double>&, const std::string&);
 template VerbOption Verb::option(const std::string&, std::optional<std::string>&,
                                  const std::string&);
 

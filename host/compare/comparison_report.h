@@ -1,0 +1,18 @@
+// A comparison as compare prints it, as text and as JSON.
+#pragma once
+
+#include <string>
+
+#include "host/base/json_text.h"
+#include "host/compare/comparison.h"
+
+namespace host {
+
+/// Whole lines: both measurements, the finding in a sentence, the doubted launches by
+/// their runs, and the warnings.
+std::string renderText(const Comparison& comparison);
+
+/// To stand alone (compare --json) or in another object.
+Json jsonOf(const Comparison& comparison);
+
+}  // namespace host

@@ -15,7 +15,6 @@ constexpr double kFewWholeNumbers = 6;  // between which tics would stand at fra
 constexpr double kTicsApart = 0.4;      // in a strip, of its height
 constexpr double kLeastOfStrip = 0.1;   // of the largest value, lest a wink looks like a leap
 constexpr double kLetterHeight = 0.1;   // of a panel of characters
-constexpr int kColumnsBeside = 11;      // the drawing, for tics
 
 std::pair<double, double> extremesOf(const std::vector<double>& values) {
     if (values.empty()) return {0, 1};
@@ -34,6 +33,30 @@ std::string quoted(const std::string& text) {
     for (const char c : printable(text))
         result += c == '\'' ? std::string("''") : std::string(1, c);
     return result + "'";
+}
+
+std::string quotedLines(const std::string& lines) {
+    std::string result;
+    std::istringstream in(lines);
+    for (std::string line; std::getline(in, line);)
+        result += (result.empty() ? "" : ".\"\\n\".") + quoted(line);
+    return result;
+}
+
+std::string terminalCommands(PictureFormat format, int width, int height, bool isAscii) {
+    const std::string size = std::to_string(width) + ',' + std::to_string(height);
+    const std::string start = std::string(isAscii ? "" : "set encoding utf8\n") + "set terminal ";
+    switch (format) {
+        case PictureFormat::kSvg:
+            return start + "svg noenhanced size " + size +
+                   " font 'sans-serif,14' background '#ffffff'\n";
+        case PictureFormat::kPng:
+            return start + "pngcairo noenhanced size " + size +
+                   " font 'sans,11' background '#ffffff'\n";
+        case PictureFormat::kText:
+            return start + "dumb noenhanced mono size " + size + '\n';
+    }
+    return "";
 }
 
 std::string axisTitle(Metric metric, const Unit& unit) {

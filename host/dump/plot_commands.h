@@ -28,6 +28,11 @@ constexpr const char* kPaleGrey = "#ECECEC";
 /// Digits that a value needs, of memory with a tolerance's decimals.
 constexpr int kDigits = 12;
 
+constexpr int kWidthPx = 1000;
+constexpr int kPixelsPerTic = 90;
+constexpr int kColumnsPerTic = 9;
+constexpr int kColumnsBeside = 11;  // a drawing in characters, for tics
+
 /// Where a panel is drawn.
 struct Surface {
     PictureFormat format;
@@ -46,6 +51,12 @@ struct Panel {
 
 /// `text` as gnuplot takes it literally: in single quotes nothing is expanded.
 std::string quoted(const std::string& text);
+
+/// Lines as one text of gnuplot's.
+std::string quotedLines(const std::string& lines);
+
+/// Sets the terminal, of so many pixels, or of columns and rows.
+std::string terminalCommands(PictureFormat format, int width, int height, bool isAscii);
 
 /// "memory (MB)".
 std::string axisTitle(Metric metric, const Unit& unit);

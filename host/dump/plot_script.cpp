@@ -26,10 +26,6 @@ struct Heights {
 constexpr Heights kPixels{22, 330, 120, 22, 40};
 constexpr Heights kRows{0, 15, 7, 0, 2};
 
-constexpr int kWidthPx = 1000;
-constexpr int kPixelsPerTic = 90;
-constexpr int kColumnsPerTic = 9;
-constexpr int kColumnsBeside = 11;
 constexpr std::size_t kTitleColumns = 80;  // of a picture, that fit into its width
 constexpr std::size_t kKeyLinesInPanel = 3;
 
@@ -113,15 +109,6 @@ int leastHeight(const Picture& picture) {
     return height;
 }
 
-/// Lines as one text of gnuplot's.
-std::string quotedLines(const std::string& lines) {
-    std::string result;
-    std::istringstream in(lines);
-    for (std::string line; std::getline(in, line);)
-        result += (result.empty() ? "" : ".\"\\n\".") + host::quoted(line);
-    return result;
-}
-
 class ScriptWriter {
 public:
     explicit ScriptWriter(const Picture& picture)
@@ -140,7 +127,8 @@ public:
         }
         PlotScript result;
         if (isText(mPicture)) addCaptions(result);
-        writeTerminal();
+        mOut << terminalCommands(mPicture.format, isText(mPicture) ? mPicture.columns : kWidthPx,
+                                 mHeight, mPicture.isAscii);
         writeFrame();
         result.script = mOut.str() + panels + "unset multiplot\n";
         return result;
@@ -159,24 +147,6 @@ private:
                 }
                 mOut << "EOD\n";
             }
-        }
-    }
-
-    void writeTerminal() {
-        const char* const background = " background '#ffffff'\n";
-        mOut << (mPicture.isAscii ? "" : "set encoding utf8\n") << "set terminal ";
-        switch (mPicture.format) {
-            case PictureFormat::kSvg:
-                mOut << "svg noenhanced size " << kWidthPx << ',' << mHeight
-                     << " font 'sans-serif,14'" << background;
-                break;
-            case PictureFormat::kPng:
-                mOut << "pngcairo noenhanced size " << kWidthPx << ',' << mHeight
-                     << " font 'sans,11'" << background;
-                break;
-            case PictureFormat::kText:
-                mOut << "dumb noenhanced mono size " << mPicture.columns << ',' << mHeight << '\n';
-                break;
         }
     }
 

@@ -75,8 +75,7 @@ double exactP(const Ranks& ranks, std::size_t count) {
 double normalP(const Ranks& ranks, std::size_t count) {
     const auto m = static_cast<double>(count);
     const auto all = static_cast<double>(ranks.halves.size());
-    const double variance =
-        m * (all - m) / 12 * (all + 1 - ranks.tied / (all * (all - 1)));
+    const double variance = m * (all - m) / 12 * (all + 1 - ranks.tied / (all * (all - 1)));
     if (variance <= 0) return 1;
     const double away = std::fabs(static_cast<double>(ranks.earlierSum) / 2 - m * (all + 1) / 2);
     // Sums are whole numbers: each stands for half a step to either side.
@@ -93,9 +92,8 @@ std::optional<Interval> medianDifferenceInterval(const std::vector<double>& earl
     const double beforeMedian = medianOf(earlier);
     const double afterMedian = medianOf(later);
     const double middle = afterMedian - beforeMedian;
-    return Interval{
-        middle - std::hypot(afterMedian - after->low, before->high - beforeMedian),
-        middle + std::hypot(after->high - afterMedian, beforeMedian - before->low)};
+    return Interval{middle - std::hypot(afterMedian - after->low, before->high - beforeMedian),
+                    middle + std::hypot(after->high - afterMedian, beforeMedian - before->low)};
 }
 
 double rankSumP(const std::vector<double>& earlier, const std::vector<double>& later) {

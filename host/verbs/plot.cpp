@@ -2,25 +2,22 @@
 #include <cstdio>
 #include <deque>
 #include <memory>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include "host/base/exit_code.h"
 #include "host/base/replaced_file.h"
 #include "host/dump/caption.h"
 #include "host/dump/dump_file.h"
-#include "host/dump/gnuplot.h"
 #include "host/dump/launch_notes.h"
 #include "host/dump/picture_file.h"
 #include "host/dump/plot_script.h"
 #include "host/dump/recorded_probe.h"
+#include "host/verbs/drawing.h"
 #include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
 
 namespace host {
 namespace {
 
-constexpr int kTextFileColumns = 100;
 constexpr std::size_t kMostOverlaid = 100;  // more would only be grey upon grey
 
 struct PlotArguments {
@@ -86,20 +83,12 @@ std::vector<Metric> chooseMetrics(const std::vector<const DumpedLaunch*>& launch
 }
 
 void fitToTerminal(Picture& picture) {
-    winsize size{};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return;
-    if (size.ws_col > 0) picture.columns = size.ws_col;
-    if (size.ws_row > 0) picture.rows = size.ws_row - 1;  // one for the prompt
-    if (picture.columns >= kFewestColumns) return;
-    throw HostError(kEnvironment,
-                    "a drawing in characters needs " + std::to_string(kFewestColumns) +
-                        " columns, and the terminal has " + std::to_string(picture.columns) +
-                        "; widen it, or write a picture with -o FILE.svg");
-}
-
-std::string draw(const Picture& picture) {
-    const PlotScript script = plotScript(picture);
-    return script.above + runGnuplot(script.script) + script.below;
+    const std::optional<TerminalSize> size = terminalSize();
+    if (!size) return;
+    if (size->columns > 0) picture.columns = size->columns;
+    if (size->rows > 0) picture.rows = size->rows - 1;  // one for the prompt
+    if (picture.columns < kFewestColumns)
+        throw HostError(kEnvironment, tooNarrowText(picture.columns));
 }
 
 int plot(const PlotArguments& arguments, const Invocation& invocation) {
@@ -120,7 +109,7 @@ int plot(const PlotArguments& arguments, const Invocation& invocation) {
         picture.launches.push_back(&launch);
     picture.launchesInAll = chosen.inAll;
     picture.metrics = chooseMetrics(picture.launches, arguments.metric);
-    const std::string drawn = draw(picture);
+    const std::string drawn = draw(plotScript(picture));
     if (arguments.file.empty()) {
         print(drawn);
     } else {

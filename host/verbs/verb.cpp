@@ -72,6 +72,7 @@ void describe(CLI::App& app, Invocation& invocation) {
     addExplainVerb(app, invocation);
     addPlotVerb(app, invocation);
     addReplayVerb(app, invocation);
+    addCompareVerb(app, invocation);
 }
 
 VerbOption& VerbOption::isRequired() {

@@ -1,0 +1,89 @@
+// Comparing two measurements, for the verbs that do: compare, and measure --against.
+#include "host/verbs/comparing.h"
+
+#include <cstdio>
+
+#include "host/base/exit_code.h"
+#include "host/base/standard_streams.h"
+#include "host/compare/comparison_picture.h"
+#include "host/compare/comparison_report.h"
+#include "host/dump/caption.h"
+#include "host/dump/picture_file.h"
+#include "host/verbs/drawing.h"
+#include "host/verbs/verb.h"
+
+namespace host {
+namespace {
+
+constexpr double kMostPercent = 1000;
+
+void writePictureOf(const Comparison& comparison, const std::string& file) {
+    ComparisonPicture picture;
+    picture.format = formatOf(file);
+    picture.columns = kTextFileColumns;
+    picture.isAscii = picture.format == PictureFormat::kText && !isUtf8Locale();
+    writePicture(file, draw(comparisonScript(comparison, picture)));
+}
+
+std::string inCharacters(const Comparison& comparison) {
+    ComparisonPicture picture;
+    const std::optional<TerminalSize> size = terminalSize();
+    if (size && size->columns > 0) picture.columns = size->columns;
+    if (picture.columns < kFewestColumns)
+        throw HostError(kEnvironment, tooNarrowText(picture.columns));
+    picture.isAscii = !isUtf8Locale();
+    PlotScript script = comparisonScript(comparison, picture);
+    script.above = "\n";  // the text above says it all
+    return draw(script);
+}
+
+/// Nobody asked for it: without it the comparison is no less.
+std::string pictureBelow(const Comparison& comparison) {
+    try {
+        return inCharacters(comparison);
+    } catch (const HostError& error) {
+        std::fprintf(stderr, "orvo-host: no picture: %s\n", error.what());
+        return "";
+    }
+}
+
+int exitCodeOf(const Comparison& comparison, const CompareOptions& options) {
+    if (options.isStrict && comparison.isDoubted()) {
+        std::fprintf(stderr, "orvo-host: refused by --strict, for doubted launches\n");
+        return kDoubted;
+    }
+    if (!options.failIfSlowerPercent) return kDone;
+    if (comparison.finding == Finding::kTooFewRuns) {
+        std::fprintf(stderr, "orvo-host: too few runs for --fail-if-slower to tell\n");
+        return kNotLearned;
+    }
+    return comparison.isSlowerBy(*options.failIfSlowerPercent) ? kSlower : kDone;
+}
+
+}  // namespace
+
+void addGateOptions(Verb& verb, CompareOptions& options) {
+    verb.option("--fail-if-slower", options.failIfSlowerPercent,
+                "Exit with 5 when the new one is slower and the interval of the\n"
+                "difference lies beyond so many percent of the old median as a whole")
+        .named("PERCENT")
+        .from(0.0, kMostPercent);
+    verb.flag("--strict", options.isStrict,
+              "Exit with 4 when a launch that is compared is doubted");
+}
+
+int reportComparison(const Measurement& older, const Measurement& newer,
+                     const CompareOptions& options) {
+    const bool hasFile = !options.picture.empty();
+    if (hasFile) formatOf(options.picture);  // refused before anything is printed
+    const Comparison comparison = compare(older, newer);
+    if (options.isJson) {
+        print(jsonLine(jsonOf(comparison)));
+    } else {
+        print(renderText(comparison) + (hasFile ? "" : pictureBelow(comparison)));
+    }
+    if (hasFile) writePictureOf(comparison, options.picture);
+    return exitCodeOf(comparison, options);
+}
+
+}  // namespace host

@@ -1,0 +1,25 @@
+// Drawing on the terminal, for the verbs that do.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "host/dump/plot_script.h"
+
+namespace host {
+
+struct TerminalSize {
+    int columns;  ///< 0 where it has none
+    int rows;
+};
+
+/// None when standard output is no terminal.
+std::optional<TerminalSize> terminalSize();
+
+/// What to say of a terminal that is too narrow.
+std::string tooNarrowText(int columns);
+
+/// The picture, of a text with what stands above and below it.
+std::string draw(const PlotScript& script);
+
+}  // namespace host

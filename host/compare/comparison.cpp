@@ -12,8 +12,8 @@
 namespace host {
 namespace {
 
-constexpr double kChance = 0.05;    // as seldom as the interval leaves the truth out
-constexpr double kWholeMs = 1;      // no value is finer
+constexpr double kChance = 0.05;  // as seldom as the interval leaves the truth out
+constexpr double kWholeMs = 1;    // no value is finer
 constexpr double kInPercent = 100;
 
 Interval scaled(const Interval& interval, double factor) {

@@ -2,15 +2,10 @@
 #pragma once
 
 #include "host/compare/comparison.h"
+#include "host/compare/side.h"
 #include "host/dump/plot_script.h"
 
 namespace host {
-
-struct ComparisonPicture {
-    PictureFormat format = PictureFormat::kText;
-    int columns = 80;      ///< of a text
-    bool isAscii = false;  ///< a text's reader has no other characters
-};
 
 /// Each launch's time as a dot, with the medians and their intervals; below that the
 /// memory that most launches had at each moment.

@@ -43,8 +43,9 @@ std::string differenceText(const Comparison& comparison, double sign) {
 /// Turned round for what is told as faster.
 std::string intervalText(const Comparison& comparison, double sign) {
     const auto between = [&](const Interval& interval, std::string (*number)(double)) {
-        const auto [low, high] = std::minmax(sign * interval.low, sign * interval.high);
-        return number(low) + " to " + number(high);
+        const double one = sign * interval.low;
+        const double other = sign * interval.high;
+        return number(std::min(one, other)) + " to " + number(std::max(one, other));
     };
     std::string text = " (95 %: " + between(*comparison.intervalMs, ms) + " ms";
     if (comparison.intervalPercent)
@@ -155,9 +156,9 @@ std::string findingText(const Comparison& comparison) {
 
 std::string renderText(const Comparison& comparison) {
     std::string text = "old: " + summaryText(comparison.older) +
-                       "new: " + summaryText(comparison.newer) + "new against old: " +
-                       findingText(comparison) + '\n' + doubtedText(comparison.older, "old") +
-                       doubtedText(comparison.newer, "new");
+                       "new: " + summaryText(comparison.newer) +
+                       "new against old: " + findingText(comparison) + '\n' +
+                       doubtedText(comparison.older, "old") + doubtedText(comparison.newer, "new");
     for (const std::string& warning : comparison.warnings)
         text += "warning: " + printable(warning) + '\n';
     return text;

@@ -8,8 +8,8 @@
 namespace host {
 namespace {
 
-constexpr std::size_t kMostRuns = 10;        // named in a line
-constexpr std::int64_t kMemoryGrain = 50;    // kernels take a little of it, more or less
+constexpr std::size_t kMostRuns = 10;      // named in a line
+constexpr std::int64_t kMemoryGrain = 50;  // kernels take a little of it, more or less
 constexpr std::int64_t kKbPerMb = 1024;
 
 std::string bothText(const std::string& what, const std::string& one, const std::string& other) {
@@ -43,18 +43,17 @@ void warnOfDifferences(const Measurement& older, const Measurement& newer,
     const std::string machines = machineDifferences(older.machine, newer.machine);
     if (!machines.empty()) warnings.push_back("measured on different machines: " + machines);
     if (older.machine.library != newer.machine.library)
-        warnings.push_back(
-            bothText("measured by different libraries:", older.machine.library,
-                     newer.machine.library));
+        warnings.push_back(bothText("measured by different libraries:", older.machine.library,
+                                    newer.machine.library));
     if (older.name != newer.name)
         warnings.push_back(bothText("measured under different names:", older.name, newer.name));
     const Window before = windowOf(older.kind);
     const Window after = windowOf(newer.kind);
     if (before != after) {
-        warnings.push_back(bothText("measured in different windows,", windowName(before),
-                                    windowName(after)) +
-                           ", in which an endpoint means different things; measure both with "
-                           "the same --window");
+        warnings.push_back(
+            bothText("measured in different windows,", windowName(before), windowName(after)) +
+            ", in which an endpoint means different things; measure both with "
+            "the same --window");
     } else if (older.kind.type != newer.kind.type || older.kind.subtype != newer.kind.subtype) {
         warnings.push_back("measured as different kinds of launch, which are decided differently");
     }

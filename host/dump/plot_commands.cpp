@@ -39,7 +39,7 @@ std::string quotedLines(const std::string& lines) {
     std::string result;
     std::istringstream in(lines);
     for (std::string line; std::getline(in, line);)
-        result += (result.empty() ? "" : ".\"\\n\".") + quoted(line);
+        result += (result.empty() ? "" : ".\"\\n\".") + host::quoted(line);
     return result;
 }
 
@@ -68,8 +68,27 @@ std::string dataName(std::size_t launch, Metric metric) {
     return "$launch" + std::to_string(launch) + '_' + traitsOf(metric).id;
 }
 
+void PlotList::addPlot(const std::string& what, const std::string& style, char letter,
+                       const std::string& title) {
+    const std::string asPoints = std::string("points pointtype '") + letter + "' notitle";
+    const std::string inKey = title.empty() ? " notitle" : " title " + quoted(title);
+    mPlots.push_back(what + " with " + (mIsText ? asPoints : style + inKey));
+    if (!title.empty()) addKey(letter, title);
+}
+
+void PlotList::addKey(char letter, const std::string& title) {
+    mKey.push_back(std::string(1, letter) + "  " + title);
+}
+
+Panel PlotList::build() const {
+    std::string command = "plot ";
+    for (const std::string& plot : mPlots)
+        command += (&plot == &mPlots.front() ? "" : ", \\\n  ") + plot;
+    return {mCommands + command + '\n', mKey};
+}
+
 PanelBuilder::PanelBuilder(const Axes& axes, Metric metric, const Surface& surface)
-    : mAxes(axes), mUnit(axes.units[metric]), mSurface(surface) {}
+    : PlotList(surface.isText()), mAxes(axes), mUnit(axes.units[metric]), mSurface(surface) {}
 
 void PanelBuilder::setRange(const std::vector<double>& samples, const std::vector<double>& others) {
     std::vector<double> values = samples;
@@ -90,15 +109,7 @@ void PanelBuilder::setRange(const std::vector<double>& samples, const std::vecto
     } else {
         out << (mUnit.size <= 1 && height < kFewWholeNumbers ? "1" : "autofreq") << '\n';
     }
-    mCommands += out.str();
-}
-
-void PanelBuilder::addPlot(const std::string& what, const std::string& style, char letter,
-                           const std::string& title) {
-    const std::string asPoints = std::string("points pointtype '") + letter + "' notitle";
-    const std::string inKey = title.empty() ? " notitle" : " title " + quoted(title);
-    mPlots.push_back(what + " with " + (mSurface.isText() ? asPoints : style + inKey));
-    if (!title.empty()) mKey.push_back(std::string(1, letter) + "  " + title);
+    addCommands(out.str());
 }
 
 void PanelBuilder::addMarks(const std::vector<Mark>& marks) {
@@ -112,12 +123,12 @@ void PanelBuilder::addMarks(const std::vector<Mark>& marks) {
             << (mSurface.isText() ? "back" : "front") << look << '\n';
         if (mark.text.empty()) continue;
         if (mSurface.isText()) {
-            mKey.push_back(std::string(1, mark.letter) + "  " + mark.text);
+            addKey(mark.letter, mark.text);
         } else {
-            mPlots.push_back("NaN with lines" + look + " title " + quoted(mark.text));
+            addPlot("NaN", "lines" + look, mark.letter, mark.text);
         }
     }
-    mCommands += out.str();
+    addCommands(out.str());
     if (mSurface.isText()) addLetters(marks);
 }
 
@@ -133,14 +144,7 @@ void PanelBuilder::addLetters(const std::vector<Mark>& marks) {
         out << "set label '" << mark->letter << "' at first " << mAxes.time.unit().of(mark->timeMs)
             << ",graph " << 1 - kLetterHeight * static_cast<double>(above) << " left front\n";
     }
-    mCommands += out.str();
-}
-
-Panel PanelBuilder::build() const {
-    std::string command = "plot ";
-    for (const std::string& plot : mPlots)
-        command += (&plot == &mPlots.front() ? "" : ", \\\n  ") + plot;
-    return {mCommands + command + '\n', mKey};
+    addCommands(out.str());
 }
 
 }  // namespace host

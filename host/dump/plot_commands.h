@@ -73,14 +73,10 @@ struct Mark {
     char letter;  ///< in a text
 };
 
-/// What a panel is put together from.
-class PanelBuilder {
+/// What of a panel does not depend on what it shows.
+class PlotList {
 public:
-    PanelBuilder(const Axes& axes, Metric metric, const Surface& surface);
-
-    /// Lets the panel show all `samples` and `others`. The axis of a strip or of flat
-    /// samples has no more than their smallest and largest at it.
-    void setRange(const std::vector<double>& samples, const std::vector<double>& others);
+    explicit PlotList(bool isText) : mIsText(isText) {}
 
     /// Commands that stand before the plot.
     void addCommands(const std::string& commands) { mCommands += commands; }
@@ -89,9 +85,28 @@ public:
     void addPlot(const std::string& what, const std::string& style, char letter,
                  const std::string& title);
 
-    void addMarks(const std::vector<Mark>& marks);
+    /// A text's key alone.
+    void addKey(char letter, const std::string& title);
 
     Panel build() const;
+
+private:
+    const bool mIsText;
+    std::string mCommands;
+    std::vector<std::string> mPlots;
+    std::vector<std::string> mKey;
+};
+
+/// What a panel of one metric is put together from.
+class PanelBuilder : public PlotList {
+public:
+    PanelBuilder(const Axes& axes, Metric metric, const Surface& surface);
+
+    /// Lets the panel show all `samples` and `others`. The axis of a strip or of flat
+    /// samples has no more than their smallest and largest at it.
+    void setRange(const std::vector<double>& samples, const std::vector<double>& others);
+
+    void addMarks(const std::vector<Mark>& marks);
 
 private:
     void addLetters(const std::vector<Mark>& marks);
@@ -99,9 +114,6 @@ private:
     const Axes& mAxes;
     const Unit& mUnit;
     const Surface& mSurface;
-    std::string mCommands;
-    std::vector<std::string> mPlots;
-    std::vector<std::string> mKey;
 };
 
 }  // namespace host

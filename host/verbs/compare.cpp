@@ -20,8 +20,9 @@ struct CompareArguments {
 Measurement onlyMeasurementOf(const std::string& file) {
     Results results = readResults(file);
     if (results.size() == 1) return std::move(results.front());
-    throw HostError(kUsage, printable(file) + " holds two measurements, of measure --against; "
-                                              "compare that file by itself");
+    throw HostError(kUsage, printable(file) +
+                                " holds two measurements, of measure --against; "
+                                "compare that file by itself");
 }
 
 Results bothOf(const CompareArguments& arguments) {

@@ -1,0 +1,165 @@
+// The panel of a comparison that shows each launch's time.
+#include "host/compare/dots_panel.h"
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+
+namespace host {
+namespace {
+
+constexpr int kPixelsPerDot = 10;
+constexpr double kHeight = 10;     // in which a text's rows are whole numbers
+constexpr double kDotsHeight = 3;  // of those of one side
+constexpr std::size_t kMostStacked = 8;
+constexpr std::size_t kMostStackedInRows = 3;
+constexpr double kRoomMs = 15;  // at the ends of the axis: half a sampling period
+constexpr double kRoomShare = 0.04;
+constexpr double kTickHeight = 0.8;  // of a median
+constexpr double kNarrowest = 0.1;   // interval that can be seen, of a dot
+
+class DotsPanel {
+public:
+    DotsPanel(const Comparison& comparison, const ComparisonPicture& picture)
+        : mComparison(comparison), mPicture(picture), mPlots(picture.isText()) {
+        setRange();
+        setStacks();
+    }
+
+    Panel build() {
+        addAxes();
+        for (const Side* const side : {&kOld, &kNew}) {
+            addInterval(*side);
+            addMedian(*side);
+            addDots(*side, false);
+            addDots(*side, true);
+        }
+        return mPlots.build();
+    }
+
+private:
+    /// By their places on the axis whether the launches there are doubted, those last.
+    using Stacks = std::map<int, std::vector<bool>>;
+
+    void setRange() {
+        std::vector<double> times = mComparison.older.settledMs;
+        times.insert(times.end(), mComparison.newer.settledMs.begin(),
+                     mComparison.newer.settledMs.end());
+        const auto [low, high] = std::minmax_element(times.begin(), times.end());
+        const double room = kRoomMs + kRoomShare * (*high - *low);
+        mLowMs = *low - room;
+        mHighMs = *high + room;
+        const int places =
+            mPicture.isText() ? mPicture.columns - kColumnsBeside : kWidthPx / kPixelsPerDot;
+        mDotMs = (mHighMs - mLowMs) / std::max(1, places);
+    }
+
+    void setStacks() {
+        std::size_t highest = 1;
+        for (const Side* const side : {&kOld, &kNew}) {
+            for (const auto& [place, launches] : stacksOf(*side))
+                highest = std::max(highest, launches.size());
+        }
+        mStacked = mPicture.isText() ? kMostStackedInRows : kMostStacked;
+        mLaunchesPerDot = (highest + mStacked - 1) / mStacked;
+    }
+
+    const MeasurementSummary& summaryOf(const Side& side) const {
+        return &side == &kOld ? mComparison.older : mComparison.newer;
+    }
+
+    Stacks stacksOf(const Side& side) const {
+        Stacks stacks;
+        for (const MeasuredLaunch& launch : summaryOf(side).measurement->launches) {
+            if (!launch.settledMs()) continue;
+            const double place = (*launch.settledMs() - mLowMs) / mDotMs;
+            stacks[static_cast<int>(place)].push_back(launch.isDoubted());
+        }
+        for (auto& [place, doubted] : stacks)
+            std::sort(doubted.begin(), doubted.end());
+        return stacks;
+    }
+
+    void addAxes() {
+        const std::string several =
+            mLaunchesPerDot == 1
+                ? ""
+                : " (up to " + std::to_string(mLaunchesPerDot) + " launches a mark)";
+        std::ostringstream out;
+        out.precision(kDigits);
+        out << "set xrange [" << mLowMs << ':' << mHighMs << "]\nset yrange [0:" << kHeight
+            << "]\nset ytics ('old' " << kOld.interval + 1 << ", 'new' " << kNew.interval + 1
+            << ")\nset xtics " << niceStep(mHighMs - mLowMs, mPicture.mostTics())
+            << "\nset xlabel 'ms from start to endpoint" << several << "' noenhanced\n";
+        mPlots.addCommands(out.str());
+    }
+
+    void addData(const Side& side, const std::string& what, const std::string& data,
+                 const std::string& style, char letter, const std::string& title) {
+        if (data.empty()) return;  // of which gnuplot would plot nothing at all
+        const std::string name = '$' + std::string(side.name) + '_' + what;
+        mPlots.addCommands(name + " << EOD\n" + data + "EOD\n");
+        mPlots.addPlot(name, style + " linecolor '" + side.colour + '\'', letter, title);
+    }
+
+    void addDots(const Side& side, bool doubted) {
+        std::ostringstream data;
+        data.precision(kDigits);
+        const double step = kDotsHeight / static_cast<double>(mStacked);
+        for (const auto& [place, launches] : stacksOf(side)) {
+            for (std::size_t i = 0; i < launches.size(); i += mLaunchesPerDot) {
+                const std::size_t last = std::min(i + mLaunchesPerDot, launches.size()) - 1;
+                if (launches[last] != doubted) continue;
+                data << mLowMs + (place + 0.5) * mDotMs << ' '
+                     << side.interval + 1 + step * static_cast<double>(i / mLaunchesPerDot)
+                     << '\n';
+            }
+        }
+        addData(side, doubted ? "doubted" : "dots", data.str(),
+                "points pointsize 0.9 pointtype " + std::to_string(side.mark - (doubted ? 1 : 0)),
+                doubted ? '?' : side.letter,
+                mPicture.isText() && doubted ? "doubted" : side.name + std::string(doubted ? ", doubted" : ""));
+    }
+
+    void addInterval(const Side& side) {
+        const std::optional<Interval>& interval = summaryOf(side).medianIntervalMs;
+        if (!interval) return;
+        std::ostringstream data;
+        data.precision(kDigits);
+        // In a text a mark a column.
+        const double widthMs = std::max(interval->width(), kNarrowest * mDotMs);
+        const double stepMs = mPicture.isText() ? mDotMs : widthMs;
+        for (double atMs = 0; atMs < widthMs; atMs += stepMs)
+            data << interval->low + atMs << ' ' << side.interval << ' ' << stepMs << " 0\n";
+        addData(side, "interval", data.str(), "vectors nohead linewidth 3", '=',
+                mPicture.isText() ? "where the median lies, with 95 % confidence" : "");
+    }
+
+    void addMedian(const Side& side) {
+        std::ostringstream data;
+        data.precision(kDigits);
+        data << *summaryOf(side).medianMs << ' '
+             << side.interval - (mPicture.isText() ? 0 : kTickHeight / 2) << " 0 " << kTickHeight
+             << '\n';
+        addData(side, "median", data.str(), "vectors nohead linewidth 3", 'M',
+                mPicture.isText() ? "median"
+                                  : std::string(side.name) + " median, with its 95 % interval");
+    }
+
+    const Comparison& mComparison;
+    const ComparisonPicture& mPicture;
+    PlotList mPlots;
+    double mLowMs = 0;
+    double mHighMs = 0;
+    double mDotMs = 0;  // the width of a dot
+    std::size_t mStacked = 1;
+    std::size_t mLaunchesPerDot = 1;
+};
+
+}  // namespace
+
+Panel dotsPanel(const Comparison& comparison, const ComparisonPicture& picture) {
+    return DotsPanel(comparison, picture).build();
+}
+
+}  // namespace host

@@ -63,7 +63,7 @@ std::string commandText(const Measurement& measurement) {
 std::string spreadText(const MeasurementSummary& summary) {
     const auto [smallest, largest] =
         std::minmax_element(summary.settledMs.begin(), summary.settledMs.end());
-    return ms(*smallest) + " to " + ms(*largest) + " ms";
+    return (*smallest == *largest ? "" : ms(*smallest) + " to ") + ms(*largest) + " ms";
 }
 
 std::string summaryText(const MeasurementSummary& summary) {

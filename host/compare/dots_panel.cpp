@@ -2,6 +2,7 @@
 #include "host/compare/dots_panel.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <sstream>
 
@@ -39,7 +40,7 @@ public:
 
 private:
     /// By their places on the axis whether the launches there are doubted, those last.
-    using Stacks = std::map<int, std::vector<bool>>;
+    using Stacks = std::map<long, std::vector<bool>>;
 
     void setRange() {
         std::vector<double> times = mComparison.older.settledMs;
@@ -73,7 +74,7 @@ private:
         for (const MeasuredLaunch& launch : summaryOf(side).measurement->launches) {
             if (!launch.settledMs()) continue;
             const double place = (*launch.settledMs() - mLowMs) / mDotMs;
-            stacks[static_cast<int>(place)].push_back(launch.isDoubted());
+            stacks[std::lround(place)].push_back(launch.isDoubted());
         }
         for (auto& [place, doubted] : stacks)
             std::sort(doubted.begin(), doubted.end());
@@ -110,15 +111,15 @@ private:
             for (std::size_t i = 0; i < launches.size(); i += mLaunchesPerDot) {
                 const std::size_t last = std::min(i + mLaunchesPerDot, launches.size()) - 1;
                 if (launches[last] != doubted) continue;
-                data << mLowMs + (place + 0.5) * mDotMs << ' '
-                     << side.interval + 1 + step * static_cast<double>(i / mLaunchesPerDot)
-                     << '\n';
+                data << mLowMs + static_cast<double>(place) * mDotMs << ' '
+                     << side.interval + 1 + step * static_cast<double>(i / mLaunchesPerDot) << '\n';
             }
         }
         addData(side, doubted ? "doubted" : "dots", data.str(),
                 "points pointsize 0.9 pointtype " + std::to_string(side.mark - (doubted ? 1 : 0)),
                 doubted ? '?' : side.letter,
-                mPicture.isText() && doubted ? "doubted" : side.name + std::string(doubted ? ", doubted" : ""));
+                mPicture.isText() && doubted ? "doubted"
+                                             : side.name + std::string(doubted ? ", doubted" : ""));
     }
 
     void addInterval(const Side& side) {

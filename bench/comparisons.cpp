@@ -1,0 +1,150 @@
+// orvo-comparisons: how often compare is wrong, on simulated sessions of launches
+// through the library's own analysis.
+#include <android/log.h>
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <optional>
+#include <vector>
+
+#include "bench/learner_peer.h"
+#include "bench/series.h"
+#include "host/compare/comparison.h"
+#include "host/statistics/median.h"
+
+namespace {
+
+constexpr int kSessions = 1000;  // a kind
+constexpr int kRuns = 20;        // of each of the two
+constexpr int kRunsForTruth = 300;
+constexpr std::size_t kSamples = 100;
+constexpr std::int32_t kPeriodMs = OrvoLearnerPeer::kPeriodMs;
+constexpr double kFirstLookMs = 200;
+constexpr double kSlower = 1.1;
+constexpr double kGatePercent = 5;
+constexpr double kDeviation = 0.017;  // from launch to launch, of a launch's time
+
+/// Those that settle within the window, also when they are slower.
+constexpr LaunchKind kKinds[] = {LaunchKind::kSteps,          LaunchKind::kRamp,
+                                 LaunchKind::kCollectorDrops, LaunchKind::kExponential,
+                                 LaunchKind::kTwoPlateaus,    LaunchKind::kSpikes,
+                                 LaunchKind::kDrift,          LaunchKind::kNoisyRamp,
+                                 LaunchKind::kSawTooth};
+
+/// A command whose launches all have the same course, at their own pace.
+class Command {
+public:
+    // A value a millisecond instead of one a period.
+    Command(LaunchKind kind, std::uint32_t seed) {
+        Random random(seed);
+        const LabelledLaunch launch = simulateLaunch(kind, kSamples * kPeriodMs, random);
+        mMemoryKb = launch.series.vmRssKb;
+        mMemoryKb.insert(mMemoryKb.end(), launch.laterRssKb.begin(), launch.laterRssKb.end());
+    }
+
+    /// The time to its endpoint, none of an undecided launch. The samples lie by chance
+    /// within their period, as measure has it.
+    std::optional<std::int32_t> launch(double slowness, Random& random) const {
+        const double pace = slowness * (1 + kDeviation * random.normal());
+        const double firstMs = kFirstLookMs + random.uniform(0, kPeriodMs);
+        LaunchSeries series;
+        for (std::size_t i = 0; i < kSamples; ++i) {
+            const double atMs = firstMs + static_cast<double>(i) * kPeriodMs;
+            const auto at = static_cast<std::size_t>(atMs / pace);
+            series.vmRssKb.push_back(mMemoryKb[std::min(at, mMemoryKb.size() - 1)]);
+            series.oomScore.push_back(667);
+        }
+        static OrvoLearnerPeer peer;
+        peer.setLaunch(1, 1);
+        const std::int32_t endpoint = peer.replay(series);
+        if (endpoint < 1) return std::nullopt;
+        return static_cast<std::int32_t>(std::lround(firstMs)) + endpoint * kPeriodMs;
+    }
+
+    host::Measurement measure(double slowness, int runs, Random& random) const {
+        host::Measurement measurement;
+        for (int run = 1; run <= runs; ++run) {
+            measurement.launches.emplace_back();
+            measurement.launches.back().run = run;
+            measurement.launches.back().assessment.sinceStartMs = launch(slowness, random);
+        }
+        return measurement;
+    }
+
+private:
+    std::vector<std::int32_t> mMemoryKb;
+};
+
+struct Score {
+    int sessions = 0;
+    int falseAlarms = 0;
+    int heldNothing = 0;  // intervals that hold 0 where there is no difference
+    int found = 0;
+    int heldTruth = 0;
+    int gateFailed = 0;  // of the same
+    int gateCaught = 0;  // of the slower
+    std::vector<double> smallestSeenPercent;
+};
+
+bool holds(const host::Comparison& comparison, double truthMs) {
+    return comparison.intervalMs && comparison.intervalMs->low <= truthMs &&
+           truthMs <= comparison.intervalMs->high;
+}
+
+std::optional<double> medianOfMany(const Command& command, double slowness, Random& random) {
+    return host::summaryOf(command.measure(slowness, kRunsForTruth, random)).medianMs;
+}
+
+void addSession(const Command& command, Random& random, Score& score) {
+    const std::optional<double> older = medianOfMany(command, 1, random);
+    const std::optional<double> slower = medianOfMany(command, kSlower, random);
+    if (!older || !slower) return;
+    const host::Measurement before = command.measure(1, kRuns, random);
+    const host::Measurement same = command.measure(1, kRuns, random);
+    const host::Measurement after = command.measure(kSlower, kRuns, random);
+    const auto isCompared = [](const host::Measurement& measurement) {
+        return host::summaryOf(measurement).medianIntervalMs.has_value();
+    };
+    if (!isCompared(before) || !isCompared(same) || !isCompared(after)) return;
+    ++score.sessions;
+    const host::Comparison nothing = host::compare(before, same);
+    score.falseAlarms += nothing.finding != host::Finding::kNoDifferenceSeen;
+    score.heldNothing += holds(nothing, 0);
+    const host::Comparison difference = host::compare(before, after);
+    score.found += difference.finding == host::Finding::kSlower;
+    score.heldTruth += holds(difference, *slower - *older);
+    score.gateFailed += nothing.isSlowerBy(kGatePercent);
+    score.gateCaught += difference.isSlowerBy(kGatePercent);
+    score.smallestSeenPercent.push_back(*nothing.smallestSeenPercent);
+}
+
+void printRow(LaunchKind kind) {
+    Score score;
+    for (std::uint32_t session = 0; session < kSessions; ++session) {
+        const Command command(kind, 2 * session);
+        Random random(2 * session + 1);
+        addSession(command, random, score);
+    }
+    std::printf("| %s | %d | %.1f %% |", kindName(kind), score.sessions,
+                host::medianOf(score.smallestSeenPercent));
+    for (const int sessions : {score.falseAlarms, score.heldNothing, score.found, score.heldTruth,
+                               score.gateFailed, score.gateCaught})
+        std::printf(" %.1f %% |", 100.0 * sessions / score.sessions);
+    std::printf("\n");
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+int main() {
+    __android_log_set_logger([](const __android_logger_data*, const char*) {});
+    std::printf(
+        "| simulated, %d runs each | sessions | sees from | same: slower or faster | same: interval "
+        "holds 0 | 10 %% slower: found | 10 %% slower: interval holds the truth | gate of %.0f %%: "
+        "same fails | gate of %.0f %%: 10 %% slower fails |\n|---|---|---|---|---|---|---|---|---|\n"
+        "| target | | | at most 5 %% | at least 93 %% | at least 95 %% | at least 93 %% | | |\n",
+        kRuns, kGatePercent, kGatePercent);
+    for (const LaunchKind kind : kKinds)
+        printRow(kind);
+    return 0;
+}

@@ -1,7 +1,7 @@
 // orvo-comparisons: how often compare is wrong, on simulated sessions of launches
 // through the library's own analysis.
-#include <android/log.h>
 #include <algorithm>
+#include <android/log.h>
 #include <cmath>
 #include <cstdio>
 #include <optional>
@@ -25,11 +25,10 @@ constexpr double kGatePercent = 5;
 constexpr double kDeviation = 0.017;  // from launch to launch, of a launch's time
 
 /// Those that settle within the window, also when they are slower.
-constexpr LaunchKind kKinds[] = {LaunchKind::kSteps,          LaunchKind::kRamp,
-                                 LaunchKind::kCollectorDrops, LaunchKind::kExponential,
-                                 LaunchKind::kTwoPlateaus,    LaunchKind::kSpikes,
-                                 LaunchKind::kDrift,          LaunchKind::kNoisyRamp,
-                                 LaunchKind::kSawTooth};
+constexpr LaunchKind kKinds[] = {
+    LaunchKind::kSteps,       LaunchKind::kRamp,        LaunchKind::kCollectorDrops,
+    LaunchKind::kExponential, LaunchKind::kTwoPlateaus, LaunchKind::kSpikes,
+    LaunchKind::kDrift,       LaunchKind::kNoisyRamp,   LaunchKind::kSawTooth};
 
 /// A command whose launches all have the same course, at their own pace.
 class Command {
@@ -139,9 +138,11 @@ void printRow(LaunchKind kind) {
 int main() {
     __android_log_set_logger([](const __android_logger_data*, const char*) {});
     std::printf(
-        "| simulated, %d runs each | sessions | sees from | same: slower or faster | same: interval "
+        "| simulated, %d runs each | sessions | sees from | same: slower or faster | same: "
+        "interval "
         "holds 0 | 10 %% slower: found | 10 %% slower: interval holds the truth | gate of %.0f %%: "
-        "same fails | gate of %.0f %%: 10 %% slower fails |\n|---|---|---|---|---|---|---|---|---|\n"
+        "same fails | gate of %.0f %%: 10 %% slower fails "
+        "|\n|---|---|---|---|---|---|---|---|---|\n"
         "| target | | | at most 5 %% | at least 93 %% | at least 95 %% | at least 93 %% | | |\n",
         kRuns, kGatePercent, kGatePercent);
     for (const LaunchKind kind : kKinds)

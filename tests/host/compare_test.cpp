@@ -1,0 +1,225 @@
+// Two measurements beside each other: what is said of them, and how the verb exits.
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "host/compare/comparison_picture.h"
+#include "host/compare/comparison_report.h"
+#include "host/compare/median_series.h"
+#include "host/results/results_file.h"
+#include "tests/host/program.h"
+#include "tests/host/refusal.h"
+
+namespace host {
+namespace {
+
+using nlohmann::json;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using Times = std::vector<std::int32_t>;
+
+Measurement measured(const Times& settledMs) {
+    Measurement measurement;
+    measurement.name = "com.a";
+    measurement.command = {"app", "--x"};
+    measurement.kind = {1, 1};
+    measurement.machine = {"h", "x86_64", "p", 2, 1 << 22, "Linux 6", "1.0.0, default"};
+    for (const std::int32_t timeMs : settledMs) {
+        MeasuredLaunch launch;
+        launch.run = static_cast<std::int32_t>(measurement.launches.size()) + 1;
+        launch.outcome = "stored";
+        launch.endpointMs = timeMs;
+        launch.assessment.sinceStartMs = timeMs;
+        measurement.launches.push_back(launch);
+    }
+    return measurement;
+}
+
+Finding findingOf(const Times& older, const Times& newer) {
+    return compare(measured(older), measured(newer)).finding;
+}
+
+const Times kSix{900, 905, 910, 915, 920, 925};
+const Times kSixSlower{990, 995, 1000, 1005, 1010, 1015};
+
+TEST(Comparison, IsNoDifferenceUnlessTheIntervalAndTheRankTestAgree) {
+    EXPECT_EQ(findingOf(kSix, kSixSlower), Finding::kSlower);
+    EXPECT_EQ(findingOf(kSixSlower, kSix), Finding::kFaster);
+    EXPECT_EQ(findingOf(kSix, kSix), Finding::kNoDifferenceSeen);
+    const Comparison byInterval =
+        compare(measured({104, 104, 103, 100, 100, 100}), measured({107, 109, 111, 103, 104, 103}));
+    EXPECT_GT(byInterval.intervalMs->low, 0);
+    EXPECT_EQ(byInterval.finding, Finding::kNoDifferenceSeen) << *byInterval.p;
+    const Comparison byRanks =
+        compare(measured({108, 107, 108, 100, 104, 100}), measured({108, 103, 110, 109, 110, 111}));
+    EXPECT_LT(*byRanks.p, 0.05);
+    EXPECT_EQ(byRanks.finding, Finding::kNoDifferenceSeen);
+}
+
+TEST(Comparison, OfTooFewRunsHasNoIntervalAndOfNoneIsRefused) {
+    const Comparison few = compare(measured(kSix), measured({2000, 2010, 2020, 2030, 2040}));
+    EXPECT_EQ(few.finding, Finding::kTooFewRuns);
+    EXPECT_EQ(few.intervalPercent, std::nullopt);
+    EXPECT_FALSE(few.isSlowerBy(0));
+    EXPECT_EQ(jsonOf(few)["difference_interval_ms"], nullptr);
+    const Measurement older = measured(kSix);
+    EXPECT_THAT([&] { compare(older, measured({})); },
+                refuses(kNotLearned, HasSubstr("newer measurement, of com.a, has no launches")));
+    Measurement dead = measured({0, 0, 0});
+    for (MeasuredLaunch& launch : dead.launches) {
+        launch.endpointMs = launch.assessment.sinceStartMs = std::nullopt;
+        launch.outcome = "exited early";
+    }
+    EXPECT_THAT([&] { compare(dead, older); }, refuses(kNotLearned, HasSubstr("3 exited early")));
+}
+
+TEST(Comparison, PercentsAreOfTheOlderMedianAndTheGateIsBeyondThem) {
+    const Measurement older = measured(Times(10, 1000));
+    const Measurement newer = measured(Times(10, 1100));
+    const Comparison slower = compare(older, newer);
+    EXPECT_DOUBLE_EQ(*slower.differencePercent, 10);
+    EXPECT_FALSE(slower.isSlowerBy(10));
+    EXPECT_TRUE(slower.isSlowerBy(9.999));
+    EXPECT_FALSE(compare(newer, older).isSlowerBy(0));
+    EXPECT_DOUBLE_EQ(*slower.smallestSeenPercent, 0.1) << "no value is finer than 1 ms";
+    const Comparison fromNothing = compare(measured(Times(10, 0)), newer);
+    EXPECT_EQ(fromNothing.differencePercent, std::nullopt);
+    EXPECT_EQ(fromNothing.finding, Finding::kSlower);
+    EXPECT_FALSE(fromNothing.isSlowerBy(0));
+}
+
+TEST(Comparison, WarnsOfAllThatIsNotTheBuild) {
+    Measurement older = measured({900, 905, 910, 915, 920, 925, 930, 935, 940, 945});
+    Measurement newer = measured({900, 901, 902, 900, 901, 902, 900, 3000, 900, 901});
+    EXPECT_THAT(compare(older, newer).warnings,
+                ElementsAre("far from the rest of the new: run 8 (3000 ms)",
+                            testing::StartsWith("the later launches of the old took longer")));
+    newer.name = "com.b";
+    newer.kind = {2, 0};
+    newer.machine = {"i", "x86_64", "p", 2, (1 << 22) + 5, "", "1.0.1, default"};
+    newer.launches[7].assessment.sinceStartMs = newer.launches[7].endpointMs = std::nullopt;
+    newer.launches[7].outcome = "undecided";
+    newer.launches[8].assessment.sinceStartMs = std::nullopt;
+    EXPECT_THAT(
+        compare(older, newer).warnings,
+        ElementsAre("measured on different machines: host h and i, kernel Linux 6 and unknown",
+                    "measured by different libraries: 1.0.0, default and 1.0.1, default",
+                    "measured under different names: com.a and com.b",
+                    HasSubstr("windows, extended and long, in which"),
+                    testing::StartsWith("the later launches of the old"),
+                    "left out of the new: 2 launches without a time to an endpoint (1 undecided, "
+                    "1 with no time since their start)"));
+}
+
+TEST(ComparisonReport, SaysItInOneSentenceAndNamesDoubtedLaunches) {
+    Measurement older = measured(kSix);
+    older.name = "com.a\x1b[2J";
+    older.launches[2].assessment.doubts = {{"at_rest", "noisy"}};
+    const Measurement newer = measured(kSixSlower);
+    const Comparison slower = compare(older, newer);
+    EXPECT_THAT(
+        renderText(slower),
+        AllOf(HasSubstr("old: com.a?[2J (app --x): median 912.5 ms after the start (95 %: "),
+              HasSubstr(", all 900 to 925 ms, 6 launches\n"),
+              HasSubstr("\nnew against old: slower by 90 ms, 9.9 % (95 %: 72.8 to 107.2 ms, "
+                        "8.0 to 11.7 %; rank test p = 0.0022)\n"),
+              HasSubstr("\ndoubted in the old: run 3 (decided at a rest, noisy)\n"),
+              Not(HasSubstr("\x1b"))));
+    EXPECT_THAT(findingText(compare(newer, older)),
+                testing::StartsWith("faster by 90 ms, 9.0 % (95 %: 72.8 to 107.2 ms, 7.3 to "));
+    EXPECT_THAT(findingText(compare(older, older)),
+                AllOf(HasSubstr("no difference seen: 0 ms"),
+                      testing::EndsWith("too few runs to see less than 1.9 %")));
+    const Json object = jsonOf(slower);
+    EXPECT_EQ(object["verdict"], "slower");
+    EXPECT_EQ(object["old"]["doubted"][0]["run"], 3);
+    EXPECT_EQ(object["new"]["launches_compared"], 6);
+}
+
+TEST(ComparisonPicture, TheMedianSeriesIsOfAsManyAsAreStillSampled) {
+    Measurement measurement = measured({900, 900, 900});
+    const auto sampled = [&](std::size_t launch, Series memoryKb, Times atMs) {
+        measurement.launches[launch].series[Metric::kVmRss] = std::move(memoryKb);
+        measurement.launches[launch].sampledAtMs = std::move(atMs);
+    };
+    sampled(0, {10, 20, 30}, {31, 59, 90});
+    sampled(1, {100, 200}, {60, 2'000'000'000});
+    const auto points = medianMemory(measurement);
+    ASSERT_FALSE(points.empty());
+    EXPECT_EQ(points[0].sinceStartMs, 60) << "at 30 ms nothing was sampled yet";
+    EXPECT_EQ(points[0].memoryKb, 60);
+    EXPECT_EQ(points[1].memoryKb, 65);
+    EXPECT_EQ(points[2].memoryKb, 100) << "the other has ended";
+    EXPECT_EQ(points.back().sinceStartMs, 3999 * 30) << "whatever the file says";
+    sampled(0, {1, 2, 3}, {});
+    EXPECT_TRUE(medianMemory(measured({900})).empty());
+}
+
+TEST(ComparisonPicture, ShowsTheDoubtedApartAndQuotesWhatComesFromOutside) {
+    Measurement older = measured(Times(20, 900));
+    older.launches[0].assessment.doubts = {{"noisy"}};
+    Measurement newer = measured(kSixSlower);
+    newer.name = "com.`x`'";
+    const Comparison comparison = compare(older, newer);
+    ComparisonPicture picture;
+    picture.format = PictureFormat::kSvg;
+    EXPECT_THAT(comparisonScript(comparison, picture).script,
+                AllOf(HasSubstr("title 'com.`x`'''.\"\\n\".'slower by 102.5 ms"),
+                      HasSubstr("$old_doubted << EOD\n900 "), HasSubstr("title 'old, doubted'"),
+                      HasSubstr("(up to 3 launches a mark)"), Not(HasSubstr("$new_doubted")),
+                      Not(HasSubstr("memory"))));
+    picture.format = PictureFormat::kText;
+    picture.columns = kFewestColumns;
+    picture.isAscii = true;
+    const PlotScript text = comparisonScript(comparison, picture);
+    EXPECT_THAT(text.below, AllOf(HasSubstr("?  doubted\n"), HasSubstr("n  new\n")));
+    std::istringstream lines(text.above + text.below);
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_LE(line.size(), 40U) << line;
+}
+
+class CompareVerb : public HostTest {
+protected:
+    std::string written(const std::string& name, const Results& results) const {
+        std::ofstream(mFolder / name) << renderResults(results);
+        return mFolder / name;
+    }
+};
+
+TEST_F(CompareVerb, TheExitCodeIsTheGates) {
+    Measurement doubted = measured(kSixSlower);
+    doubted.launches[0].assessment.doubts = {{"noisy"}};
+    const std::string both = written("both.json", {measured(Times(6, 1000)), measured(Times(6, 1100))});
+    const std::string old = written("old.json", {measured(kSix)});
+    const std::string slower = written("new.json", {doubted});
+    const std::string few = written("few.json", {measured({900})});
+    EXPECT_EQ(host({"compare", both, "--fail-if-slower", "10"}), 0) << mErr;
+    EXPECT_EQ(host({"compare", both, "--fail-if-slower", "9.9", "--strict"}), 5) << mErr;
+    EXPECT_EQ(host({"compare", old, slower, "--fail-if-slower", "1", "--strict"}), 4);
+    EXPECT_THAT(mOut, HasSubstr("doubted in the new: run 1 (noisy)"));
+    EXPECT_EQ(host({"compare", old, few}), 0);
+    EXPECT_EQ(host({"compare", old, few, "--fail-if-slower", "1"}), 1) << "it cannot tell";
+    EXPECT_EQ(host({"compare", old, both}), 2);
+    EXPECT_EQ(host({"compare", old}), 2);
+    EXPECT_THAT(mErr, HasSubstr("holds one measurement"));
+    EXPECT_EQ(host({"compare", both, "--fail-if-slower", "nan"}), 2);
+}
+
+TEST_F(CompareVerb, ThePictureIsExtraUnlessItIsAskedFor) {
+    const std::string both = written("both.json", {measured(kSix), measured(kSixSlower)});
+    EXPECT_EQ(host({"compare", both, "-o", mFolder / "a.svg", "--json"}), 0) << mErr;
+    EXPECT_EQ(json::parse(mOut)["verdict"], "slower");
+    EXPECT_THAT(contentOf(mFolder / "a.svg"), HasSubstr("slower by 90 ms"));
+    EXPECT_EQ(host({"compare", both}, {"PATH=/nowhere"}), 0);
+    EXPECT_THAT(mOut, HasSubstr("slower by 90 ms"));
+    EXPECT_THAT(mErr, HasSubstr("no picture: gnuplot is not installed"));
+    EXPECT_EQ(host({"compare", both, "-o", mFolder / "b.svg"}, {"PATH=/nowhere"}), 3);
+    EXPECT_EQ(host({"compare", both, "-o", mFolder / "b.pdf"}), 2);
+    EXPECT_EQ(mOut, "");
+}
+
+}  // namespace
+}  // namespace host

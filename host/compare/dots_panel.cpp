@@ -39,8 +39,14 @@ public:
     }
 
 private:
-    /// By their places on the axis whether the launches there are doubted, those last.
-    using Stacks = std::map<long, std::vector<bool>>;
+    /// Launches of about the same time.
+    struct Stack {
+        std::vector<bool> doubted;  // the doubted ones last
+        double sumMs = 0;
+
+        double meanMs() const { return sumMs / static_cast<double>(doubted.size()); }
+    };
+    using Stacks = std::map<long, Stack>;
 
     void setRange() {
         std::vector<double> times = mComparison.older.settledMs;
@@ -58,8 +64,8 @@ private:
     void setStacks() {
         std::size_t highest = 1;
         for (const Side* const side : {&kOld, &kNew}) {
-            for (const auto& [place, launches] : stacksOf(*side))
-                highest = std::max(highest, launches.size());
+            for (const auto& [place, stack] : stacksOf(*side))
+                highest = std::max(highest, stack.doubted.size());
         }
         mStacked = mPicture.isText() ? kMostStackedInRows : kMostStacked;
         mLaunchesPerDot = (highest + mStacked - 1) / mStacked;
@@ -73,11 +79,13 @@ private:
         Stacks stacks;
         for (const MeasuredLaunch& launch : summaryOf(side).measurement->launches) {
             if (!launch.settledMs()) continue;
-            const double place = (*launch.settledMs() - mLowMs) / mDotMs;
-            stacks[std::lround(place)].push_back(launch.isDoubted());
+            const double timeMs = *launch.settledMs();
+            Stack& stack = stacks[std::lround((timeMs - mLowMs) / mDotMs)];
+            stack.doubted.push_back(launch.isDoubted());
+            stack.sumMs += timeMs;
         }
-        for (auto& [place, doubted] : stacks)
-            std::sort(doubted.begin(), doubted.end());
+        for (auto& [place, stack] : stacks)
+            std::sort(stack.doubted.begin(), stack.doubted.end());
         return stacks;
     }
 
@@ -107,19 +115,21 @@ private:
         std::ostringstream data;
         data.precision(kDigits);
         const double step = kDotsHeight / static_cast<double>(mStacked);
-        for (const auto& [place, launches] : stacksOf(side)) {
-            for (std::size_t i = 0; i < launches.size(); i += mLaunchesPerDot) {
-                const std::size_t last = std::min(i + mLaunchesPerDot, launches.size()) - 1;
-                if (launches[last] != doubted) continue;
-                data << mLowMs + static_cast<double>(place) * mDotMs << ' '
+        for (const auto& [place, stack] : stacksOf(side)) {
+            for (std::size_t i = 0; i < stack.doubted.size(); i += mLaunchesPerDot) {
+                const std::size_t last = std::min(i + mLaunchesPerDot, stack.doubted.size()) - 1;
+                if (stack.doubted[last] != doubted) continue;
+                data << stack.meanMs() << ' '
                      << side.interval + 1 + step * static_cast<double>(i / mLaunchesPerDot) << '\n';
             }
         }
+        const std::string name = side.name;
+        const std::string title = !doubted            ? name
+                                  : mPicture.isText() ? "doubted"
+                                                      : name + ", doubted";
         addData(side, doubted ? "doubted" : "dots", data.str(),
                 "points pointsize 0.9 pointtype " + std::to_string(side.mark - (doubted ? 1 : 0)),
-                doubted ? '?' : side.letter,
-                mPicture.isText() && doubted ? "doubted"
-                                             : side.name + std::string(doubted ? ", doubted" : ""));
+                doubted ? '?' : side.letter, title);
     }
 
     void addInterval(const Side& side) {

@@ -20,7 +20,7 @@ namespace host {
 namespace {
 
 constexpr int kSchemaVersion = 1;
-constexpr std::size_t kLongestLabel = 64;               // of a table's line
+constexpr std::size_t kLongestLabel = 64;  // of a table's line
 constexpr std::size_t kMostListed = 10;
 
 bool isNumber(const std::string& text) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "host/base/exit_code.h"
+#include "host/base/replaced_file.h"
 #include "host/base/standard_streams.h"
 #include "host/compare/comparison_picture.h"
 #include "host/compare/comparison_report.h"
@@ -22,7 +23,7 @@ void writePictureOf(const Comparison& comparison, const std::string& file) {
     picture.format = formatOf(file);
     picture.columns = kTextFileColumns;
     picture.isAscii = picture.format == PictureFormat::kText && !isUtf8Locale();
-    writePicture(file, draw(comparisonScript(comparison, picture)));
+    replaceFile(file, draw(comparisonScript(comparison, picture)));
 }
 
 std::string inCharacters(const Comparison& comparison) {
@@ -75,7 +76,10 @@ void addGateOptions(Verb& verb, CompareOptions& options) {
 int reportComparison(const Measurement& older, const Measurement& newer,
                      const CompareOptions& options) {
     const bool hasFile = !options.picture.empty();
-    if (hasFile) formatOf(options.picture);  // refused before anything is printed
+    if (hasFile) {  // refused before anything is printed
+        formatOf(options.picture);
+        checkReplaceable(options.picture);
+    }
     const Comparison comparison = compare(older, newer);
     if (options.isJson) {
         print(jsonLine(jsonOf(comparison)));

@@ -87,8 +87,7 @@ std::optional<LaunchKind> kindAskedFor(const LaunchArguments& arguments) {
 }
 
 // A shell under the package's name would be taken for the application that it starts.
-CommandLine commandLineOf(const LaunchArguments& arguments,
-                          const std::vector<std::string>& words) {
+CommandLine commandLineOf(const LaunchArguments& arguments, const std::vector<std::string>& words) {
     CommandLine line{findProgram(words.front()), words};
     const bool keepsName = arguments.keepName || isShell(words.front());
     if (!keepsName) line.arguments.front() = arguments.settings.package;

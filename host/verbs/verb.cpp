@@ -2,7 +2,9 @@
 #include "host/verbs/verb.h"
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <optional>
 #include <string>
 
@@ -91,7 +93,11 @@ VerbOption& VerbOption::from(int low, int high) {
 }
 
 VerbOption& VerbOption::from(double low, double high) {
-    mOption->check(CLI::Range(low, high));
+    // "nan" is in any range, being neither below nor above it.
+    const auto isNumber = [](const std::string& text) {
+        return std::isnan(std::strtod(text.c_str(), nullptr)) ? text + " is no number" : "";
+    };
+    mOption->check(CLI::Range(low, high))->check(isNumber);
     return *this;
 }
 

@@ -65,8 +65,8 @@ int exitCodeOf(const Comparison& comparison, const CompareOptions& options) {
 
 void addGateOptions(Verb& verb, CompareOptions& options) {
     verb.option("--fail-if-slower", options.failIfSlowerPercent,
-                "Exit with 5 when the new one is slower and the interval of the\n"
-                "difference lies beyond so many percent of the old median as a whole")
+                "Exit with 5 when all of the difference's interval lies beyond so many\n"
+                "percent of the old median, and with 1 when too few runs leave that open")
         .named("PERCENT")
         .from(0.0, kMostPercent);
     verb.flag("--strict", options.isStrict,

@@ -52,15 +52,6 @@ std::string placed(const Panel& panel, int bottom, int height, int all) {
     return out.str();
 }
 
-std::string keyOf(const std::vector<std::string>& lines, const ComparisonPicture& picture) {
-    std::string text;
-    for (const std::string& line : lines) {
-        if (text.find(line + '\n') == std::string::npos)
-            text += wrapped(line, static_cast<std::size_t>(picture.columns), 3);
-    }
-    return text;
-}
-
 PlotScript scriptOf(const Comparison& comparison, const ComparisonPicture& picture) {
     const Heights& heights = picture.isText() ? kRows : kPixels;
     const std::string title = titleOf(comparison, picture);
@@ -77,7 +68,7 @@ PlotScript scriptOf(const Comparison& comparison, const ComparisonPicture& pictu
     if (!picture.isText()) return {script, "", ""};
     std::vector<std::string> key = dots.key;
     if (memory) key.insert(key.end(), memory->key.begin(), memory->key.end());
-    return {script, title, keyOf(key, picture)};
+    return {script, title, keyText(key, static_cast<std::size_t>(picture.columns))};
 }
 
 }  // namespace

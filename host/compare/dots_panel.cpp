@@ -90,16 +90,16 @@ private:
     }
 
     void addAxes() {
-        const std::string several =
-            mLaunchesPerDot == 1
-                ? ""
-                : " (up to " + std::to_string(mLaunchesPerDot) + " launches a mark)";
+        const std::string several = "up to " + std::to_string(mLaunchesPerDot) + " launches a mark";
+        const bool isInLabel = mLaunchesPerDot > 1 && !mPicture.isText();
+        if (mLaunchesPerDot > 1) mPlots.addKey(' ', several);
         std::ostringstream out;
         out.precision(kDigits);
         out << "set xrange [" << mLowMs << ':' << mHighMs << "]\nset yrange [0:" << kHeight
             << "]\nset ytics ('old' " << kOld.interval + 1 << ", 'new' " << kNew.interval + 1
             << ")\nset xtics " << niceStep(mHighMs - mLowMs, mPicture.mostTics())
-            << "\nset xlabel 'ms from start to endpoint" << several << "' noenhanced\n";
+            << "\nset xlabel 'ms from start to endpoint" << (isInLabel ? " (" + several + ')' : "")
+            << "' noenhanced\n";
         mPlots.addCommands(out.str());
     }
 

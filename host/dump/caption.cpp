@@ -51,6 +51,16 @@ std::string wrapped(const std::string& text, std::size_t columns, std::size_t in
     return lines;
 }
 
+std::string keyText(const std::vector<std::string>& lines, std::size_t columns) {
+    constexpr std::size_t kBehindMark = 3;
+    std::string text;
+    for (auto line = lines.begin(); line != lines.end(); ++line) {
+        if (std::find(lines.begin(), line, *line) == line)
+            text += wrapped(*line, columns, kBehindMark);
+    }
+    return text;
+}
+
 std::string inAscii(const std::string& text) {
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {

@@ -198,10 +198,7 @@ private:
         const auto columns = static_cast<std::size_t>(mPicture.columns);
         const auto [name, outcome] = titlesOf(mPicture);
         result.above = wrapped(name + ": " + outcome, columns, 2);
-        for (const std::string& line : mKey) {
-            if (result.below.find(line + '\n') == std::string::npos)
-                result.below += wrapped(line, columns, 3);
-        }
+        result.below = keyText(mKey, columns);
         const std::string captions = result.above + result.below;
         const auto lines = static_cast<int>(std::count(captions.begin(), captions.end(), '\n'));
         mHeight = std::max(mHeight, mPicture.rows - lines);

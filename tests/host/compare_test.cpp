@@ -175,7 +175,8 @@ TEST(ComparisonPicture, ShowsTheDoubtedApartAndQuotesWhatComesFromOutside) {
     picture.columns = kFewestColumns;
     picture.isAscii = true;
     const PlotScript text = comparisonScript(comparison, picture);
-    EXPECT_THAT(text.below, AllOf(HasSubstr("?  doubted\n"), HasSubstr("n  new\n")));
+    EXPECT_THAT(text.below, AllOf(HasSubstr("?  doubted\n"), HasSubstr("n  new\n"),
+                                  HasSubstr("   up to 7 launches a mark\n")));
     std::istringstream lines(text.above + text.below);
     for (std::string line; std::getline(lines, line);)
         EXPECT_LE(line.size(), 40U) << line;

@@ -74,7 +74,7 @@ PlotScript scriptOf(const Comparison& comparison, const ComparisonPicture& pictu
 }  // namespace
 
 PlotScript comparisonScript(const Comparison& comparison, const ComparisonPicture& picture) {
-    const PlotScript result = scriptOf(comparison, picture);
+    PlotScript result = scriptOf(comparison, picture);
     if (!picture.isAscii) return result;
     return {inAscii(result.script), inAscii(result.above), inAscii(result.below)};
 }

@@ -55,7 +55,8 @@ void warnOfDifferences(const Measurement& older, const Measurement& newer,
             ", in which an endpoint means different things; measure both with "
             "the same --window");
     } else if (older.kind.type != newer.kind.type || older.kind.subtype != newer.kind.subtype) {
-        warnings.push_back("measured as different kinds of launch, which are decided differently");
+        warnings.emplace_back(
+            "measured as different kinds of launch, which are decided differently");
     }
 }
 

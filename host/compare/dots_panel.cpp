@@ -119,8 +119,9 @@ private:
             for (std::size_t i = 0; i < stack.doubted.size(); i += mLaunchesPerDot) {
                 const std::size_t last = std::min(i + mLaunchesPerDot, stack.doubted.size()) - 1;
                 if (stack.doubted[last] != doubted) continue;
+                const std::size_t level = i / mLaunchesPerDot;
                 data << stack.meanMs() << ' '
-                     << side.interval + 1 + step * static_cast<double>(i / mLaunchesPerDot) << '\n';
+                     << side.interval + 1 + step * static_cast<double>(level) << '\n';
             }
         }
         const std::string name = side.name;
@@ -140,8 +141,9 @@ private:
         // In a text a mark a column.
         const double widthMs = std::max(interval->width(), kNarrowest * mDotMs);
         const double stepMs = mPicture.isText() ? mDotMs : widthMs;
-        for (double atMs = 0; atMs < widthMs; atMs += stepMs)
-            data << interval->low + atMs << ' ' << side.interval << ' ' << stepMs << " 0\n";
+        const auto steps = static_cast<int>(std::ceil(widthMs / stepMs));
+        for (int i = 0; i < steps; ++i)
+            data << interval->low + i * stepMs << ' ' << side.interval << ' ' << stepMs << " 0\n";
         addData(side, "interval", data.str(), "vectors nohead linewidth 3", '=',
                 mPicture.isText() ? "where the median lies, with 95 % confidence" : "");
     }

@@ -54,7 +54,7 @@ std::vector<SeriesPoint> medianMemory(const Measurement& measurement) {
     }
     std::vector<SeriesPoint> points;
     for (std::size_t i = 0; i < kMostPoints && !walks.empty(); ++i) {
-        const double timeMs = static_cast<double>(i * kSamplePeriodMs);
+        const auto timeMs = static_cast<double>(i * kSamplePeriodMs);
         std::vector<double> memoryKb;
         for (Walk& walk : walks) {
             if (walk.goTo(timeMs)) memoryKb.push_back(walk.memoryKb());

@@ -86,7 +86,8 @@ std::string doubtsOf(const MeasuredLaunch& launch) {
 
 std::string doubtedText(const MeasurementSummary& summary, const std::string& which) {
     if (summary.doubted.empty()) return "";
-    return "doubted in the " + which + ": " + printable(runsText(summary.doubted, doubtsOf)) + '\n';
+    return "doubted in the " + which +
+           ", compared all the same: " + printable(runsText(summary.doubted, doubtsOf)) + '\n';
 }
 
 Json runsOf(const std::vector<const MeasuredLaunch*>& launches) {

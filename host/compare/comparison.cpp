@@ -47,14 +47,16 @@ void refuseWithoutTimes(const MeasurementSummary& summary, const std::string& wh
 
 }  // namespace
 
-MeasurementSummary summaryOf(const Measurement& measurement) {
+MeasurementSummary summaryOf(const Measurement& measurement, TimeBy by) {
     MeasurementSummary summary{};
     summary.measurement = &measurement;
+    summary.by = by;
     std::vector<const MeasuredLaunch*> settled;
     for (const MeasuredLaunch& launch : measurement.launches) {
-        (launch.settledMs() ? settled : summary.unsettled).push_back(&launch);
-        if (!launch.settledMs()) continue;
-        summary.settledMs.push_back(*launch.settledMs());
+        const std::optional<std::int32_t> timeMs = launch.timeMs(by);
+        (timeMs ? settled : summary.unsettled).push_back(&launch);
+        if (!timeMs) continue;
+        summary.settledMs.push_back(*timeMs);
         if (launch.isDoubted()) summary.doubted.push_back(&launch);
     }
     if (settled.empty()) return summary;
@@ -85,10 +87,10 @@ bool Comparison::isSlowerBy(double percent) const {
     return finding == Finding::kSlower && intervalPercent && intervalPercent->low > percent;
 }
 
-Comparison compare(const Measurement& older, const Measurement& newer) {
+Comparison compare(const Measurement& older, const Measurement& newer, TimeBy by) {
     Comparison comparison{};
-    comparison.older = summaryOf(older);
-    comparison.newer = summaryOf(newer);
+    comparison.older = summaryOf(older, by);
+    comparison.newer = summaryOf(newer, by);
     refuseWithoutTimes(comparison.older, "older");
     refuseWithoutTimes(comparison.newer, "newer");
     comparison.differenceMs = *comparison.newer.medianMs - *comparison.older.medianMs;
@@ -100,6 +102,15 @@ Comparison compare(const Measurement& older, const Measurement& newer) {
     comparison.finding = findingOf(comparison);
     comparison.warnings = warningsOf(comparison.older, comparison.newer);
     return comparison;
+}
+
+std::optional<Comparison> byOtherTime(const Comparison& comparison) {
+    const TimeBy by =
+        comparison.older.by == TimeBy::kEndpoint ? TimeBy::kOpinion : TimeBy::kEndpoint;
+    const Measurement& older = *comparison.older.measurement;
+    const Measurement& newer = *comparison.newer.measurement;
+    if (!summaryOf(older, by).medianMs || !summaryOf(newer, by).medianMs) return std::nullopt;
+    return compare(older, newer, by);
 }
 
 }  // namespace host

@@ -12,9 +12,10 @@
 
 namespace host {
 
-/// What the launches of one measurement came to. Times are settledMs().
+/// What the launches of one measurement came to.
 struct MeasurementSummary {
     const Measurement* measurement;
+    TimeBy by;                      ///< which time of each launch counts
     std::vector<double> settledMs;  ///< in the order of the runs, of those that have one
     std::optional<double> medianMs;
     std::optional<Interval> medianIntervalMs;      ///< 95 %; it takes six
@@ -25,7 +26,7 @@ struct MeasurementSummary {
 };
 
 /// Of a measurement that outlives it.
-MeasurementSummary summaryOf(const Measurement& measurement);
+MeasurementSummary summaryOf(const Measurement& measurement, TimeBy by = TimeBy::kEndpoint);
 
 enum class Finding { kSlower, kFaster, kNoDifferenceSeen, kTooFewRuns };
 
@@ -53,6 +54,10 @@ struct Comparison {
 /// It is slower or faster when the interval leaves 0 out and the rank test's p is below
 /// 0.05. Both measurements must outlive the result. Throws HostError, kNotLearned, when
 /// one of them has no launch to compare.
-Comparison compare(const Measurement& older, const Measurement& newer);
+Comparison compare(const Measurement& older, const Measurement& newer,
+                   TimeBy by = TimeBy::kEndpoint);
+
+/// The same launches by the other of their times; none when one has no launch to compare.
+std::optional<Comparison> byOtherTime(const Comparison& comparison);
 
 }  // namespace host

@@ -112,6 +112,27 @@ const char* trendWord(int trend) {
     return trend == 0 ? "none" : trend > 0 ? "slower" : "faster";
 }
 
+/// What endpoints that are doubted, or not there, leave open.
+std::string otherText(const Comparison& comparison) {
+    const MeasurementSummary& older = comparison.older;
+    const MeasurementSummary& newer = comparison.newer;
+    const bool isNeeded = older.by == TimeBy::kOpinion || comparison.isDoubted() ||
+                          !older.unsettled.empty() || !newer.unsettled.empty();
+    const std::optional<Comparison> other = isNeeded ? byOtherTime(comparison) : std::nullopt;
+    if (!other) return "";
+    return std::string("by the ") + timeName(other->older.by) + ": " + findingText(*other) + '\n';
+}
+
+Json differenceIn(const Comparison& comparison) {
+    return {{"difference_ms", comparison.differenceMs},
+            {"difference_interval_ms", jsonOf(comparison.intervalMs)},
+            {"difference_percent", orNull(comparison.differencePercent)},
+            {"difference_interval_percent", jsonOf(comparison.intervalPercent)},
+            {"smallest_seen_percent", orNull(comparison.smallestSeenPercent)},
+            {"p", orNull(comparison.p)},
+            {"verdict", findingWord(comparison.finding)}};
+}
+
 Json jsonOf(const MeasurementSummary& summary) {
     const Measurement& measurement = *summary.measurement;
     const auto [smallest, largest] =
@@ -157,8 +178,9 @@ std::string findingText(const Comparison& comparison) {
 
 std::string renderText(const Comparison& comparison) {
     std::string text = "old: " + summaryText(comparison.older) +
-                       "new: " + summaryText(comparison.newer) +
-                       "new against old: " + findingText(comparison) + '\n' +
+                       "new: " + summaryText(comparison.newer) + "new against old" +
+                       (comparison.older.by == TimeBy::kOpinion ? ", by the second opinion" : "") +
+                       ": " + findingText(comparison) + '\n' + otherText(comparison) +
                        doubtedText(comparison.older, "old") + doubtedText(comparison.newer, "new");
     for (const std::string& warning : comparison.warnings)
         text += "warning: " + printable(warning) + '\n';
@@ -166,17 +188,19 @@ std::string renderText(const Comparison& comparison) {
 }
 
 Json jsonOf(const Comparison& comparison) {
-    return {{"schema_version", kSchemaVersion},
-            {"old", jsonOf(comparison.older)},
-            {"new", jsonOf(comparison.newer)},
-            {"difference_ms", comparison.differenceMs},
-            {"difference_interval_ms", jsonOf(comparison.intervalMs)},
-            {"difference_percent", orNull(comparison.differencePercent)},
-            {"difference_interval_percent", jsonOf(comparison.intervalPercent)},
-            {"smallest_seen_percent", orNull(comparison.smallestSeenPercent)},
-            {"p", orNull(comparison.p)},
-            {"verdict", findingWord(comparison.finding)},
-            {"warnings", comparison.warnings}};
+    const std::optional<Comparison> other = byOtherTime(comparison);
+    Json json{{"schema_version", kSchemaVersion},
+              {"by", timeName(comparison.older.by)},
+              {"old", jsonOf(comparison.older)},
+              {"new", jsonOf(comparison.newer)}};
+    json.update(differenceIn(comparison));
+    json["other"] = nullptr;
+    if (other) {
+        json["other"] = {{"by", timeName(other->older.by)}};
+        json["other"].update(differenceIn(*other));
+    }
+    json["warnings"] = comparison.warnings;
+    return json;
 }
 
 }  // namespace host

@@ -60,8 +60,13 @@ void warnOfDifferences(const Measurement& older, const Measurement& newer,
     }
 }
 
-std::string timeOf(const MeasuredLaunch& launch) {
-    return std::to_string(*launch.settledMs()) + " ms";
+/// Why it has no such time.
+std::string reasonOf(const MeasuredLaunch& launch, TimeBy by) {
+    const bool hasOne = by == TimeBy::kEndpoint ? launch.endpointMs.has_value()
+                                                : launch.assessment.secondOpinionMs.has_value();
+    if (hasOne) return "with no time since their start";
+    const bool isJudged = launch.assessment.doubts.has_value();
+    return by == TimeBy::kOpinion && isJudged ? "not settled" : launch.outcome;
 }
 
 void warnOf(const MeasurementSummary& summary, const std::string& which,
@@ -70,7 +75,9 @@ void warnOf(const MeasurementSummary& summary, const std::string& which,
         warnings.push_back("left out of the " + which + ": " + unsettledText(summary));
     if (!summary.outliers.empty())
         warnings.push_back("far from the rest of the " + which + ": " +
-                           runsText(summary.outliers, timeOf));
+                           runsText(summary.outliers, [&](const MeasuredLaunch& launch) {
+                               return std::to_string(*launch.timeMs(summary.by)) + " ms";
+                           }));
     if (summary.trend != 0)
         warnings.push_back("the later launches of the " + which + " took " +
                            (summary.trend > 0 ? "longer" : "less") +
@@ -79,20 +86,25 @@ void warnOf(const MeasurementSummary& summary, const std::string& which,
 
 }  // namespace
 
+const char* timeName(TimeBy by) {
+    return by == TimeBy::kEndpoint ? "endpoint" : "second opinion";
+}
+
 std::string unsettledText(const MeasurementSummary& summary) {
     std::map<std::string, int> counts;
     for (const MeasuredLaunch* const launch : summary.unsettled)
-        ++counts[launch->endpointMs ? "with no time since their start" : launch->outcome];
+        ++counts[reasonOf(*launch, summary.by)];
     std::string text;
     for (const auto& [outcome, count] : counts)
         text += (text.empty() ? "" : ", ") + std::to_string(count) + ' ' + outcome;
     const std::size_t all = summary.unsettled.size();
-    return std::to_string(all) + (all == 1 ? " launch" : " launches") +
-           " without a time to an endpoint (" + text + ')';
+    return std::to_string(all) + (all == 1 ? " launch" : " launches") + " without a time to " +
+           (summary.by == TimeBy::kEndpoint ? "an " : "a ") + timeName(summary.by) + " (" + text +
+           ')';
 }
 
 std::string runsText(const std::vector<const MeasuredLaunch*>& launches,
-                     std::string (*what)(const MeasuredLaunch&)) {
+                     const std::function<std::string(const MeasuredLaunch&)>& what) {
     std::string text;
     for (std::size_t i = 0; i < std::min(launches.size(), kMostRuns); ++i)
         text += (i == 0 ? "run " : ", run ") + std::to_string(launches[i]->run) + " (" +

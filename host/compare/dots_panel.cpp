@@ -6,6 +6,8 @@
 #include <map>
 #include <sstream>
 
+#include "host/compare/comparison_warnings.h"
+
 namespace host {
 namespace {
 
@@ -78,8 +80,9 @@ private:
     Stacks stacksOf(const Side& side) const {
         Stacks stacks;
         for (const MeasuredLaunch& launch : summaryOf(side).measurement->launches) {
-            if (!launch.settledMs()) continue;
-            const double timeMs = *launch.settledMs();
+            const std::optional<std::int32_t> atMs = launch.timeMs(summaryOf(side).by);
+            if (!atMs) continue;
+            const double timeMs = *atMs;
             Stack& stack = stacks[std::lround((timeMs - mLowMs) / mDotMs)];
             stack.doubted.push_back(launch.isDoubted());
             stack.sumMs += timeMs;
@@ -98,8 +101,8 @@ private:
         out << "set xrange [" << mLowMs << ':' << mHighMs << "]\nset yrange [0:" << kHeight
             << "]\nset ytics ('old' " << kOld.interval + 1 << ", 'new' " << kNew.interval + 1
             << ")\nset xtics " << niceStep(mHighMs - mLowMs, mPicture.mostTics())
-            << "\nset xlabel 'ms from start to endpoint" << (isInLabel ? " (" + several + ')' : "")
-            << "' noenhanced\n";
+            << "\nset xlabel 'ms from start to " << timeName(mComparison.older.by)
+            << (isInLabel ? " (" + several + ')' : "") << "' noenhanced\n";
         mPlots.addCommands(out.str());
     }
 

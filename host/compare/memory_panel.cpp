@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "host/compare/comparison_warnings.h"
 #include "host/compare/median_series.h"
 
 namespace host {
@@ -65,7 +66,8 @@ std::optional<Panel> memoryPanel(const Comparison& comparison, const ComparisonP
             << arrowAt(*comparison.newer.medianMs, kNew);
     }
     plots.addCommands(out.str());
-    const std::string more = isText ? "" : ", dotted: the median endpoint";
+    const std::string more =
+        isText ? "" : std::string(", dotted: the median ") + timeName(comparison.older.by);
     addSeries(plots, kOld, older, unit, kOld.name + more);
     addSeries(plots, kNew, newer, unit, kNew.name + more);
     return plots.build();

@@ -12,6 +12,9 @@
 
 namespace host {
 
+/// By which of its two times a launch is compared.
+enum class TimeBy { kEndpoint, kOpinion };
+
 /// A launch that was measured.
 struct MeasuredLaunch {
     std::int32_t run = 0;  ///< from 1; those of two commands that alternated share theirs
@@ -30,6 +33,13 @@ struct MeasuredLaunch {
     /// What is compared: the time from the program's start to the endpoint; none
     /// of a launch without an endpoint.
     std::optional<std::int32_t> settledMs() const { return assessment.sinceStartMs; }
+
+    /// The same to where the second opinion has it settle, decided or not.
+    std::optional<std::int32_t> opinionMs() const;
+
+    std::optional<std::int32_t> timeMs(TimeBy by) const {
+        return by == TimeBy::kEndpoint ? settledMs() : opinionMs();
+    }
     bool isDoubted() const { return assessment.isDoubted(); }
 };
 

@@ -48,6 +48,10 @@ std::string pictureBelow(const Comparison& comparison) {
     }
 }
 
+TimeBy timeAskedFor(const CompareOptions& options) {
+    return options.by == "opinion" ? TimeBy::kOpinion : TimeBy::kEndpoint;
+}
+
 int exitCodeOf(const Comparison& comparison, const CompareOptions& options) {
     if (options.isStrict && comparison.isDoubted()) {
         std::fprintf(stderr, "orvo-host: refused by --strict, for doubted launches\n");
@@ -69,6 +73,12 @@ void addGateOptions(Verb& verb, CompareOptions& options) {
                 "percent of the old median, and with 1 when too few runs leave that open")
         .named("PERCENT")
         .from(0.0, kMostPercent);
+    verb.option("--by", options.by,
+                "Compare the times to the library's endpoints (endpoint, default), or to\n"
+                "where the second opinion has the launches settle (opinion), which noise\n"
+                "moves less")
+        .named("WHAT")
+        .isOneOf({"endpoint", "opinion"});
     verb.flag("--strict", options.isStrict,
               "Exit with 4 when a launch that is compared is doubted");
 }
@@ -80,7 +90,7 @@ int reportComparison(const Measurement& older, const Measurement& newer,
         formatOf(options.picture);
         checkReplaceable(options.picture);
     }
-    const Comparison comparison = compare(older, newer);
+    const Comparison comparison = compare(older, newer, timeAskedFor(options));
     if (options.isJson) {
         print(jsonLine(jsonOf(comparison)));
     } else {

@@ -12,12 +12,13 @@ class Verb;
 
 struct CompareOptions {
     std::optional<double> failIfSlowerPercent;  ///< --fail-if-slower
+    std::string by = "endpoint";                ///< --by: "endpoint" or "opinion"
     bool isStrict = false;                      ///< --strict
     std::string picture;                        ///< a file; empty: in characters below the text
     bool isJson = false;                        ///< one JSON object and no picture but a file's
 };
 
-/// --fail-if-slower and --strict, which compare and measure --against share.
+/// --fail-if-slower, --by and --strict, which compare and measure --against share.
 void addGateOptions(Verb& verb, CompareOptions& options);
 
 /// Prints what the two come to, with a picture, and returns the exit code: kDoubted

@@ -92,6 +92,39 @@ TEST(Comparison, PercentsAreOfTheOlderMedianAndTheGateIsBeyondThem) {
     EXPECT_FALSE(fromNothing.isSlowerBy(0));
 }
 
+// Doubted endpoints that do not move with the command leave it to the second opinion.
+TEST(Comparison, ByTheSecondOpinionIsToldWhereEndpointsAreDoubted) {
+    Measurement older = measured(Times(6, 1000));
+    Measurement newer = older;
+    for (Measurement* const each : {&older, &newer}) {
+        for (MeasuredLaunch& launch : each->launches) {
+            launch.huntTimeMs = 210;
+            launch.sampledAtMs = {215, 246, 276, 306};
+            launch.assessment.secondOpinionMs = each == &older ? 269 : 270 + 30 * 2;
+        }
+    }
+    newer.launches[3].assessment.secondOpinionMs = std::nullopt;
+    newer.launches.push_back(newer.launches[0]);
+    EXPECT_EQ(older.launches[0].opinionMs(), 276);
+    EXPECT_EQ(newer.launches[0].opinionMs(), 336) << "behind the samples";
+    EXPECT_THAT(renderText(compare(older, newer)), Not(HasSubstr("second opinion")));
+    older.launches[0].assessment.doubts = {{"noisy"}};
+    newer.launches[3].assessment.doubts.emplace();
+    EXPECT_THAT(renderText(compare(older, newer)),
+                AllOf(HasSubstr("new against old: no difference seen"),
+                      HasSubstr("\nby the second opinion: slower by 60 ms, 21.7 %")));
+    const Comparison byOpinion = compare(older, newer, TimeBy::kOpinion);
+    EXPECT_THAT(renderText(byOpinion),
+                AllOf(HasSubstr("new against old, by the second opinion: slower by 60 ms"),
+                      HasSubstr("\nby the endpoint: no difference seen")));
+    EXPECT_THAT(byOpinion.warnings, ElementsAre("left out of the new: 1 launch without a time to "
+                                                "a second opinion (1 not settled)"));
+    const Json object = jsonOf(byOpinion);
+    EXPECT_EQ(object["verdict"], "slower");
+    EXPECT_EQ(object["other"]["by"], "endpoint");
+    EXPECT_EQ(object["other"]["verdict"], "no difference seen");
+}
+
 TEST(Comparison, WarnsOfAllThatIsNotTheBuild) {
     Measurement older = measured({900, 905, 910, 915, 920, 925, 930, 935, 940, 945});
     Measurement newer = measured({900, 901, 902, 900, 901, 902, 900, 3000, 900, 901});
@@ -202,6 +235,8 @@ TEST_F(CompareVerb, TheExitCodeIsTheGates) {
     const std::string few = written("few.json", {measured({900})});
     EXPECT_EQ(host({"compare", both, "--fail-if-slower", "10"}), 0) << mErr;
     EXPECT_EQ(host({"compare", both, "--fail-if-slower", "9.9", "--strict"}), 5) << mErr;
+    EXPECT_EQ(host({"compare", both, "--fail-if-slower", "9.9", "--by", "opinion"}), 1)
+        << "these launches have none";
     EXPECT_EQ(host({"compare", old, slower, "--fail-if-slower", "1", "--strict"}), 4);
     EXPECT_THAT(mOut, HasSubstr("doubted in the new, compared all the same: run 1 (noisy)"));
     EXPECT_EQ(host({"compare", old, few}), 0);

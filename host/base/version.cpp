@@ -3,8 +3,12 @@
 
 namespace host {
 
+std::string buildVersion() {
+    return ORVO_VERSION;
+}
+
 std::string versionOf(const std::string& program) {
-    return program + " " ORVO_VERSION;
+    return program + ' ' + buildVersion();
 }
 
 }  // namespace host

@@ -5,8 +5,11 @@
 
 namespace host {
 
-/// "orvo-host 1.0.0 (0123abc)": the commit as of the last configuring, without
+/// "1.0.0 (0123abc)": the commit as of the last configuring, without
 /// it where there was no repository.
+std::string buildVersion();
+
+/// "orvo-host 1.0.0 (0123abc)".
 std::string versionOf(const std::string& program);
 
 }  // namespace host

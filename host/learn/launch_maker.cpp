@@ -72,6 +72,11 @@ Probing LaunchMaker::probe(const std::string& title) {
     return probing;
 }
 
+bool endsSession(LaunchOutcome outcome) {
+    return outcome == LaunchOutcome::kStoreFailed || outcome == LaunchOutcome::kInterrupted ||
+           outcome == LaunchOutcome::kNotFound;
+}
+
 MadeLaunch LaunchMaker::make(const LaunchOrder& order) {
     std::optional<MadeLaunch> launch;
     while (!launch)

@@ -50,6 +50,10 @@ struct Probing {
     bool isLost = false;              ///< no process showed a name to follow
 };
 
+/// Whether a launch with this outcome is the last. A command that shows another name
+/// now will do so the next time, and each hunt for it takes a minute.
+bool endsSession(LaunchOutcome outcome);
+
 /// On one thread.
 class LaunchMaker {
 public:
@@ -59,9 +63,11 @@ public:
     /// made.
     Probing probe(const std::string& title);
 
-    /// Follows another name where COMMAND shows one, which takes a second launch;
-    /// a launch that only shows that is none. Throws HostError when it cannot be
-    /// made.
+    /// None for a launch that only showed another name, which is followed from then
+    /// on. Throws HostError when it cannot be made.
+    std::optional<MadeLaunch> tryOnce(const LaunchOrder& order);
+
+    /// The same, and once more where it was none.
     MadeLaunch make(const LaunchOrder& order);
 
     /// The name that the library is told.
@@ -76,7 +82,6 @@ public:
 private:
     struct Launch;
 
-    std::optional<MadeLaunch> tryOnce(const LaunchOrder& order);
     void follow(Launch& launch, int phaseMs);
     void awaitEnd(Launch& launch);
     void look(Launch& launch, const LaunchRecord& record, double elapsedMs);

@@ -1,4 +1,4 @@
-// What learn says of launches that did not go as asked.
+// What learn and measure say of launches that did not go as asked.
 #include "host/learn/learn_advice.h"
 
 #include <algorithm>
@@ -21,6 +21,14 @@ std::string listOf(const std::vector<std::string>& names) {
     for (const std::string& name : names)
         text += (text.empty() ? "" : ", ") + quoted(name);
     return text;
+}
+
+std::string verbOf(const AdviceContext& context) {
+    return context.isMeasured() ? "measure" : "learn";
+}
+
+std::string participleOf(const AdviceContext& context) {
+    return context.isMeasured() ? "measured" : "learned";
 }
 
 std::string sizeText(std::int64_t kilobytes) {
@@ -49,21 +57,23 @@ void adviseOnEarlyExit(const LearnReport& report, const AdviceContext& context, 
     const LaunchResult* const launch = lastWith(report, LaunchOutcome::kExitedEarly);
     if (launch == nullptr) return;
     if (launch->commandEnded) {
-        lines.push_back("COMMAND must stay for the launch; what it printed is in " +
+        lines.push_back(context.command + " must stay for the launch; what it printed is in " +
                         context.commandOutput);
     } else {
-        lines.push_back("the process " + quoted(report.followed) +
-                        " ended while COMMAND went on; name the one to learn with --follow NAME");
+        lines.push_back("the process " + quoted(report.followed) + " ended while " +
+                        context.command + " went on; name the one to " + verbOf(context) +
+                        " with --follow NAME");
     }
 }
 
-std::string remedyFor(const GrownProcess& grown, const LearnReport& report) {
+std::string remedyFor(const GrownProcess& grown, const LearnReport& report,
+                      const AdviceContext& context) {
     if (grown.name == report.followed) {
-        return "the two cannot be told apart by their name; learn what the child does as COMMAND, "
-               "or have it show another name";
+        return "the two cannot be told apart by their name; " + verbOf(context) +
+               " what the child does as " + context.command + ", or have it show another name";
     }
     if (!packageNameFault(grown.name).empty()) return "a name like that cannot be followed";
-    return "learn that one with --follow " + quoted(grown.name);
+    return verbOf(context) + " that one with --follow " + quoted(grown.name);
 }
 
 // A stored launch of the wrong process has to be forgotten first.
@@ -73,17 +83,19 @@ void adviseOnChild(const LearnReport& report, const AdviceContext& context, Line
     if (launch == nullptr) return;
     const GrownProcess& grown = *launch->otherGrew;
     std::string line = "the process " + quoted(report.followed) +
-                       " is sampled, but another one of COMMAND's, " + quoted(grown.name) +
-                       ", grew by " + sizeText(grown.grownKb) + "; ";
-    if (lastWith(report, LaunchOutcome::kStored) != nullptr && grown.name != report.followed) {
+                       " is sampled, but another one of " + context.command + "'s, " +
+                       quoted(grown.name) + ", grew by " + sizeText(grown.grownKb) + "; ";
+    const bool isToForget = !context.isMeasured() && grown.name != report.followed;
+    if (isToForget && lastWith(report, LaunchOutcome::kStored) != nullptr) {
         line += "if that is the one, " + context.eraseCommand + ", and ";
     }
-    lines.push_back(line + remedyFor(grown, report));
+    lines.push_back(line + remedyFor(grown, report, context));
 }
 
-std::string longerSampling(const LaunchKind& kind) {
+std::string longerSampling(const LaunchKind& kind, const AdviceContext& context) {
     const Window window = windowOf(kind);
-    if (window == Window::kLong) return "it cannot be learned unless it comes to rest";
+    if (window == Window::kLong)
+        return "it cannot be " + participleOf(context) + " unless it comes to rest";
     std::string longer = windowOption(Window::kLong) + " samples for up to a minute";
     if (window == Window::kExtended) return longer;
     return windowOption(Window::kExtended) + " samples for three seconds, " + longer;
@@ -95,7 +107,7 @@ std::string otherProcess(const LearnReport& report) {
     return "; if another one is meant, name it with --follow NAME";
 }
 
-void adviseOnUndecided(const LearnReport& report, Lines& lines) {
+void adviseOnUndecided(const LearnReport& report, const AdviceContext& context, Lines& lines) {
     const auto isUndecided = [](const LaunchResult& launch, bool changed) {
         return launch.outcome == LaunchOutcome::kUndecided && !launch.otherGrew &&
                launch.changedWhileSampled == changed;
@@ -103,13 +115,14 @@ void adviseOnUndecided(const LearnReport& report, Lines& lines) {
     const std::string subject = "an undecided launch's process " + quoted(report.followed);
     if (lastThat(report, [&](const LaunchResult& each) { return isUndecided(each, true); })) {
         lines.push_back(subject + " still changed its memory while it was sampled; " +
-                        longerSampling(report.kind.value_or(LaunchKind())) + otherProcess(report));
+                        longerSampling(report.kind.value_or(LaunchKind()), context) +
+                        otherProcess(report));
     }
     if (lastThat(report, [&](const LaunchResult& each) { return isUndecided(each, false); })) {
         lines.push_back(subject +
                         " had settled before the first look, 200 ms after the start: such a "
-                        "quick one cannot be learned" +
-                        otherProcess(report));
+                        "quick one cannot be " +
+                        participleOf(context) + otherProcess(report));
     }
 }
 
@@ -119,9 +132,11 @@ void adviseOnDoubts(const LearnReport& report, const AdviceContext& context, Lin
     if (launch == nullptr) return;
     const SeenLaunch& seen = launch->judged->seen;
     const Verdict& verdict = launch->judged->verdict;
-    std::string line = "a stored launch is doubted: " + doubtSentences(seen, verdict);
+    std::string line = context.isMeasured() ? "a launch" : "a stored launch";
+    line += " is doubted: " + doubtSentences(seen, verdict);
     if (const auto option = remedyOption(seen, verdict)) {
-        line += "; " + context.eraseCommand + ", and learn it anew with " + *option;
+        line += "; " + (context.isMeasured() ? "measure" : context.eraseCommand + ", and learn") +
+                " it anew with " + *option;
     } else if (const std::string remedy = remedyText(seen, verdict); !remedy.empty()) {
         line += "; " + remedy;
     }
@@ -139,14 +154,14 @@ void adviseOnWindows(const LearnReport& report, const AdviceContext& context, Li
                     ", and learn it anew");
 }
 
-void adviseOnNames(const LearnReport& report, Lines& lines) {
+void adviseOnNames(const LearnReport& report, const AdviceContext& context, Lines& lines) {
     if (lastWith(report, LaunchOutcome::kNotFound) == nullptr) return;
     const std::string shown = report.namesShown.empty() ? "none" : listOf(report.namesShown);
     const std::string remedy =
         report.followedWasSeen ? "; a name that changes from launch to launch cannot be followed"
-                               : "; name the process to learn with --follow NAME";
-    lines.push_back("no process of COMMAND shows the name " + quoted(report.followed) +
-                    ", those shown: " + shown + remedy);
+                               : "; name the process to " + verbOf(context) + " with --follow NAME";
+    lines.push_back("no process of " + context.command + " shows the name " +
+                    quoted(report.followed) + ", those shown: " + shown + remedy);
 }
 
 void adviseOnStore(const LearnReport& report, Lines& lines) {
@@ -163,7 +178,8 @@ void adviseOnStore(const LearnReport& report, Lines& lines) {
 
 void adviseOnLibrary(const LearnReport& report, const AdviceContext& context, Lines& lines) {
     if (lastWith(report, LaunchOutcome::kLearningFailed) != nullptr) {
-        lines.push_back("the library could not learn a launch; see " + context.log);
+        lines.push_back("the library could not " + verbOf(context) + " a launch; see " +
+                        context.log);
     }
     if (lastWith(report, LaunchOutcome::kLimitReached) != nullptr) {
         lines.push_back("the 500th launch of " + report.package +
@@ -178,10 +194,10 @@ std::vector<std::string> adviceOn(const LearnReport& report, const AdviceContext
     adviseOnRelearning(report, context, lines);
     adviseOnEarlyExit(report, context, lines);
     adviseOnChild(report, context, lines);
-    adviseOnUndecided(report, lines);
+    adviseOnUndecided(report, context, lines);
     adviseOnDoubts(report, context, lines);
     adviseOnWindows(report, context, lines);
-    adviseOnNames(report, lines);
+    adviseOnNames(report, context, lines);
     adviseOnStore(report, lines);
     adviseOnLibrary(report, context, lines);
     return lines;

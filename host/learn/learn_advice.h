@@ -1,4 +1,4 @@
-// What learn says of launches that did not go as asked.
+// What learn and measure say of launches that did not go as asked.
 #pragma once
 
 #include <string>
@@ -10,9 +10,13 @@ namespace host {
 
 /// What the advice names beside the launches.
 struct AdviceContext {
-    std::string eraseCommand;  ///< forgets the package, in this state folder
+    std::string eraseCommand;  ///< forgets the package, in this state folder; empty of measure
     std::string log;
     std::string commandOutput;
+    std::string command = "COMMAND";  ///< what it is called
+
+    /// Whether launches are only measured, so that there is nothing to forget.
+    bool isMeasured() const { return eraseCommand.empty(); }
 };
 
 /// One line for each thing that a person should know, without a newline. Names in

@@ -10,16 +10,6 @@
 #include "host/state/history.h"
 
 namespace host {
-namespace {
-
-// A command that shows another name now will do so the next time, and each hunt
-// for it takes a minute.
-bool endsSession(LaunchOutcome outcome) {
-    return outcome == LaunchOutcome::kStoreFailed || outcome == LaunchOutcome::kInterrupted ||
-           outcome == LaunchOutcome::kNotFound;
-}
-
-}  // namespace
 
 LearnSession::LearnSession(const LearnOptions& options, const StateFolder& state,
                            const CommandOutput& output, LogSink& log, std::uint32_t logLevel,

@@ -14,21 +14,6 @@ std::int32_t sinceLaunchMs(const ProbeSight& sight, std::size_t sample) {
         std::lround(sight.firstMs + kSampleMs * static_cast<double>(sample)));
 }
 
-std::string findingOf(const ProbeSight& sight) {
-    const WindowChoice& choice = sight.choice;
-    const std::string end = std::to_string(sinceLaunchMs(sight, choice.seen)) + " ms";
-    const auto settledMs = sight.settledMs();
-    if (!settledMs) {
-        return sight.hasEnded ? "the process ended after " + end + ", before it had settled"
-                              : "did not settle within a minute";
-    }
-    const std::string when = *choice.settledAt() == 0
-                                 ? "before the first look, 200 ms after the start"
-                                 : "after " + std::to_string(*settledMs) + " ms";
-    return "settled " + when + (choice.opinion.settledAt ? "" : ", but for a slow drift") +
-           (sight.hasEnded ? ", and ended after " + end : "");
-}
-
 }  // namespace
 
 // A process is another program once it shows another name.
@@ -65,10 +50,25 @@ std::optional<std::int32_t> ProbeSight::settledMs() const {
     return sinceLaunchMs(*this, *choice.settledAt());
 }
 
+std::string findingText(const ProbeSight& sight) {
+    const WindowChoice& choice = sight.choice;
+    const std::string end = std::to_string(sinceLaunchMs(sight, choice.seen)) + " ms";
+    const auto settledMs = sight.settledMs();
+    if (!settledMs) {
+        return sight.hasEnded ? "the process ended after " + end + ", before it had settled"
+                              : "did not settle within a minute";
+    }
+    const std::string when = *choice.settledAt() == 0
+                                 ? "before the first look, 200 ms after the start"
+                                 : "after " + std::to_string(*settledMs) + " ms";
+    return "settled " + when + (choice.opinion.settledAt ? "" : ", but for a slow drift") +
+           (sight.hasEnded ? ", and ended after " + end : "");
+}
+
 std::string textOf(const ProbeSight& sight) {
     const Window window = sight.choice.window;
     const bool isHopeless = !sight.settledMs() && window == Window::kLong;
-    return findingOf(sight) + "; learning with " + windowText(window) +
+    return findingText(sight) + "; learning with " + windowText(window) +
            (isHopeless ? ", and doubtful of what comes of it" : "");
 }
 

@@ -55,6 +55,9 @@ struct ProbeSight {
     std::optional<std::int32_t> settledMs() const;
 };
 
+/// "settled after 2520 ms".
+std::string findingText(const ProbeSight& sight);
+
 /// "settled after 2520 ms; learning with the extended window (3 s)".
 std::string textOf(const ProbeSight& sight);
 

@@ -41,7 +41,7 @@ Generations readGenerations(const StateFolder& state, const HistoryContents& his
 
 void refuseCommand(const Invocation& invocation) {
     if (invocation.arguments.hasCommand)
-        throw HostError(kUsage, "this verb takes no COMMAND after --; learn and join do");
+        throw HostError(kUsage, "this verb takes no COMMAND after --; learn, measure and join do");
 }
 
 }  // namespace host

@@ -74,6 +74,7 @@ void describe(CLI::App& app, Invocation& invocation) {
     addExplainVerb(app, invocation);
     addPlotVerb(app, invocation);
     addReplayVerb(app, invocation);
+    addMeasureVerb(app, invocation);
     addCompareVerb(app, invocation);
 }
 

@@ -55,6 +55,7 @@ void addDoctorVerb(CLI::App& app, Invocation& invocation);
 void addExplainVerb(CLI::App& app, Invocation& invocation);
 void addPlotVerb(CLI::App& app, Invocation& invocation);
 void addReplayVerb(CLI::App& app, Invocation& invocation);
+void addMeasureVerb(CLI::App& app, Invocation& invocation);
 void addCompareVerb(CLI::App& app, Invocation& invocation);
 
 /// The dump that an argument names; a package's is in the state folder, which must

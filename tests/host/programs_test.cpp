@@ -259,6 +259,59 @@ TEST_F(LearnTest, WrongUsageIsOneLineAndCodeTwo) {
     }
 }
 
+TEST_F(LearnTest, MeasuringTwoCommandsComparesThemAndTouchesNothingThatIsLearned) {
+    const std::string file = mFolder / "r.json";
+    const Words measure{"measure", mPackage, "--window", "short", "--look-after", "0", "-o", file};
+    Words words = measure;
+    const std::string newer =
+        std::string(ORVO_SAMPLE_APP) + " --steps 12 --truth '" + mTruth + '\'';
+    words.insert(words.end(), {"--runs", "6", "--fail-if-slower", "5", "--json", "--against", newer,
+                               "--", ORVO_SAMPLE_APP});
+    EXPECT_EQ(host(words), 5) << mErr;
+    const std::string results = mOut.substr(0, mOut.find('\n') + 1);
+    EXPECT_EQ(contentOf(file), results);
+    EXPECT_EQ(json::parse(mOut.substr(results.size()))["verdict"], "slower");
+    const json both = json::parse(results)["measurements"];
+    ASSERT_EQ(both.size(), 2U);
+    const std::vector<double> truth = truthMs();
+    ASSERT_EQ(truth.size(), 6U) << "each run once, and no probing launch";
+    for (std::size_t i = 0; i < truth.size(); ++i) {
+        EXPECT_EQ(both[0]["launches"][i]["run"], i + 1);
+        EXPECT_EQ(both[1]["launches"][i]["run"], i + 1);
+        EXPECT_NEAR(both[1]["launches"][i]["since_start_ms"].get<double>(), truth[i], 100);
+    }
+    for (const char* const name : {"orvo.db", "history.jsonl", "generations.jsonl"})
+        EXPECT_FALSE(fs::exists(fs::path(mState) / name)) << name;
+    EXPECT_EQ(processesNamed(mPackage), 0);
+
+    // The second run's --prepare finds what the first one's has left.
+    words = measure;
+    words.insert(words.end(),
+                 {"--runs", "2", "--prepare", "mkdir " + (mFolder / "once"), "--cleanup",
+                  "echo >> " + (mFolder / "cleaned"), "--quiet", "--", ORVO_SAMPLE_APP});
+    EXPECT_EQ(host(words), 1);
+    EXPECT_THAT(mErr, HasSubstr("--prepare failed, 1 time, last with code 1"));
+    EXPECT_EQ(contentOf(mFolder / "cleaned"), "\n");
+    EXPECT_EQ(json::parse(contentOf(file))["measurements"][0]["launches"].size(), 1U);
+
+    EXPECT_EQ(host({"measure", "p", "-o", mFolder / "no/r.json", "--", "true"}), 3);
+    EXPECT_THAT(mErr, AllOf(HasSubstr("no/r.json: No such file"), Not(HasSubstr("run 1"))));
+}
+
+TEST_F(LearnTest, InterruptedMeasuringTellsAndKeepsWhatThereIs) {
+    const std::string file = mFolder / "r.json";
+    const std::string waiting = mFolder / "waiting";
+    const std::string prepare =
+        "mkdir " + (mFolder / "first") + " || { >" + waiting + "; sleep 60; }";
+    Program program(hostWords({"measure", mPackage, "--window", "short", "--look-after", "0",
+                               "--prepare", prepare, "-o", file, "--", ORVO_SAMPLE_APP}));
+    ASSERT_TRUE(eventually([&] { return fs::exists(waiting); })) << program.err();
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 130) << program.err();
+    EXPECT_THAT(program.out(), HasSubstr("; 1 run\n"));
+    EXPECT_EQ(json::parse(contentOf(file))["measurements"][0]["launches"].size(), 1U);
+}
+
 // Or the store would be opened as the terminal, and written to.
 TEST_F(LearnTest, ClosedStandardStreamsStayClosedToEverythingElse) {
     for (const char* words : {" show >&-", " --help >&-", " learn --help >/dev/full"})

@@ -44,10 +44,20 @@ MeasureReport MeasureSession::run() {
         measurement.machine = thisMachine();
     }
     mReport.seen.resize(mMakers.size());
-    if (!chooseKind() || !makeRuns()) {
+    if (!makeAll()) {
         mReport.end = isInterrupted() ? MeasureEnd::kInterrupted : MeasureEnd::kCannotGoOn;
     }
     return finish();
+}
+
+// What was measured before is none the less for what went wrong behind it.
+bool MeasureSession::makeAll() {
+    try {
+        return chooseKind() && makeRuns();
+    } catch (const HostError& error) {
+        mReport.fault = error;
+        return false;
+    }
 }
 
 MeasureReport MeasureSession::finish() {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/base/exit_code.h"
 #include "host/learn/launch_maker.h"
 #include "host/learn/learn_report.h"
 #include "host/measure/measure_plan.h"
@@ -33,8 +34,9 @@ struct MeasureReport {
     Results results;                ///< one a command
     std::vector<LearnReport> seen;  ///< of each, as far as advice needs it
     MeasureEnd end = MeasureEnd::kAllRuns;
-    int runs = 0;        ///< of each command, begun
-    StepFaults prepare;  ///< each is a run that was not made
+    int runs = 0;                    ///< of each command, begun
+    std::optional<HostError> fault;  ///< that kept it from going on
+    StepFaults prepare;              ///< each is a run that was not made
     StepFaults cleanup;
 };
 
@@ -50,11 +52,11 @@ public:
                    const StateFolder& state, const CommandOutput& output, LogSink& log,
                    std::uint32_t logLevel, Progress& progress);
 
-    /// Until the plan's end, or a person interrupts. Throws HostError when a launch
-    /// cannot be made.
+    /// Until the plan's end, or a person interrupts, or a launch cannot be made.
     MeasureReport run();
 
 private:
+    bool makeAll();
     bool chooseKind();
     std::optional<Window> probe(std::size_t command);
     bool makeRuns();

@@ -69,11 +69,14 @@ MeasureOptions optionsOf(const MeasureArguments& arguments, const Invocation& in
     return options;
 }
 
-/// What went wrong is told when all else is; none of no launches.
+bool hasLaunches(const Results& results) {
+    return std::any_of(results.begin(), results.end(),
+                       [](const Measurement& each) { return !each.launches.empty(); });
+}
+
+/// What went wrong is told when all else is. Of no launches there is no file.
 std::optional<HostError> keepResults(const std::string& file, const Results& results) {
-    const bool isAny = std::any_of(results.begin(), results.end(),
-                                   [](const Measurement& each) { return !each.launches.empty(); });
-    if (file.empty() || !isAny) return std::nullopt;
+    if (file.empty() || !hasLaunches(results)) return std::nullopt;
     try {
         replaceFile(file, renderResults(results));
     } catch (const HostError& error) {
@@ -128,10 +131,13 @@ int measureHere(const MeasureArguments& arguments, const Invocation& invocation,
     Progress progress(Progress::styleFor(invocation.quiet, invocation.verbose));
     MeasureSession session(options, store, state, output, log, invocation.logLevel, progress);
     const MeasureReport report = session.run();
+    if (report.fault && !hasLaunches(report.results)) throw HostError(*report.fault);
     const std::optional<HostError> fault = keepResults(arguments.file, report.results);
     const int compared = printResults(arguments, report.results);
     advise(report, options.plan, state, output.path());
-    if (fault) throw HostError(*fault);
+    if (fault) tell(fault->what());
+    if (report.fault) throw HostError(*report.fault);
+    if (fault) return fault->code();
     const int measured = exitCodeOf(report, arguments.comparing.isStrict);
     return measured == kDone ? compared : measured;
 }

@@ -24,6 +24,35 @@ bool isByMemory(const DumpedLaunch& launch) {
 
 }  // namespace
 
+const char* idOf(DumpOutcome outcome) {
+    switch (outcome) {
+        case DumpOutcome::kDecided:
+            return "settled";
+        case DumpOutcome::kUndecided:
+            return "undecided";
+        case DumpOutcome::kAborted:
+            return "aborted";
+        case DumpOutcome::kUnfinished:
+            return "unfinished";
+        case DumpOutcome::kCutOff:
+            break;
+    }
+    return "cut_off";
+}
+
+std::string outcomeText(DumpOutcome outcome) {
+    switch (outcome) {
+        case DumpOutcome::kAborted:
+            return "aborted";
+        case DumpOutcome::kUnfinished:
+            return "undecided, with evaluations missing";
+        case DumpOutcome::kCutOff:
+            return "cut off";
+        default:
+            return "undecided";
+    }
+}
+
 std::optional<JudgedLaunch> judge(const DumpedLaunch& launch) {
     const bool isWhole =
         launch.outcome == DumpOutcome::kDecided || launch.outcome == DumpOutcome::kUndecided;
@@ -57,16 +86,7 @@ std::string outcomeText(const DumpedLaunch& launch) {
         return "settled at " + std::to_string(timeMs(*launch.finalIndex())) + " ms" +
                (start.empty() ? "" : ", " + start);
     }
-    switch (launch.outcome) {
-        case DumpOutcome::kAborted:
-            return "aborted";
-        case DumpOutcome::kUnfinished:
-            return "undecided, with evaluations missing";
-        case DumpOutcome::kCutOff:
-            return "cut off";
-        default:
-            return "undecided";
-    }
+    return outcomeText(launch.outcome);
 }
 
 }  // namespace

@@ -9,6 +9,13 @@
 
 namespace host {
 
+/// The word in JSON: "settled", "undecided", "aborted", "unfinished" or "cut_off".
+const char* idOf(DumpOutcome outcome);
+
+/// The same in words, of a launch without an endpoint: "undecided, with evaluations
+/// missing".
+std::string outcomeText(DumpOutcome outcome);
+
 /// None for a launch that was stopped or is not all there: what was seen of it is
 /// no launch. With a note also by what was seen behind the window; without, the
 /// window is guessed from the number of samples, which a dump does not tell.

@@ -235,22 +235,6 @@ void writeSpread(std::ostream& out, const ExplanationReport& report) {
 
 // --- JSON.
 
-const char* idOf(DumpOutcome outcome) {
-    switch (outcome) {
-        case DumpOutcome::kDecided:
-            return "settled";
-        case DumpOutcome::kUndecided:
-            return "undecided";
-        case DumpOutcome::kAborted:
-            return "aborted";
-        case DumpOutcome::kUnfinished:
-            return "unfinished";
-        case DumpOutcome::kCutOff:
-            break;
-    }
-    return "cut_off";
-}
-
 const char* idOf(MetricFinding finding) {
     switch (finding) {
         case MetricFinding::kNoSamples:
@@ -385,13 +369,9 @@ void DumpSummary::add(const DumpedLaunch& launch) {
     endpointsMs.pop_front();
 }
 
-std::string renderText(const ExplanationReport& report) {
-    const DumpedLaunch& launch = report.launch;
+std::string explanationText(const DumpedLaunch& launch) {
     const LaunchExplanation explanation = explain(launch);
     std::ostringstream out;
-    out << printable(titleOf(report.source)) << ", launch " << launch.number << " of "
-        << report.summary.launches << " (line " << launch.line << "): " << verdictText(launch)
-        << (launch.isLong() ? ", a long launch" : "") << '\n';
     if (explanation.evaluations.size() > 1) writeEvaluations(out, explanation.evaluations);
     if (!explanation.evaluations.empty()) {
         for (const Metric metric : kMetrics)
@@ -403,6 +383,16 @@ std::string renderText(const ExplanationReport& report) {
         out << "  " << stabilityText(explanation.evaluations) << ".\n  " << stabilityRule() << '\n';
     }
     writeVerdict(out, launch);
+    return out.str();
+}
+
+std::string renderText(const ExplanationReport& report) {
+    const DumpedLaunch& launch = report.launch;
+    std::ostringstream out;
+    out << printable(titleOf(report.source)) << ", launch " << launch.number << " of "
+        << report.summary.launches << " (line " << launch.line << "): " << verdictText(launch)
+        << (launch.isLong() ? ", a long launch" : "") << '\n'
+        << explanationText(launch);
     writeSpread(out, report);
     writeTimes(out, launch);
     return out.str();

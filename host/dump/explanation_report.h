@@ -27,6 +27,9 @@ struct ExplanationReport {
     std::optional<std::int32_t> storedMeanMs;  ///< the package's final endpoint
 };
 
+/// Why it ended where it did, in indented lines; times count from the first sample.
+std::string explanationText(const DumpedLaunch& launch);
+
 // Each ends with a newline.
 std::string renderText(const ExplanationReport& report);
 std::string renderJson(const ExplanationReport& report);

@@ -150,7 +150,7 @@ std::string csvRow(Json row, bool isForTerminal) {
     return text + '\n';
 }
 
-std::string tableOf(const std::vector<std::vector<std::string>>& rows) {
+std::string aligned(const TextTable& rows) {
     std::vector<std::size_t> widths(rows.front().size());
     for (const auto& row : rows) {
         for (std::size_t i = 0; i < row.size(); ++i)
@@ -167,9 +167,9 @@ std::string tableOf(const std::vector<std::vector<std::string>>& rows) {
 
 }  // namespace
 
-std::string renderText(const std::vector<StoredPackage>& packages, const HistoryContents& history,
-                       const Generations& generations) {
-    std::vector<std::vector<std::string>> cells{
+TextTable tableOf(const std::vector<StoredPackage>& packages, const HistoryContents& history,
+                  const Generations& generations) {
+    TextTable cells{
         {"PACKAGE", "GENERATION", "LAUNCHES", "STORED", "NEEDED", "LEARNED", "FINAL ENDPOINT",
          "SINCE START", "DOUBTS", "LAST LAUNCHED", "MEASURED"}};
     for (const StoredPackage& package : packages) {
@@ -182,7 +182,12 @@ std::string renderText(const std::vector<StoredPackage>& packages, const History
              package.learned ? "yes" : "no", finalEndpointText(package), sinceStartText(launches),
              doubtsText(launches), timeText(launches.lastLaunchedAtUnixMs), spreadText(launches)});
     }
-    return tableOf(cells);
+    return cells;
+}
+
+std::string renderText(const std::vector<StoredPackage>& packages, const HistoryContents& history,
+                       const Generations& generations) {
+    return aligned(tableOf(packages, history, generations));
 }
 
 std::string renderJson(const std::vector<StoredPackage>& packages, const HistoryContents& history,
@@ -206,8 +211,8 @@ std::string renderCsv(const std::vector<StoredPackage>& packages, const HistoryC
     return text;
 }
 
-std::string renderText(const std::vector<GenerationRow>& rows) {
-    std::vector<std::vector<std::string>> cells{{"PACKAGE", "GENERATION", "LAUNCHES",
+TextTable tableOf(const std::vector<GenerationRow>& rows) {
+    TextTable cells{{"PACKAGE", "GENERATION", "LAUNCHES",
                                                  "FINAL ENDPOINT", "SINCE START", "DOUBTS",
                                                  "FIRST LAUNCHED", "LAST LAUNCHED", "MEASURED"}};
     for (const GenerationRow& row : rows) {
@@ -219,7 +224,11 @@ std::string renderText(const std::vector<GenerationRow>& rows) {
                          doubtsText(history), timeText(history.firstLaunchedAtUnixMs),
                          timeText(history.lastLaunchedAtUnixMs), spreadText(history)});
     }
-    return tableOf(cells);
+    return cells;
+}
+
+std::string renderText(const std::vector<GenerationRow>& rows) {
+    return aligned(tableOf(rows));
 }
 
 std::string renderJson(const std::vector<GenerationRow>& rows) {

@@ -10,6 +10,12 @@
 
 namespace host {
 
+/// Rows of cells for a person, a heading first.
+using TextTable = std::vector<std::vector<std::string>>;
+
+TextTable tableOf(const std::vector<StoredPackage>& packages, const HistoryContents& history,
+                  const Generations& generations);
+
 // Each ends with a newline. What was measured is that of the newest generation.
 std::string renderText(const std::vector<StoredPackage>& packages, const HistoryContents& history,
                        const Generations& generations);
@@ -28,6 +34,7 @@ struct GenerationRow {
 };
 
 // The same of generations.
+TextTable tableOf(const std::vector<GenerationRow>& rows);
 std::string renderText(const std::vector<GenerationRow>& rows);
 std::string renderJson(const std::vector<GenerationRow>& rows);
 std::string renderCsv(const std::vector<GenerationRow>& rows, bool isForTerminal);

@@ -1,6 +1,7 @@
 // What the verbs share.
 #include "host/base/exit_code.h"
 #include "host/dump/dump_file.h"
+#include "host/export/recording.h"
 #include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
 
@@ -24,6 +25,12 @@ DumpSource dumpGivenAs(const std::string& argument, const std::string& generatio
     if (generation.empty()) return source;
     const HistoryContents history = History(state.history()).read();
     return dumpSourceOf(source, generation, state, readGenerations(state, history));
+}
+
+std::vector<Recording> recordingsGivenAs(const std::string& argument,
+                                         const std::string& generation,
+                                         const Invocation& invocation) {
+    return {Recording(dumpGivenAs(argument, generation, invocation))};
 }
 
 void addGenerationOption(Verb& verb, std::string& generation) {

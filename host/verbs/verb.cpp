@@ -76,6 +76,7 @@ void describe(CLI::App& app, Invocation& invocation) {
     addReplayVerb(app, invocation);
     addMeasureVerb(app, invocation);
     addCompareVerb(app, invocation);
+    addExportVerb(app, invocation);
 }
 
 VerbOption& VerbOption::isRequired() {

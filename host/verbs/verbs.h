@@ -18,6 +18,7 @@ class App;
 namespace host {
 
 struct DumpSource;
+struct Recording;
 class Verb;
 
 /// How the program was called, as far as all verbs share it.
@@ -57,12 +58,19 @@ void addPlotVerb(CLI::App& app, Invocation& invocation);
 void addReplayVerb(CLI::App& app, Invocation& invocation);
 void addMeasureVerb(CLI::App& app, Invocation& invocation);
 void addCompareVerb(CLI::App& app, Invocation& invocation);
+void addExportVerb(CLI::App& app, Invocation& invocation);
 
 /// The dump that an argument names; a package's is in the state folder, which must
 /// be there (existingState), and of its newest generation unless another is given.
 /// Throws HostError.
 DumpSource dumpGivenAs(const std::string& argument, const std::string& generation,
                        const Invocation& invocation);
+
+/// What an argument names: a results file when it ends in ".json", otherwise as
+/// dumpGivenAs() has it. Throws HostError.
+std::vector<Recording> recordingsGivenAs(const std::string& argument,
+                                         const std::string& generation,
+                                         const Invocation& invocation);
 
 void addGenerationOption(Verb& verb, std::string& generation);
 

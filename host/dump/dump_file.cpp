@@ -48,10 +48,13 @@ UniqueFd openDump(const DumpSource& source) {
 
 }  // namespace
 
+bool isDumpFile(const std::string& argument) {
+    return endsWith(argument, kFileSuffix) || argument.find('/') != std::string::npos;
+}
+
 DumpSource dumpSourceOf(const std::string& argument, const StateFolder& state) {
     if (argument.empty()) throw HostError(kUsage, "PACKAGE is empty");
-    const bool isFile = endsWith(argument, kFileSuffix) || argument.find('/') != std::string::npos;
-    if (isFile) return {argument, packageOf(argument), false};
+    if (isDumpFile(argument)) return {argument, packageOf(argument), false};
     return {state.dumps() + '/' + dumpNameOf(argument), argument, true};
 }
 

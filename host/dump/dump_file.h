@@ -22,8 +22,10 @@ struct DumpSource {
 /// "com.a", "com.a, generation 1 (v1)".
 std::string titleOf(const DumpSource& source);
 
-/// `argument` is a file when it ends in ".csv" or holds a '/', which no package
-/// with a dump does; otherwise it is a package, whose dump is in `state`.
+/// Whether it ends in ".csv" or holds a '/', which no package with a dump does.
+bool isDumpFile(const std::string& argument);
+
+/// `argument` is such a file, or a package, whose dump is in `state`.
 /// Throws HostError, kUsage, when it is empty.
 DumpSource dumpSourceOf(const std::string& argument, const StateFolder& state);
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "host/base/printable.h"
 #include "host/verdict/verdict_text.h"
 
 namespace host {
@@ -40,8 +41,9 @@ const char* idOf(DumpOutcome outcome) {
     return "cut_off";
 }
 
-std::string outcomeText(DumpOutcome outcome) {
-    switch (outcome) {
+std::string unsettledText(const DumpedLaunch& launch) {
+    if (!launch.unevaluated.empty()) return printable(launch.unevaluated);
+    switch (launch.outcome) {
         case DumpOutcome::kAborted:
             return "aborted";
         case DumpOutcome::kUnfinished:
@@ -86,7 +88,7 @@ std::string outcomeText(const DumpedLaunch& launch) {
         return "settled at " + std::to_string(timeMs(*launch.finalIndex())) + " ms" +
                (start.empty() ? "" : ", " + start);
     }
-    return outcomeText(launch.outcome);
+    return unsettledText(launch);
 }
 
 }  // namespace

@@ -12,9 +12,9 @@ namespace host {
 /// The word in JSON: "settled", "undecided", "aborted", "unfinished" or "cut_off".
 const char* idOf(DumpOutcome outcome);
 
-/// The same in words, of a launch without an endpoint: "undecided, with evaluations
+/// What became of a launch without an endpoint, in words: "undecided, with evaluations
 /// missing".
-std::string outcomeText(DumpOutcome outcome);
+std::string unsettledText(const DumpedLaunch& launch);
 
 /// None for a launch that was stopped or is not all there: what was seen of it is
 /// no launch. With a note also by what was seen behind the window; without, the

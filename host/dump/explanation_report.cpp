@@ -169,6 +169,8 @@ std::string disagreementText(DumpOutcome outcome) {
 std::string decisionText(const DumpedLaunch& launch, const LaunchExplanation& explanation) {
     switch (explanation.missing) {
         case Missing::kEvaluation:
+            if (!launch.unevaluated.empty())
+                return "It was not analysed: " + printable(launch.unevaluated) + '.';
             return launch.outcome == DumpOutcome::kAborted
                        ? "It was stopped, or its process ended, before the analysis."
                        : "The dump is cut off before the results.";

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "host/dump/launch_note.h"
@@ -50,6 +51,10 @@ struct DumpedLaunch {
     std::vector<Evaluation> evaluations;  ///< several in a long launch, none in an aborted one
     std::optional<LaunchNote> note;       ///< what the host knows beside the dump
     bool isProbing = false;               ///< the library was not told of it
+
+    // Of a launch that was measured; a dump has neither.
+    std::vector<std::int32_t> sampledAtMs;  ///< each memory sample, since the program's start
+    std::string unevaluated;                ///< why there is no evaluation: a word of the history
 
     bool hasSamples() const {
         return std::any_of(kMetrics.begin(), kMetrics.end(),

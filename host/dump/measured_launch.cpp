@@ -60,11 +60,15 @@ DumpedLaunch dumpedLaunchOf(const MeasuredLaunch& launch, const LaunchKind& kind
     DumpedLaunch dumped;
     dumped.number = number;
     dumped.outcome = outcomeOf(launch);
-    if (launch.evaluations.empty()) return dumped;
+    if (launch.evaluations.empty()) {
+        dumped.unevaluated = launch.outcome;
+        return dumped;
+    }
     dumped.evaluations = evaluationsOf(launch, kind);
     dumped.series = launch.series;
     for (const Metric metric : kMetrics)
         dumped.series[metric].resize(launch.evaluations.back()[metric]);
+    dumped.sampledAtMs = launch.sampledAtMs;
     dumped.note = noteOf(launch, kind, dumped.series[Metric::kVmRss]);
     return dumped;
 }

@@ -70,6 +70,7 @@ TimeAxis::TimeAxis(const std::vector<const DumpedLaunch*>& launches)
 double TimeAxis::timeMs(const DumpedLaunch& launch, std::size_t sample) const {
     const auto index = static_cast<double>(sample);
     if (!mIsSinceStart) return index * kSamplePeriodMs;
+    if (sample < launch.sampledAtMs.size()) return launch.sampledAtMs[sample];
     const double firstMs = *launch.note->firstSampleSinceStartMs;
     const double lastMs = *launch.note->lastSampleSinceStartMs;
     const auto last = static_cast<double>(std::max<std::size_t>(launch.note->samples, 1) - 1);

@@ -67,10 +67,11 @@ void addNote(Json& json, const std::optional<LaunchNote>& note) {
         [](const LaunchNote& n) { return orNull(n.lastSampleSinceStartMs); });
 }
 
-Json toJson(const DumpedLaunch& launch) {
+Json launchToJson(const DumpedLaunch& launch) {
     Json json{{"number", launch.number},
               {"long", launch.isLong()},
               {"outcome", idOf(launch.outcome)},
+              {"unevaluated", launch.unevaluated.empty() ? Json(nullptr) : Json(launch.unevaluated)},
               {"endpoint_index", orNull(launch.finalIndex())},
               {"endpoint_ms", orNull(firstSampleMsOf(launch.finalIndex()))}};
     addAssessment(json, assessmentOf(launch, judge(launch)));
@@ -92,11 +93,11 @@ public:
     std::string startRecording(const Recording& recording) override {
         const std::string first = mRecordings++ > 0 ? "," : "";
         mLaunches = 0;
-        return first + opened(toJson(recording)) + ",\"launches\":[";
+        return first + opened(originOf(recording)) + ",\"launches\":[";
     }
 
     std::string add(const DumpedLaunch& launch) override {
-        std::string text = jsonLine(host::toJson(launch));
+        std::string text = jsonLine(launchToJson(launch));
         text.pop_back();
         return (mLaunches++ > 0 ? "," : "") + text;
     }
@@ -105,10 +106,19 @@ public:
     std::string end() override { return "]}\n"; }
 
 private:
-    static Json toJson(const Recording& recording) {
-        return {{"title", recording.title()},
-                {"package", recording.source.package},
-                {"file", recording.source.file}};
+    static Json originOf(const Recording& recording) {
+        const std::optional<Measurement>& measured = recording.measurement;
+        Json json{{"title", recording.title},
+                  {"package", recording.name},
+                  {"file", recording.file},
+                  {"measured_at_unix_ms", nullptr},
+                  {"command", nullptr},
+                  {"machine", nullptr}};
+        if (!measured) return json;
+        json["measured_at_unix_ms"] = measured->measuredAtUnixMs;
+        json["command"] = measured->command;
+        json["machine"] = toJson(measured->machine);
+        return json;
     }
 
     int mRecordings = 0;

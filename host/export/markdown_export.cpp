@@ -33,7 +33,7 @@ public:
 
     std::string startRecording(const Recording& recording) override {
         mLaunches = mSettled = 0;
-        return "**" + literal(recording.title()) +
+        return "**" + literal(recording.title) +
                "**\n\n| launch | settled | since start | doubts | second opinion |\n"
                "| ---: | ---: | ---: | --- | ---: |\n";
     }
@@ -44,7 +44,7 @@ public:
         const Assessment assessment = assessmentOf(launch, judge(launch));
         const std::string settled = launch.finalIndex()
                                         ? std::to_string(timeMs(*launch.finalIndex())) + " ms"
-                                        : outcomeText(launch.outcome);
+                                        : literal(unsettledText(launch));
         const std::string opinion =
             assessment.secondOpinionMs ? opinionText(assessment) : std::string("-");
         return "| " + std::to_string(launch.number) + " | " + settled + " | " +

@@ -137,7 +137,7 @@ public:
     std::string start() override { return "{\"displayTimeUnit\":\"ms\",\"traceEvents\":["; }
 
     std::string startRecording(const Recording& recording) override {
-        mTitle = printable(recording.title());
+        mTitle = printable(recording.title);
         return "";
     }
 

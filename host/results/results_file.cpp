@@ -20,13 +20,6 @@ constexpr std::size_t kLargestSize = std::size_t{256} << 20U;
 constexpr std::size_t kMostMeasurements = 2;
 constexpr const char* kKind = "orvo measurements";
 
-Json jsonOf(const Machine& machine) {
-    return {{"host", machine.host},           {"architecture", machine.architecture},
-            {"processor", machine.processor}, {"processors", machine.processors},
-            {"memory_kb", machine.memoryKb},  {"kernel", machine.kernel},
-            {"library", machine.library}};
-}
-
 /// For whoever reads the file without us; it is not read back.
 Json summaryOf(const std::vector<MeasuredLaunch>& launches) {
     std::vector<double> settledMs;
@@ -76,7 +69,7 @@ Json jsonOf(const Measurement& measurement) {
               {"launch_type", measurement.kind.type},
               {"launch_subtype", measurement.kind.subtype},
               {"window", windowName(windowOf(measurement.kind))},
-              {"machine", jsonOf(measurement.machine)},
+              {"machine", toJson(measurement.machine)},
               {"summary", summaryOf(measurement.launches)},
               {"launches", Json::array()}};
     for (const MeasuredLaunch& launch : measurement.launches)
@@ -261,6 +254,13 @@ Json objectIn(std::string_view text, const Place& place) {
 }
 
 }  // namespace
+
+Json toJson(const Machine& machine) {
+    return {{"host", machine.host},           {"architecture", machine.architecture},
+            {"processor", machine.processor}, {"processors", machine.processors},
+            {"memory_kb", machine.memoryKb},  {"kernel", machine.kernel},
+            {"library", machine.library}};
+}
 
 std::string renderResults(const Results& results) {
     Json json{{"schema_version", kResultsSchemaVersion},

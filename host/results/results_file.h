@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/base/json_text.h"
 #include "host/results/measurement.h"
 
 namespace host {
@@ -13,6 +14,8 @@ constexpr int kResultsSchemaVersion = 1;
 
 /// One measurement, or two whose launches alternated, the older build's first.
 using Results = std::vector<Measurement>;
+
+Json toJson(const Machine& machine);
 
 /// One JSON object and a newline (docs/schemas/results.schema.json).
 std::string renderResults(const Results& results);

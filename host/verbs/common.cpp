@@ -6,6 +6,15 @@
 #include "host/verbs/verbs.h"
 
 namespace host {
+namespace {
+
+bool isResultsFile(const std::string& argument) {
+    constexpr std::string_view kEnd = ".json";
+    return argument.size() > kEnd.size() &&
+           argument.compare(argument.size() - kEnd.size(), kEnd.size(), kEnd) == 0;
+}
+
+}  // namespace
 
 std::string Invocation::statePath() const {
     return stateFolder.empty() ? StateFolder::defaultPath() : stateFolder;
@@ -27,10 +36,17 @@ DumpSource dumpGivenAs(const std::string& argument, const std::string& generatio
     return dumpSourceOf(source, generation, state, readGenerations(state, history));
 }
 
+bool isFile(const std::string& argument) {
+    return isResultsFile(argument) || isDumpFile(argument);
+}
+
 std::vector<Recording> recordingsGivenAs(const std::string& argument,
                                          const std::string& generation,
                                          const Invocation& invocation) {
-    return {Recording(dumpGivenAs(argument, generation, invocation))};
+    if (!isResultsFile(argument)) return {Recording(dumpGivenAs(argument, generation, invocation))};
+    if (!generation.empty())
+        throw HostError(kUsage, "--generation is of a PACKAGE; a results file has none");
+    return recordingsOf(readResults(argument), argument);
 }
 
 void addGenerationOption(Verb& verb, std::string& generation) {

@@ -2,7 +2,7 @@
 #include <memory>
 
 #include "host/base/exit_code.h"
-#include "host/dump/picture_file.h"
+#include "host/base/replaced_file.h"
 #include "host/export/launch_export.h"
 #include "host/library/log_sink.h"
 #include "host/verbs/verb.h"
@@ -32,7 +32,7 @@ public:
 
     void finish() {
         if (mFile.empty()) return printAll();
-        writePicture(mFile, mText);
+        replaceFile(mFile, mText);
     }
 
 private:

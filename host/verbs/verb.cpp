@@ -77,6 +77,7 @@ void describe(CLI::App& app, Invocation& invocation) {
     addMeasureVerb(app, invocation);
     addCompareVerb(app, invocation);
     addExportVerb(app, invocation);
+    addReportVerb(app, invocation);
 }
 
 VerbOption& VerbOption::isRequired() {
@@ -113,6 +114,11 @@ VerbOption& VerbOption::isOneOf(const std::vector<std::string>& words) {
     return *this;
 }
 
+VerbOption& VerbOption::isRepeated() {
+    mOption->allow_extra_args(false);
+    return *this;
+}
+
 VerbOption& VerbOption::excludes(const VerbOption& other) {
     mOption->excludes(other.mOption);
     return *this;
@@ -132,6 +138,8 @@ VerbOption Verb::option(const std::string& name, Value& value, const std::string
 }
 
 template VerbOption Verb::option(const std::string&, std::string&, const std::string&);
+template VerbOption Verb::option(const std::string&, std::vector<std::string>&,
+                                 const std::string&);
 template VerbOption Verb::option(const std::string&, std::int32_t&, const std::string&);
 template VerbOption Verb::option(const std::string&, std::int64_t&, const std::string&);
 template VerbOption Verb::option(const std::string&, std::size_t&, const std::string&);

@@ -26,6 +26,7 @@ public:
     VerbOption& from(double low, double high);
     VerbOption& isPositive();
     VerbOption& isOneOf(const std::vector<std::string>& words);
+    VerbOption& isRepeated();  ///< takes a value each time that it is given
     VerbOption& excludes(const VerbOption& other);
 
 private:

@@ -59,12 +59,16 @@ void addReplayVerb(CLI::App& app, Invocation& invocation);
 void addMeasureVerb(CLI::App& app, Invocation& invocation);
 void addCompareVerb(CLI::App& app, Invocation& invocation);
 void addExportVerb(CLI::App& app, Invocation& invocation);
+void addReportVerb(CLI::App& app, Invocation& invocation);
 
 /// The dump that an argument names; a package's is in the state folder, which must
 /// be there (existingState), and of its newest generation unless another is given.
 /// Throws HostError.
 DumpSource dumpGivenAs(const std::string& argument, const std::string& generation,
                        const Invocation& invocation);
+
+/// Whether an argument names a file, and no package.
+bool isFile(const std::string& argument);
 
 /// What an argument names: a results file when it ends in ".json", otherwise as
 /// dumpGivenAs() has it. Throws HostError.

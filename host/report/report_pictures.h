@@ -1,0 +1,20 @@
+// The pictures of a report: one launch, and several laid over each other.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/dump/launch.h"
+
+namespace host {
+
+/// A launch with samples, drawn with what is told below it: a figure of a page.
+/// `id` is its own in the page.
+std::string launchFigure(const DumpedLaunch& launch, const std::string& title,
+                         const std::string& id);
+
+/// At least one launch, all with samples.
+std::string overlayFigure(const std::vector<const DumpedLaunch*>& launches,
+                          const std::string& title, const std::string& id);
+
+}  // namespace host

@@ -1,0 +1,51 @@
+// A chart of series over time, as SVG.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/dump/picture_axes.h"
+
+namespace host {
+
+/// Panels below each other that share the axis of time. What lines look like is the
+/// page's: each has a class.
+class SvgChart {
+public:
+    /// `axes` must outlive it.
+    explicit SvgChart(const Axes& axes) : mAxes(axes) {}
+
+    /// A line through points of ms and value; what the eye cannot tell is left out.
+    using Points = std::vector<std::pair<double, double>>;
+
+    /// Begins a panel that shows values from `low` to `high`, with room around them.
+    void startPanel(Metric metric, double low, double high, bool isStrip);
+
+    // Into the newest panel.
+    void addLine(const Points& points, const std::string& style);
+    void addBand(double low, double high, const std::string& style);          ///< of values
+    void addSpan(double fromMs, double toMs, const std::string& style);       ///< of time
+    void addMark(double atMs, const std::string& style);                      ///< upright
+    void addPoint(double atMs, double value, const std::string& style);
+
+    /// With a name and a text for those who do not see it; `id` is its own in the page.
+    std::string build(const std::string& id, const std::string& name, const std::string& text);
+
+private:
+    double x(double ms) const;
+    double y(double value) const;
+    void addTics();
+    void addTic(double value);
+    void addTimeAxis();
+
+    const Axes& mAxes;
+    std::string mBody;
+    Unit mUnit{1, ""};
+    double mTop = 0;     // of the newest panel
+    double mHeight = 0;  // its own
+    double mLow = 0;     // what it shows, in its unit
+    double mHigh = 1;
+};
+
+}  // namespace host

@@ -114,11 +114,16 @@ std::string windowsText(const std::deque<DumpedLaunch>& launches) {
     return text;
 }
 
+/// Without the folders of whoever writes the page.
+std::string fileName(const std::string& path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
 std::string dumpText(const Recording& recording, const ReportedLaunches& launches) {
     const auto noted = static_cast<std::size_t>(
         std::count_if(launches.launches.begin(), launches.launches.end(),
                       [](const DumpedLaunch& launch) { return launch.note.has_value(); }));
-    std::string text = "Read from the dump <code>" + htmlText(recording.file) +
+    std::string text = "Read from the dump <code>" + htmlText(fileName(recording.file)) +
                        "</code>, which does not tell on what machine or by what build of the "
                        "library it was recorded.";
     const std::string windows = windowsText(launches.launches);
@@ -143,9 +148,7 @@ constexpr const char* kHowToRead =
     "counts as the settled level, the grey field the time before the first sample.</p>\n"
     "<p class='soft'>Lines: <span class='k ep'>endpoint</span><span class='k op'>second opinion, "
     "where it differs</span><span class='k fl'>the library's first look</span><span class='k "
-    "we'>end of the library's window</span><span class='k be'>seen behind it</span><span class='k "
-    "ev'>an evaluation of a long launch: from the endpoint that it found to its own "
-    "time</span></p>\n";
+    "we'>end of the library's window</span><span class='k be'>seen behind it</span></p>\n";
 
 }  // namespace
 

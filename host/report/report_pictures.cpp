@@ -124,6 +124,8 @@ private:
             key += keyEntry("we", name + TimeAxis::text(*mMoments.lastSampleMs())) +
                    keyEntry("be", "seen behind it");
         }
+        if (mLaunch.evaluations.size() > 1)
+            key += keyEntry("ev", "evaluations, from the endpoint found to their time");
         return key;
     }
 

@@ -14,8 +14,9 @@ namespace {
 // In the units of the chart, which a phone shows at about their size in pixels.
 constexpr double kWidth = 400;
 constexpr double kLeft = 40;
-constexpr double kRight = 8;
-constexpr double kTitle = 18;  // above a panel
+constexpr double kRight = 18;  // half of the last tic's number
+constexpr double kTitle = 24;  // above a panel
+constexpr double kTitleLift = 10;
 constexpr double kPanel = 150;
 constexpr double kStrip = 30;
 constexpr double kBelow = 34;  // for the axis of time
@@ -103,7 +104,7 @@ void SvgChart::startPanel(Metric metric, double low, double high, bool isStrip) 
     const double middle = (low + high) / 2;
     mLow = mUnit.of(middle - (0.5 + kRoom) * height);
     mHigh = mUnit.of(middle + (0.5 + kRoom) * height);
-    mBody += textElement(0, mTop - kTitle / 3, "", axisTitle(metric, mUnit));
+    mBody += textElement(0, mTop - kTitleLift, "", axisTitle(metric, mUnit));
     if (isStrip || low == high) {
         addTic(mUnit.of(high));
         if (high - low > kApart * height) addTic(mUnit.of(low));

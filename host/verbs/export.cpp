@@ -47,6 +47,7 @@ private:
 
 int exportLaunches(const ExportArguments& arguments, const Invocation& invocation) {
     refuseCommand(invocation);
+    if (!arguments.file.empty()) checkReplaceable(arguments.file);
     LogSink log("", invocation.logLevel, invocation.verbose);
     Destination destination(arguments.file);
     const std::unique_ptr<LaunchExport> launches = exportAs(arguments.format);

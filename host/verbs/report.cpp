@@ -132,6 +132,7 @@ int report(const ReportArguments& arguments, const Invocation& invocation) {
         throw HostError(kUsage, "--generation is of one PACKAGE; give that alone");
     if (arguments.generations.size() > kMostGenerations)
         throw HostError(kUsage, "--generation is taken twice at most, to compare two");
+    checkReplaceable(arguments.file);
     LogSink log("", invocation.logLevel, invocation.verbose);
     replaceFile(arguments.file, Reporter(arguments, invocation).html());
     return kDone;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 
 #include "host/dump/plot_commands.h"
 #include "host/report/html.h"
@@ -94,6 +95,23 @@ SvgChart::Points withoutMiddles(const SvgChart::Points& points) {
     return result;
 }
 
+/// From the first point, which counts from 0, in steps, which take half of the bytes that
+/// places would. Each counts from where the rounded ones before it lead.
+std::string pathOf(const SvgChart::Points& points) {
+    std::string path;
+    double left = 0;
+    double top = 0;
+    for (const auto& [x, y] : points) {
+        const std::string right = number(x - left);
+        const std::string down = number(y - top);
+        path += path.empty() ? "m" : right[0] == '-' ? "" : " ";
+        path += right + (down[0] == '-' ? "" : " ") + down;
+        left += std::strtod(right.c_str(), nullptr);
+        top += std::strtod(down.c_str(), nullptr);
+    }
+    return path;
+}
+
 }  // namespace
 
 void SvgChart::startPanel(Metric metric, double low, double high, bool isStrip) {
@@ -139,10 +157,7 @@ void SvgChart::addLine(const Points& points, const std::string& style) {
     Points placed;
     for (const auto& [ms, value] : points)
         placed.emplace_back(x(ms), y(value));
-    std::string path;
-    for (const auto& [left, top] : withoutMiddles(thinned(placed)))
-        path += (path.empty() ? 'M' : 'L') + number(left) + ' ' + number(top);
-    mBody += "<path class='" + style + "' d='" + path + "'/>";
+    mBody += "<path class='" + style + "' d='" + pathOf(withoutMiddles(thinned(placed))) + "'/>";
 }
 
 void SvgChart::addBand(double low, double high, const std::string& style) {

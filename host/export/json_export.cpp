@@ -68,12 +68,13 @@ void addNote(Json& json, const std::optional<LaunchNote>& note) {
 }
 
 Json launchToJson(const DumpedLaunch& launch) {
-    Json json{{"number", launch.number},
-              {"long", launch.isLong()},
-              {"outcome", idOf(launch.outcome)},
-              {"unevaluated", launch.unevaluated.empty() ? Json(nullptr) : Json(launch.unevaluated)},
-              {"endpoint_index", orNull(launch.finalIndex())},
-              {"endpoint_ms", orNull(firstSampleMsOf(launch.finalIndex()))}};
+    Json json{
+        {"number", launch.number},
+        {"long", launch.isLong()},
+        {"outcome", idOf(launch.outcome)},
+        {"unevaluated", launch.unevaluated.empty() ? Json(nullptr) : Json(launch.unevaluated)},
+        {"endpoint_index", orNull(launch.finalIndex())},
+        {"endpoint_ms", orNull(firstSampleMsOf(launch.finalIndex()))}};
     addAssessment(json, assessmentOf(launch, judge(launch)));
     addNote(json, launch.note);
     json["evaluations"] = evaluationsOf(launch);
@@ -108,12 +109,9 @@ public:
 private:
     static Json originOf(const Recording& recording) {
         const std::optional<Measurement>& measured = recording.measurement;
-        Json json{{"title", recording.title},
-                  {"package", recording.name},
-                  {"file", recording.file},
-                  {"measured_at_unix_ms", nullptr},
-                  {"command", nullptr},
-                  {"machine", nullptr}};
+        Json json{{"title", recording.title}, {"package", recording.name},
+                  {"file", recording.file},   {"measured_at_unix_ms", nullptr},
+                  {"command", nullptr},       {"machine", nullptr}};
         if (!measured) return json;
         json["measured_at_unix_ms"] = measured->measuredAtUnixMs;
         json["command"] = measured->command;

@@ -28,7 +28,6 @@ std::vector<Recording> recordingsOf(Results results, const std::string& file);
 /// Takes the launches one after the other, each with its note. A dump is read twice,
 /// in bounded memory; the first time whole, so that nothing is made of one that is
 /// refused. Throws HostError as DumpFile does.
-void forEachLaunch(const Recording& recording,
-                   const std::function<void(DumpedLaunch)>& take);
+void forEachLaunch(const Recording& recording, const std::function<void(DumpedLaunch)>& take);
 
 }  // namespace host

@@ -58,7 +58,8 @@ private:
     // What was seen behind the window goes on in the same counter.
     void addCounters(Metric metric) {
         std::size_t sample = 0;
-        for (const Series* const series : {&mLaunch.series[metric], &lookAfterOf(mLaunch, metric)}) {
+        for (const Series* const series :
+             {&mLaunch.series[metric], &lookAfterOf(mLaunch, metric)}) {
             for (const std::int32_t value : *series)
                 addCounter(metric, sample++, value);
         }

@@ -46,29 +46,9 @@ std::string timeText(std::int64_t unixMs) {
     return out.str();
 }
 
-/// The first cell of a row is a link where there is one for it.
-std::string tableHtml(const TextTable& table, const std::vector<std::string>& links) {
-    std::string html = "<div class='wide'><table>\n<thead><tr>";
-    for (const std::string& cell : table.front())
-        html += "<th scope='col'>" + htmlText(cell) + "</th>";
-    html += "</tr></thead>\n<tbody>\n";
-    for (std::size_t row = 1; row < table.size(); ++row) {
-        html += "<tr>";
-        for (std::size_t i = 0; i < table[row].size(); ++i) {
-            const bool isLink = i == 0 && row <= links.size() && !links[row - 1].empty();
-            const std::string text = htmlText(table[row][i]);
-            html += "<td>" +
-                    (isLink ? "<a href='#" + links[row - 1] + "'>" + text + "</a>" : text) +
-                    "</td>";
-        }
-        html += "</tr>\n";
-    }
-    return html + "</tbody></table></div>\n";
-}
-
 std::string summarySentence(const ReportedLaunches& launches) {
-    std::string text = launchesText(launches.inAll) + ", " + std::to_string(launches.settled) +
-                       " settled";
+    std::string text =
+        launchesText(launches.inAll) + ", " + std::to_string(launches.settled) + " settled";
     if (launches.doubted > 0) text += ", " + std::to_string(launches.doubted) + " of them doubted";
     if (!launches.sinceStartMs.empty()) {
         const Spread spread = spreadOf(launches.sinceStartMs);
@@ -92,7 +72,8 @@ std::string commandText(const std::vector<std::string>& command) {
 std::string measuredText(const Measurement& measured) {
     const Machine& machine = measured.machine;
     const std::string processors =
-        counted(static_cast<std::size_t>(std::max(machine.processors, 0)), "processor", "processors") +
+        counted(static_cast<std::size_t>(std::max(machine.processors, 0)), "processor",
+                "processors") +
         (machine.processor.empty() ? "" : " (" + machine.processor + ')');
     return "Measured on " + htmlText(machine.host) + ", " + timeText(measured.measuredAtUnixMs) +
            ": " + htmlText(machine.architecture) + ", " + htmlText(processors) + ", " +
@@ -208,10 +189,6 @@ void ReportPage::addUnrecorded(const std::string& package) {
                  "</section>\n";
 }
 
-void ReportPage::addComparison(const std::string& title, const std::string& content) {
-    mSections += "<section>\n<h2>" + htmlText(title) + "</h2>\n" + content + "</section>\n";
-}
-
 std::string ReportPage::title() const {
     const std::size_t known = mKnown.empty() ? 0 : mKnown.size() - 1;
     const std::size_t rows = std::max(known, mLinks.size());
@@ -230,6 +207,7 @@ std::string ReportPage::html(const std::string& version, std::int64_t writtenAtU
         timeText(writtenAtUnixMs) + "; times of day are of that zone.</p>\n";
     if (mKnown.size() > 1) text += "<h2>What is known</h2>\n" + tableHtml(mKnown, {});
     if (mRecorded.size() > 1) text += "<h2>Recorded launches</h2>\n" + tableHtml(mRecorded, mLinks);
+    if (!mComparison.empty()) text += "<h2>Comparison</h2>\n" + mComparison;
     return text + "<h2>How to read this</h2>\n" + kHowToRead + mSections + "</body>\n</html>\n";
 }
 

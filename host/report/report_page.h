@@ -36,8 +36,8 @@ public:
     /// A package without a dump.
     void addUnrecorded(const std::string& package);
 
-    /// `content` is of the page's own making (comparison_section.h).
-    void addComparison(const std::string& title, const std::string& content);
+    /// Of the page's own making (comparison_section.h).
+    void setComparison(std::string content) { mComparison = std::move(content); }
 
     /// `version` is that of the program that writes it.
     std::string html(const std::string& version, std::int64_t writtenAtUnixMs) const;
@@ -50,6 +50,7 @@ private:
     TextTable mKnown;
     TextTable mRecorded;              // a row each, of text
     std::vector<std::string> mLinks;  // theirs, to their sections
+    std::string mComparison;
     std::string mSections;
     int mIds = 0;
 };

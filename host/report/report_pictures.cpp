@@ -2,7 +2,11 @@
 #include "host/report/report_pictures.h"
 
 #include <algorithm>
+#include <array>
+#include <limits>
 
+#include "host/compare/comparison_report.h"
+#include "host/compare/median_series.h"
 #include "host/dump/dump_verdict.h"
 #include "host/dump/explanation.h"
 #include "host/dump/overlay_panel.h"
@@ -15,6 +19,10 @@
 namespace host {
 namespace {
 
+constexpr const char* kOlderStyle = "l0";
+constexpr const char* kNewerStyle = "l1";
+constexpr double kRoomBeside = 0.05;                              // the dots, of their span
+constexpr std::array<double, 4> kDotHeights{0.3, 0.7, 0.5, 0.9};  // lest they hide each other
 constexpr std::size_t kLooks = 6;  // that the page has: the newest launches' own
 
 /// An entry of a key: what the line of that class is.
@@ -38,7 +46,11 @@ bool isStrip(const std::vector<const DumpedLaunch*>& launches, Metric metric) {
 class LaunchFigure {
 public:
     explicit LaunchFigure(const DumpedLaunch& launch)
-        : mLaunch(launch), mMoments(launch), mJudged(judge(launch)), mAxes({&launch}), mChart(mAxes) {}
+        : mLaunch(launch),
+          mMoments(launch),
+          mJudged(judge(launch)),
+          mAxes({&launch}),
+          mChart(TimeSpan(mAxes.time)) {}
 
     std::string build(const std::string& title, const std::string& id) {
         for (const Metric metric : metricsWithSamples({&mLaunch}))
@@ -53,7 +65,7 @@ private:
         Series all = series;
         all.insert(all.end(), behind.begin(), behind.end());
         const auto [low, high] = std::minmax_element(all.begin(), all.end());
-        mChart.startPanel(metric, *low, *high, isStrip({&mLaunch}, metric));
+        mChart.startPanel(metric, mAxes.units[metric], *low, *high, isStrip({&mLaunch}, metric));
         if (mMoments.isSinceStart()) mChart.addSpan(0, mMoments.sampleMs(0), "un");
         if (*low != *high) addSettledValue(metric);
         addSeries(all, series.size());
@@ -76,7 +88,8 @@ private:
         const std::size_t first = seen - std::min<std::size_t>(seen, 1);
         const auto border = points.begin() + static_cast<std::ptrdiff_t>(seen);
         if (all.size() > seen)
-            mChart.addLine({points.begin() + static_cast<std::ptrdiff_t>(first), points.end()}, "be");
+            mChart.addLine({points.begin() + static_cast<std::ptrdiff_t>(first), points.end()},
+                           "be");
         mChart.addLine({points.begin(), border}, "se");
     }
 
@@ -139,7 +152,10 @@ private:
 class OverlayFigure {
 public:
     explicit OverlayFigure(const std::vector<const DumpedLaunch*>& launches)
-        : mLaunches(launches), mAlike(alikeAmong(launches)), mAxes(launches), mChart(mAxes) {}
+        : mLaunches(launches),
+          mAlike(alikeAmong(launches)),
+          mAxes(launches),
+          mChart(TimeSpan(mAxes.time)) {}
 
     std::string build(const std::string& title, const std::string& id) {
         for (const Metric metric : metricsWithSamples(mLaunches)) {
@@ -159,7 +175,7 @@ private:
                 high = std::max(high, value);
             }
         }
-        mChart.startPanel(metric, low, high, false);
+        mChart.startPanel(metric, mAxes.units[metric], low, high, false);
         for (std::size_t i = 0; i < mAlike.size(); ++i)
             addLaunch(*mAlike[i].newest, metric, styleOf(i));
         if (const auto ms = medianMs()) mChart.addMark(*ms, "ep");
@@ -195,7 +211,8 @@ private:
     std::string key() const {
         std::string key;
         if (mAlike.size() > kLooks) key += keyEntry("old", "older launches");
-        for (std::size_t i = mAlike.size() - std::min(mAlike.size(), kLooks); i < mAlike.size(); ++i)
+        for (std::size_t i = mAlike.size() - std::min(mAlike.size(), kLooks); i < mAlike.size();
+             ++i)
             key += keyEntry(styleOf(i), nameOf(mAlike[i]));
         if (const auto ms = medianMs())
             key += keyEntry("ep", "median endpoint " + TimeAxis::text(*ms));
@@ -223,6 +240,57 @@ std::string launchFigure(const DumpedLaunch& launch, const std::string& title,
 std::string overlayFigure(const std::vector<const DumpedLaunch*>& launches,
                           const std::string& title, const std::string& id) {
     return OverlayFigure(launches).build(title, id);
+}
+
+std::string timesFigure(const Comparison& comparison, const std::string& id) {
+    const std::vector<double>& older = comparison.older.settledMs;
+    const std::vector<double>& newer = comparison.newer.settledMs;
+    const auto [low, high] = std::minmax({*std::min_element(older.begin(), older.end()),
+                                          *std::min_element(newer.begin(), newer.end()),
+                                          *std::max_element(older.begin(), older.end()),
+                                          *std::max_element(newer.begin(), newer.end())});
+    const double room = std::max(kRoomBeside * (high - low), 1.0);
+    SvgChart chart(TimeSpan(low - room, high + room, "ms since the program's start"));
+    for (const bool isOlder : {true, false}) {
+        const MeasurementSummary& side = isOlder ? comparison.older : comparison.newer;
+        const std::string style = isOlder ? kOlderStyle : kNewerStyle;
+        chart.startStrip(isOlder ? "older" : "newer");
+        if (side.medianIntervalMs)
+            chart.addSpan(side.medianIntervalMs->low, side.medianIntervalMs->high, "bd");
+        for (std::size_t i = 0; i < side.settledMs.size(); ++i)
+            chart.addPoint(side.settledMs[i], kDotHeights[i % kDotHeights.size()], style);
+        chart.addMark(*side.medianMs, "ep");
+    }
+    return figure(chart.build(id, "When the launches settled", findingText(comparison)),
+                  keyEntry(kOlderStyle, "a launch of the older") +
+                      keyEntry(kNewerStyle, "a launch of the newer") + keyEntry("ep", "median") +
+                      "<span>pale: its 95 % interval</span>\n");
+}
+
+std::string medianMemoryFigure(const Comparison& comparison, const std::string& id) {
+    double low = std::numeric_limits<double>::max();
+    double high = 0;
+    double endMs = 0;
+    std::vector<SvgChart::Points> lines;
+    for (const MeasurementSummary* const side : {&comparison.older, &comparison.newer}) {
+        lines.emplace_back();
+        for (const SeriesPoint& point : medianMemory(*side->measurement)) {
+            lines.back().emplace_back(point.sinceStartMs, point.memoryKb);
+            low = std::min(low, point.memoryKb);
+            high = std::max(high, point.memoryKb);
+            endMs = std::max(endMs, point.sinceStartMs);
+        }
+        if (lines.back().empty()) return "";
+    }
+    SvgChart chart(TimeSpan(0, endMs, "ms since the program's start"));
+    chart.startPanel(Metric::kVmRss, unitOf(Metric::kVmRss, high), low, high, false);
+    chart.addLine(lines.front(), kOlderStyle);
+    chart.addLine(lines.back(), kNewerStyle);
+    chart.addMark(*comparison.older.medianMs, kOlderStyle);
+    chart.addMark(*comparison.newer.medianMs, kNewerStyle);
+    return figure(
+        chart.build(id, "Memory, as most launches had it", findingText(comparison)),
+        keyEntry(kOlderStyle, "older, with its median time") + keyEntry(kNewerStyle, "newer"));
 }
 
 }  // namespace host

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "host/base/printable.h"
 #include "host/dump/plot_commands.h"
 #include "host/report/html.h"
 
@@ -18,14 +19,15 @@ constexpr double kLeft = 40;
 constexpr double kRight = 18;  // half of the last tic's number
 constexpr double kTitle = 24;  // above a panel
 constexpr double kTitleLift = 10;
+constexpr std::size_t kTitleBytes = 55;
 constexpr double kPanel = 150;
 constexpr double kStrip = 30;
 constexpr double kBelow = 34;  // for the axis of time
 constexpr double kEnd = kWidth - kRight;
 constexpr double kHalfLetter = 4;
 
-constexpr double kRoom = 0.06;  // above and below the values, of their height
-constexpr double kApart = 0.5;  // so far the two tics of a strip are, of its height
+constexpr double kRoom = 0.06;         // above and below the values, of their height
+constexpr double kApart = 0.5;         // so far the two tics of a strip are, of its height
 constexpr double kLeastOfStrip = 0.1;  // of the largest value, lest a wink looks like a leap
 constexpr int kTics = 4;
 constexpr int kTimeTics = 6;
@@ -68,8 +70,9 @@ std::string rectElement(double left, double top, double right, double bottom,
 SvgChart::Points thinned(const SvgChart::Points& points) {
     SvgChart::Points result;
     for (auto first = points.begin(); first != points.end();) {
-        const auto end = std::find_if(
-            first, points.end(), [&](const auto& p) { return p.first - first->first > kSameColumn; });
+        const auto end = std::find_if(first, points.end(), [&](const auto& p) {
+            return p.first - first->first > kSameColumn;
+        });
         const auto byValue = [](const auto& one, const auto& other) {
             return one.second < other.second;
         };
@@ -114,22 +117,35 @@ std::string pathOf(const SvgChart::Points& points) {
 
 }  // namespace
 
-void SvgChart::startPanel(Metric metric, double low, double high, bool isStrip) {
+void SvgChart::startPanel(Metric metric, const Unit& unit, double low, double high, bool isStrip) {
     mTop += mHeight + kTitle;
     mHeight = isStrip ? kStrip : kPanel;
-    mUnit = mAxes.units[metric];
+    mUnit = unit;
     const double height = std::max(high - low, isStrip ? kLeastOfStrip * high : 1.0);
     const double middle = (low + high) / 2;
     mLow = mUnit.of(middle - (0.5 + kRoom) * height);
     mHigh = mUnit.of(middle + (0.5 + kRoom) * height);
-    mBody += textElement(0, mTop - kTitleLift, "", axisTitle(metric, mUnit));
+    addFrame(axisTitle(metric, mUnit));
     if (isStrip || low == high) {
         addTic(mUnit.of(high));
         if (high - low > kApart * height) addTic(mUnit.of(low));
     } else {
         addTics();
     }
-    mBody += lineElement(kLeft, mTop, kLeft, mTop + mHeight, "ax") +
+}
+
+void SvgChart::startStrip(const std::string& title) {
+    mTop += mHeight + kTitle;
+    mHeight = kStrip;
+    mUnit = {1, ""};
+    mLow = 0;
+    mHigh = 1;
+    addFrame(title);
+}
+
+void SvgChart::addFrame(const std::string& title) {
+    mBody += textElement(0, mTop - kTitleLift, "", printable(title, kTitleBytes)) +
+             lineElement(kLeft, mTop, kLeft, mTop + mHeight, "ax") +
              lineElement(kLeft, mTop + mHeight, kEnd, mTop + mHeight, "ax");
 }
 
@@ -146,7 +162,7 @@ void SvgChart::addTic(double value) {
 }
 
 double SvgChart::x(double ms) const {
-    return kLeft + (kEnd - kLeft) * ms / std::max(mAxes.time.endMs(), 1.0);
+    return kLeft + (kEnd - kLeft) * (ms - mSpan.fromMs) / std::max(mSpan.toMs - mSpan.fromMs, 1.0);
 }
 
 double SvgChart::y(double value) const {
@@ -180,14 +196,15 @@ void SvgChart::addPoint(double atMs, double value, const std::string& style) {
 
 void SvgChart::addTimeAxis() {
     const double bottom = mTop + mHeight;
-    const double end = mAxes.time.unit().of(mAxes.time.endMs());
-    const double step = niceStep(end, kTimeTics);
-    for (double tic = 0; tic <= end; tic += step) {
-        const double at = kLeft + (kEnd - kLeft) * tic / std::max(end, 1e-6);
+    const double first = mSpan.unit.of(mSpan.fromMs);
+    const double end = mSpan.unit.of(mSpan.toMs);
+    const double step = niceStep(end - first, kTimeTics);
+    for (double tic = std::ceil(first / step) * step; tic <= end; tic += step) {
+        const double at = x(tic * mSpan.unit.size);
         mBody += lineElement(at, bottom, at, bottom + 3, "ax") +
                  textElement(at, bottom + 14, "middle", ticText(tic));
     }
-    mBody += textElement(kEnd, bottom + 28, "end", mAxes.time.title());
+    mBody += textElement(kEnd, bottom + 28, "end", mSpan.title);
 }
 
 std::string SvgChart::build(const std::string& id, const std::string& name,

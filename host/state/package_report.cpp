@@ -169,9 +169,8 @@ std::string aligned(const TextTable& rows) {
 
 TextTable tableOf(const std::vector<StoredPackage>& packages, const HistoryContents& history,
                   const Generations& generations) {
-    TextTable cells{
-        {"PACKAGE", "GENERATION", "LAUNCHES", "STORED", "NEEDED", "LEARNED", "FINAL ENDPOINT",
-         "SINCE START", "DOUBTS", "LAST LAUNCHED", "MEASURED"}};
+    TextTable cells{{"PACKAGE", "GENERATION", "LAUNCHES", "STORED", "NEEDED", "LEARNED",
+                     "FINAL ENDPOINT", "SINCE START", "DOUBTS", "LAST LAUNCHED", "MEASURED"}};
     for (const StoredPackage& package : packages) {
         const Generation newest = generations.newestOf(package.name);
         const PackageHistory& launches = history.of(package.name, newest.number);
@@ -212,9 +211,8 @@ std::string renderCsv(const std::vector<StoredPackage>& packages, const HistoryC
 }
 
 TextTable tableOf(const std::vector<GenerationRow>& rows) {
-    TextTable cells{{"PACKAGE", "GENERATION", "LAUNCHES",
-                                                 "FINAL ENDPOINT", "SINCE START", "DOUBTS",
-                                                 "FIRST LAUNCHED", "LAST LAUNCHED", "MEASURED"}};
+    TextTable cells{{"PACKAGE", "GENERATION", "LAUNCHES", "FINAL ENDPOINT", "SINCE START", "DOUBTS",
+                     "FIRST LAUNCHED", "LAST LAUNCHED", "MEASURED"}};
     for (const GenerationRow& row : rows) {
         const PackageHistory& history = row.history;
         const std::string finalMs =

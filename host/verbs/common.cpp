@@ -40,8 +40,7 @@ bool isFile(const std::string& argument) {
     return isResultsFile(argument) || isDumpFile(argument);
 }
 
-std::vector<Recording> recordingsGivenAs(const std::string& argument,
-                                         const std::string& generation,
+std::vector<Recording> recordingsGivenAs(const std::string& argument, const std::string& generation,
                                          const Invocation& invocation) {
     if (!isResultsFile(argument)) return {Recording(dumpGivenAs(argument, generation, invocation))};
     if (!generation.empty())

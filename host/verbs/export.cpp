@@ -55,9 +55,8 @@ int exportLaunches(const ExportArguments& arguments, const Invocation& invocatio
     for (const Recording& recording :
          recordingsGivenAs(arguments.source, arguments.generation, invocation)) {
         destination.take(launches->startRecording(recording));
-        forEachLaunch(recording, [&](const DumpedLaunch& launch) {
-            destination.take(launches->add(launch));
-        });
+        forEachLaunch(recording,
+                      [&](const DumpedLaunch& launch) { destination.take(launches->add(launch)); });
         destination.take(launches->endRecording());
     }
     destination.take(launches->end());

@@ -5,11 +5,11 @@
 #include <set>
 
 #include "host/base/exit_code.h"
-#include "host/base/replaced_file.h"
 #include "host/base/printable.h"
+#include "host/base/replaced_file.h"
 #include "host/base/version.h"
 #include "host/library/log_sink.h"
-#include "host/report/report_page.h"
+#include "host/report/comparison_section.h"
 #include "host/state/store_reader.h"
 #include "host/verbs/verb.h"
 #include "host/verbs/verbs.h"
@@ -17,7 +17,7 @@
 namespace host {
 namespace {
 
-constexpr std::size_t kMostGenerations = 2;
+constexpr std::size_t kCompared = 2;
 
 struct ReportArguments {
     std::vector<std::string> sources;      // empty: all packages
@@ -46,6 +46,7 @@ public:
         } else {
             addSources();
         }
+        addComparison();
         return mPage.html(versionOf("orvo-host"), unixMs());
     }
 
@@ -90,7 +91,8 @@ private:
             if (mArguments.sources.empty()) sources.push_back(package.name);
         }
         if (sources.empty())
-            throw HostError(kNotLearned, "nothing is learned in " + printable(mInvocation.statePath()) +
+            throw HostError(kNotLearned, "nothing is learned in " +
+                                             printable(mInvocation.statePath()) +
                                              " yet; there is nothing to report");
         for (const std::string& source : sources) {
             if (isFile(source) || !isStored(source)) {
@@ -114,7 +116,22 @@ private:
             if (newest.number > 1 || newest.label)
                 recording.title += ", generation " + generationText(newest);
         }
-        mPage.add(recording, launchesOf(recording));
+        ReportedLaunches launches = launchesOf(recording);
+        mPage.add(recording, launches);
+        if (mAdded.size() <= kCompared)
+            mAdded.push_back({std::move(recording), std::move(launches)});
+    }
+
+    /// Two generations, or two files or measurements, are there to be compared; two
+    /// packages are not.
+    void addComparison() {
+        const bool areFiles = std::none_of(mAdded.begin(), mAdded.end(), [](const auto& added) {
+            return added.first.dump && added.first.dump->isOfState;
+        });
+        if (mAdded.size() != kCompared || (!areFiles && mArguments.generations.empty())) return;
+        const auto& [older, before] = mAdded.front();
+        const auto& [newer, after] = mAdded.back();
+        mPage.setComparison(comparisonSection({older, before}, {newer, after}));
     }
 
     const ReportArguments& mArguments;
@@ -122,6 +139,7 @@ private:
     HistoryContents mHistory;
     Generations mGenerations;
     std::vector<StoredPackage> mStored;
+    std::vector<std::pair<Recording, ReportedLaunches>> mAdded;  // the first few
     ReportPage mPage;
 };
 
@@ -130,7 +148,7 @@ int report(const ReportArguments& arguments, const Invocation& invocation) {
     const bool isOnePackage = arguments.sources.size() == 1 && !isFile(arguments.sources.front());
     if (!arguments.generations.empty() && !isOnePackage)
         throw HostError(kUsage, "--generation is of one PACKAGE; give that alone");
-    if (arguments.generations.size() > kMostGenerations)
+    if (arguments.generations.size() > kCompared)
         throw HostError(kUsage, "--generation is taken twice at most, to compare two");
     checkReplaceable(arguments.file);
     LogSink log("", invocation.logLevel, invocation.verbose);

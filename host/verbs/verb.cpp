@@ -138,8 +138,7 @@ VerbOption Verb::option(const std::string& name, Value& value, const std::string
 }
 
 template VerbOption Verb::option(const std::string&, std::string&, const std::string&);
-template VerbOption Verb::option(const std::string&, std::vector<std::string>&,
-                                 const std::string&);
+template VerbOption Verb::option(const std::string&, std::vector<std::string>&, const std::string&);
 template VerbOption Verb::option(const std::string&, std::int32_t&, const std::string&);
 template VerbOption Verb::option(const std::string&, std::int64_t&, const std::string&);
 template VerbOption Verb::option(const std::string&, std::size_t&, const std::string&);

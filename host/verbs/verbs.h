@@ -72,8 +72,7 @@ bool isFile(const std::string& argument);
 
 /// What an argument names: a results file when it ends in ".json", otherwise as
 /// dumpGivenAs() has it. Throws HostError.
-std::vector<Recording> recordingsGivenAs(const std::string& argument,
-                                         const std::string& generation,
+std::vector<Recording> recordingsGivenAs(const std::string& argument, const std::string& generation,
                                          const Invocation& invocation);
 
 void addGenerationOption(Verb& verb, std::string& generation);

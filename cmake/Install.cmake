@@ -10,6 +10,7 @@ install(TARGETS ${libraries} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS ${programs} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES host/completion/orvo-host
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(DIRECTORY docs/schemas DESTINATION ${CMAKE_INSTALL_DATADIR}/orvo FILES_MATCHING PATTERN *.json)
 install(FILES feature/orvo.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvo)
 
 configure_package_config_file(cmake/package/zorv-orvo-config.cmake.in

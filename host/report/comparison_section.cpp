@@ -18,8 +18,9 @@ MeasuredLaunch measuredOf(const DumpedLaunch& launch) {
     const Moments moments(launch);
     MeasuredLaunch measured;
     measured.run = static_cast<std::int32_t>(launch.number);
-    measured.outcome = launch.finalIndex() ? "stored" : unsettledText(launch);
     measured.assessment = assessmentOf(launch, judge(launch));
+    measured.outcome = launch.finalIndex() ? "stored" : unsettledText(launch);
+    if (launch.finalIndex() && !measured.settledMs()) measured.outcome = "without a known start";
     measured.series = launch.series;
     measured.finalIndex = launch.finalIndex();
     for (std::size_t i = 0; moments.isSinceStart() && i < launch.series[Metric::kVmRss].size(); ++i)

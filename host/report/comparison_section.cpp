@@ -52,10 +52,11 @@ std::string asHtml(const Comparison& comparison, const Side& older, const Side& 
     std::string html = "<p><strong>" + htmlText(newer.recording.title) + " against " +
                        htmlText(older.recording.title) + ": " + htmlText(findingText(comparison)) +
                        ".</strong></p>\n";
-    html += tableHtml({{"LAUNCHES OF", "COMPARED", "MEDIAN", "95 % OF THE MEDIAN", "ALL", "DOUBTED"},
-                       rowOf(older.recording.title, comparison.older),
-                       rowOf(newer.recording.title, comparison.newer)},
-                      {});
+    html +=
+        tableHtml({{"LAUNCHES OF", "COMPARED", "MEDIAN", "95 % OF THE MEDIAN", "ALL", "DOUBTED"},
+                   rowOf(older.recording.title, comparison.older),
+                   rowOf(newer.recording.title, comparison.newer)},
+                  {});
     for (const std::string& warning : comparison.warnings)
         html += "<p>Warning: " + htmlText(warning) + ".</p>\n";
     return html + "<p class='soft'>Times count from the start of the launched programs.</p>\n";

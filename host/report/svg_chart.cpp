@@ -39,7 +39,7 @@ std::string number(double value) {
     std::string result = text;
     if (result.size() > 2 && result.compare(result.size() - 2, 2, ".0") == 0)
         result.resize(result.size() - 2);
-    return result;
+    return result == "-0" ? "0" : result;
 }
 
 std::string ticText(double value) {

@@ -11,6 +11,7 @@ namespace host {
 namespace {
 
 constexpr double kUsPerMs = 1000;
+constexpr std::int64_t kOriginUs = 1;  // some viewers take the time 0 for none
 
 // The two rows of slices that each launch has.
 constexpr int kLaunchTrack = 1;
@@ -18,6 +19,10 @@ constexpr int kSamplingTrack = 2;
 
 std::int64_t us(double ms) {
     return std::llround(ms * kUsPerMs);
+}
+
+std::int64_t stamp(double ms) {
+    return kOriginUs + us(ms);
 }
 
 /// The events of one launch, which is a process of the trace.
@@ -69,7 +74,7 @@ private:
         const MetricTraits& traits = traitsOf(metric);
         add({{"ph", "C"},
              {"name", traits.name},
-             {"ts", us(mMoments.sampleMs(sample))},
+             {"ts", stamp(mMoments.sampleMs(sample))},
              {"args", {{traits.jsonName, value}}}});
     }
 
@@ -78,7 +83,7 @@ private:
              {"name", name},
              {"cat", "launch"},
              {"tid", track},
-             {"ts", us(fromMs)},
+             {"ts", stamp(fromMs)},
              {"dur", us(toMs - fromMs)}});
     }
 
@@ -101,7 +106,7 @@ private:
              {"cat", "launch"},
              {"s", "p"},
              {"tid", kLaunchTrack},
-             {"ts", us(ms)},
+             {"ts", stamp(ms)},
              {"args", told}});
     }
 

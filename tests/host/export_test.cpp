@@ -86,14 +86,14 @@ TEST(Export, ATraceMarksWhatHappenedAndNothingThatDidNot) {
     const DumpedLaunch stopped = aborted();
     const json trace = json::parse(exported("trace", {&launch, &stopped}));
     EXPECT_THAT(happenings(trace, 1),
-                ElementsAre("launch 0", "sampled by the library 200000", "seen behind that 280000",
-                            "first look 185000", "evaluation 1 280000", "window's end 280000"));
+                ElementsAre("launch 1", "sampled by the library 200001", "seen behind that 280001",
+                            "first look 185001", "evaluation 1 280001", "window's end 280001"));
     EXPECT_THAT(happenings(trace, 2), ElementsAre());
     DumpedLaunch bare = launch;
     bare.note.reset();
     EXPECT_THAT(happenings(json::parse(exported("trace", {&bare})), 1),
-                ElementsAre("launch, from the first sample 0", "sampled by the library 0",
-                            "evaluation 1 60000", "the library's last sample 60000"));
+                ElementsAre("launch, from the first sample 1", "sampled by the library 1",
+                            "evaluation 1 60001", "the library's last sample 60001"));
     EXPECT_EQ(json::parse(exported("trace", {}))["traceEvents"], json::array());
 }
 

@@ -30,10 +30,12 @@ Recording recordingOf(const std::string& name) {
 }
 
 TEST(Report, ANameIsTextWhereverItStands) {
-    const std::string page = pageOf(recordingOf("a'b\"<img onerror=x>&lt;"), golden("java").launches);
-    EXPECT_THAT(page, AllOf(Not(HasSubstr("<img")), HasSubstr("a&#39;b&quot;&lt;img onerror=x&gt;&amp;lt;"),
-                            HasSubstr("content=\"default-src 'none'; style-src 'unsafe-inline'\""),
-                            Not(HasSubstr("/home/somebody")), Not(HasSubstr("://"))));
+    const std::string page =
+        pageOf(recordingOf("a'b\"<img onerror=x>&lt;"), golden("java").launches);
+    EXPECT_THAT(
+        page, AllOf(Not(HasSubstr("<img")), HasSubstr("a&#39;b&quot;&lt;img onerror=x&gt;&amp;lt;"),
+                    HasSubstr("content=\"default-src 'none'; style-src 'unsafe-inline'\""),
+                    Not(HasSubstr("/home/somebody")), Not(HasSubstr("://"))));
 }
 
 TEST(Report, ALaunchWithoutSamplesOrEndpointIsTold) {
@@ -84,8 +86,9 @@ TEST(Report, GenerationsAreComparedByTheTimeSinceTheStart) {
     };
     const Recording older = recordingOf("a");
     const Recording newer = recordingOf("<b>");
-    EXPECT_THAT(comparisonSection({older, side(0)}, {newer, side(150)}),
-                AllOf(HasSubstr("&lt;b&gt; against a: slower by 150 ms, 10.0 %"), HasSubstr("6 of 6")));
+    EXPECT_THAT(
+        comparisonSection({older, side(0)}, {newer, side(150)}),
+        AllOf(HasSubstr("&lt;b&gt; against a: slower by 150 ms, 10.0 %"), HasSubstr("6 of 6")));
     ReportedLaunches bare;
     bare.add(golden("java").launch(2));
     EXPECT_THAT(comparisonSection({older, bare}, {newer, side(0)}),

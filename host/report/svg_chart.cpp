@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
@@ -108,11 +109,22 @@ std::string pathOf(const SvgChart::Points& points) {
         const std::string right = number(x - left);
         const std::string down = number(y - top);
         path += path.empty() ? "m" : right[0] == '-' ? "" : " ";
-        path += right + (down[0] == '-' ? "" : " ") + down;
+        path += right;
+        path += down[0] == '-' ? "" : " ";
+        path += down;
         left += std::strtod(right.c_str(), nullptr);
         top += std::strtod(down.c_str(), nullptr);
     }
     return path;
+}
+
+std::vector<double> ticsBetween(double low, double high, int most) {
+    const double step = niceStep(high - low, most);
+    std::vector<double> tics;
+    const std::int64_t last = std::llround(std::floor(high / step));
+    for (std::int64_t i = std::llround(std::ceil(low / step)); i <= last; ++i)
+        tics.push_back(static_cast<double>(i) * step);
+    return tics;
 }
 
 }  // namespace
@@ -150,9 +162,8 @@ void SvgChart::addFrame(const std::string& title) {
 }
 
 void SvgChart::addTics() {
-    const double step = niceStep(mHigh - mLow, kTics);
-    for (double tic = std::ceil(mLow / step) * step; tic <= mHigh; tic += step)
-        addTic(std::abs(tic) < step / 2 ? 0 : tic);
+    for (const double tic : ticsBetween(mLow, mHigh, kTics))
+        addTic(tic);
 }
 
 void SvgChart::addTic(double value) {
@@ -198,8 +209,7 @@ void SvgChart::addTimeAxis() {
     const double bottom = mTop + mHeight;
     const double first = mSpan.unit.of(mSpan.fromMs);
     const double end = mSpan.unit.of(mSpan.toMs);
-    const double step = niceStep(end - first, kTimeTics);
-    for (double tic = std::ceil(first / step) * step; tic <= end; tic += step) {
+    for (const double tic : ticsBetween(first, end, kTimeTics)) {
         const double at = x(tic * mSpan.unit.size);
         mBody += lineElement(at, bottom, at, bottom + 3, "ax") +
                  textElement(at, bottom + 14, "middle", ticText(tic));

@@ -119,7 +119,7 @@ private:
         ReportedLaunches launches = launchesOf(recording);
         mPage.add(recording, launches);
         if (mAdded.size() <= kCompared)
-            mAdded.push_back({std::move(recording), std::move(launches)});
+            mAdded.emplace_back(std::move(recording), std::move(launches));
     }
 
     /// Two generations, or two files or measurements, are there to be compared; two

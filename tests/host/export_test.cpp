@@ -14,7 +14,6 @@ using nlohmann::json;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
 const Recording kRecording(DumpSource{"/x/com.a|*b*_vmrss.csv", "com.a|*b*", false});
 

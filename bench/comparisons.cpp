@@ -155,11 +155,15 @@ void printRow(LaunchKind kind, TimeBy by) {
         Random random(2 * session + 1);
         addSession(command, by, random, score);
     }
-    std::printf("| %s | %d | %.1f %% |", kindName(kind), score.sessions,
-                score.sessions == 0 ? 0 : host::medianOf(score.smallestSeenPercent));
+    std::printf("| %s | %d |", kindName(kind), score.sessions);
+    if (score.sessions == 0) {
+        std::printf(" | | | | | | |\n");
+        return;
+    }
+    std::printf(" %.1f %% |", host::medianOf(score.smallestSeenPercent));
     for (const int sessions : {score.falseAlarms, score.heldNothing, score.found, score.heldTruth,
                                score.gateFailed, score.gateCaught})
-        std::printf(" %.1f %% |", 100.0 * sessions / std::max(score.sessions, 1));
+        std::printf(" %.1f %% |", 100.0 * sessions / score.sessions);
     std::printf("\n");
     std::fflush(stdout);
 }

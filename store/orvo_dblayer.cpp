@@ -181,7 +181,7 @@ std::int32_t OrvoDBlayer::getFinalEP(std::string& appName) {
     std::vector<void*> values;
     const std::int32_t rows =
         mEpDB.DBQueryAll(mEpHandle, appName, keys, values, sizeof(std::int32_t));
-    return rows == 1 ? int32At(values.front()) : -1;
+    return rows == 1 && !values.empty() ? int32At(values.front()) : -1;
 }
 
 std::int32_t OrvoDBlayer::eraseLearning(std::string& appName) {

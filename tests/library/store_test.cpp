@@ -90,6 +90,13 @@ TEST_F(StoreTest, SamplesAreAddedReadInOrderBehindWhatIsThereAndDeleted) {
     EXPECT_EQ(count, 3U);
 }
 
+TEST_F(StoreTest, ARowThatIsCountedButNotHandedOutIsNoFinalEndpoint) {
+    std::int32_t endpointMs = 0;
+    const auto read = [&] { endpointMs = mStore.getFinalEP(mApp); };
+    EXPECT_EQ(traceOf(read, "queryAll OrvoEP", 1), "queryAll OrvoEP a 4");
+    EXPECT_EQ(endpointMs, -1);
+}
+
 TEST_F(StoreTest, FinalEndpointIsCachedOnceItsRowIsWrittenAndMarkedLearnedAfterThat) {
     const auto finish = [&] {
         mStore.eraseLearning(mApp);

@@ -66,18 +66,15 @@ std::string spreadText(const MeasurementSummary& summary) {
     return (*smallest == *largest ? "" : ms(*smallest) + " to ") + ms(*largest) + " ms";
 }
 
+std::string intervalOf(const MeasurementSummary& summary) {
+    const std::optional<Interval>& interval = summary.medianIntervalMs;
+    if (!interval) return "its 95 % interval takes six launches";
+    return "95 %: " + ms(interval->low) + " to " + ms(interval->high) + " ms";
+}
+
 std::string summaryText(const MeasurementSummary& summary) {
-    const std::size_t settled = summary.settledMs.size();
-    const std::size_t all = summary.measurement->launches.size();
-    std::string text = printable(summary.measurement->name) + " (" +
-                       commandText(*summary.measurement) + "): median " + ms(*summary.medianMs) +
-                       " ms after the start";
-    if (summary.medianIntervalMs)
-        text += " (95 %: " + ms(summary.medianIntervalMs->low) + " to " +
-                ms(summary.medianIntervalMs->high) + ')';
-    return text + ", all " + spreadText(summary) + ", " +
-           (settled == all ? "" : std::to_string(settled) + " of ") + std::to_string(all) +
-           (all == 1 ? " launch\n" : " launches\n");
+    return printable(summary.measurement->name) + " (" + commandText(*summary.measurement) +
+           "): " + medianText(summary) + '\n';
 }
 
 std::string doubtsOf(const MeasuredLaunch& launch) {
@@ -112,17 +109,6 @@ const char* trendWord(int trend) {
     return trend == 0 ? "none" : trend > 0 ? "slower" : "faster";
 }
 
-/// What endpoints that are doubted, or not there, leave open.
-std::string otherText(const Comparison& comparison) {
-    const MeasurementSummary& older = comparison.older;
-    const MeasurementSummary& newer = comparison.newer;
-    const bool isNeeded = older.by == TimeBy::kOpinion || comparison.isDoubted() ||
-                          !older.unsettled.empty() || !newer.unsettled.empty();
-    const std::optional<Comparison> other = isNeeded ? byOtherTime(comparison) : std::nullopt;
-    if (!other) return "";
-    return std::string("by the ") + timeName(other->older.by) + ": " + findingText(*other) + '\n';
-}
-
 Json differenceIn(const Comparison& comparison) {
     return {{"difference_ms", comparison.differenceMs},
             {"difference_interval_ms", jsonOf(comparison.intervalMs)},
@@ -155,6 +141,17 @@ Json jsonOf(const MeasurementSummary& summary) {
 
 }  // namespace
 
+std::string medianText(const MeasurementSummary& summary) {
+    const std::size_t settled = summary.settledMs.size();
+    const std::size_t all = summary.measurement->launches.size();
+    const std::string launches = std::to_string(all) + (all == 1 ? " launch" : " launches");
+    if (!summary.medianMs)
+        return std::string("no time to the ") + timeName(summary.by) + " in " + launches;
+    return "median " + ms(*summary.medianMs) + " ms after the start (" + intervalOf(summary) +
+           "), all " + spreadText(summary) + ", " +
+           (settled == all ? "" : std::to_string(settled) + " of ") + launches;
+}
+
 std::string findingText(const Comparison& comparison) {
     switch (comparison.finding) {
         case Finding::kSlower:
@@ -173,14 +170,25 @@ std::string findingText(const Comparison& comparison) {
     }
     const double sign = comparison.differenceMs < 0 ? -1 : 1;
     return "too few runs to tell: the medians are " + differenceText(comparison, sign) +
-           " apart, and it takes six launches with an endpoint on either side";
+           " apart, and it takes six launches with such a time on either side";
+}
+
+std::string otherFindingText(const Comparison& comparison) {
+    const MeasurementSummary& older = comparison.older;
+    const MeasurementSummary& newer = comparison.newer;
+    const bool isNeeded = older.by == TimeBy::kOpinion || comparison.isDoubted() ||
+                          !older.unsettled.empty() || !newer.unsettled.empty();
+    const std::optional<Comparison> other = isNeeded ? byOtherTime(comparison) : std::nullopt;
+    if (!other) return "";
+    return std::string("by the ") + timeName(other->older.by) + ": " + findingText(*other);
 }
 
 std::string renderText(const Comparison& comparison) {
+    const std::string other = otherFindingText(comparison);
     std::string text = "old: " + summaryText(comparison.older) +
                        "new: " + summaryText(comparison.newer) + "new against old" +
                        (comparison.older.by == TimeBy::kOpinion ? ", by the second opinion" : "") +
-                       ": " + findingText(comparison) + '\n' + otherText(comparison) +
+                       ": " + findingText(comparison) + '\n' + (other.empty() ? "" : other + '\n') +
                        doubtedText(comparison.older, "old") + doubtedText(comparison.newer, "new");
     for (const std::string& warning : comparison.warnings)
         text += "warning: " + printable(warning) + '\n';

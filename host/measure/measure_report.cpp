@@ -2,40 +2,21 @@
 #include "host/measure/measure_report.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "host/base/exit_code.h"
 #include "host/base/printable.h"
+#include "host/compare/comparison_report.h"
 #include "host/compare/comparison_warnings.h"
 
 namespace host {
 namespace {
-
-std::string ms(double value) {
-    return std::to_string(std::lround(value)) + " ms";
-}
-
-std::string medianText(const MeasurementSummary& summary) {
-    const auto [smallest, largest] =
-        std::minmax_element(summary.settledMs.begin(), summary.settledMs.end());
-    const auto& interval = summary.medianIntervalMs;
-    return "median " + ms(*summary.medianMs) + " after the start (" +
-           (interval ? "95 %: " + ms(interval->low) + " to " + ms(interval->high)
-                     : "its 95 % interval takes six runs") +
-           "), smallest " + ms(*smallest) + ", largest " + ms(*largest);
-}
-
-std::string runsOf(const MeasurementSummary& summary) {
-    const std::size_t all = summary.measurement->launches.size();
-    return std::to_string(all) + (all == 1 ? " run" : " runs");
-}
 
 std::string doubtsOf(const MeasuredLaunch& launch) {
     return doubtNames(launch.assessment);
 }
 
 std::string timeOf(const MeasuredLaunch& launch) {
-    return ms(*launch.settledMs());
+    return std::to_string(*launch.settledMs()) + " ms";
 }
 
 // Of a machine that slows down the next runs tell no better.
@@ -69,9 +50,7 @@ bool isDoubted(const Measurement& measurement) {
 }  // namespace
 
 std::string renderText(const MeasurementSummary& summary) {
-    std::string text = printable(summary.measurement->name) + ": " +
-                       (summary.medianMs ? medianText(summary) : "no run came to an endpoint") +
-                       "; " + runsOf(summary) + '\n';
+    std::string text = printable(summary.measurement->name) + ": " + medianText(summary) + '\n';
     if (!summary.unsettled.empty()) text += "left out: " + unsettledText(summary) + '\n';
     if (!summary.doubted.empty())
         text += "doubted: " + std::to_string(summary.doubted.size()) + " of " +

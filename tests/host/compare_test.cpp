@@ -158,7 +158,7 @@ TEST(ComparisonReport, SaysItInOneSentenceAndNamesDoubtedLaunches) {
         renderText(slower),
         AllOf(
             HasSubstr("old: com.a?[2J (app --x): median 912.5 ms after the start (95 %: "),
-            HasSubstr(", all 900 to 925 ms, 6 launches\n"),
+            HasSubstr(" ms), all 900 to 925 ms, 6 launches\n"),
             HasSubstr("\nnew against old: slower by 90 ms, 9.9 % (95 %: 74.8 to 105.2 ms, "
                       "8.2 to 11.5 %; rank test p = 0.0022)\n"),
             HasSubstr(

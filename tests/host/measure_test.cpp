@@ -118,8 +118,8 @@ std::string textOf(const Measurement& measurement) {
 TEST(MeasureReport, TellsWhatTheMedianRestsOnAndWhatToDo) {
     std::vector<MeasuredLaunch> launches{settled(1000), settled(1010), settled(1020)};
     EXPECT_EQ(textOf(measurementOf(launches)),
-              "com.a: median 1010 ms after the start (its 95 % interval takes six runs), smallest "
-              "1000 ms, largest 1020 ms; 3 runs\n");
+              "com.a: median 1010 ms after the start (its 95 % interval takes six launches), all "
+              "1000 to 1020 ms, 3 launches\n");
     for (std::int32_t ms = 1030; ms < 1150; ms += 10)
         launches.push_back(settled(ms));
     EXPECT_THAT(textOf(measurementOf(launches)),
@@ -130,13 +130,14 @@ TEST(MeasureReport, TellsWhatTheMedianRestsOnAndWhatToDo) {
     launches[2].assessment.sinceStartMs.reset();
     launches[2].endpointMs.reset();
     launches[2].outcome = "exited early";
-    EXPECT_THAT(
-        textOf(measurementOf(launches)),
-        AllOf(HasSubstr("left out: 1 launch without a time to an endpoint (1 exited early)"),
-              HasSubstr("doubted: 1 of 15, run 2 ("),
-              HasSubstr("far from the rest: run 16 (3000 ms)"), HasSubstr("--warmup")));
+    EXPECT_THAT(textOf(measurementOf(launches)),
+                AllOf(HasSubstr(", 15 of 16 launches\nleft out: 1 launch without a time to an "
+                                "endpoint (1 exited early)"),
+                      HasSubstr("doubted: 1 of 15, run 2 ("),
+                      HasSubstr("far from the rest: run 16 (3000 ms)"), HasSubstr("--warmup")));
     launches = {launches[2]};
-    EXPECT_THAT(textOf(measurementOf(launches)), HasSubstr("no run came to an endpoint"));
+    EXPECT_THAT(textOf(measurementOf(launches)),
+                testing::StartsWith("com.a: no time to the endpoint in 1 launch\nleft out: "));
 }
 
 TEST(MeasureReport, ExitCodeTellsTheWorstOfIt) {

@@ -19,6 +19,7 @@ MeasuredLaunch measuredOf(const DumpedLaunch& launch) {
     MeasuredLaunch measured;
     measured.run = static_cast<std::int32_t>(launch.number);
     measured.assessment = assessmentOf(launch, judge(launch));
+    measured.huntTimeMs = 0;  // that opinion counts from the first sample
     measured.outcome = launch.finalIndex() ? "stored" : unsettledText(launch);
     if (launch.finalIndex() && !measured.settledMs()) measured.outcome = "without a known start";
     measured.series = launch.series;
@@ -52,6 +53,8 @@ std::string asHtml(const Comparison& comparison, const Side& older, const Side& 
     std::string html = "<p><strong>" + htmlText(newer.recording.title) + " against " +
                        htmlText(older.recording.title) + ": " + htmlText(findingText(comparison)) +
                        ".</strong></p>\n";
+    const std::string other = otherFindingText(comparison);
+    if (!other.empty()) html += "<p>The same launches " + htmlText(other) + ".</p>\n";
     html +=
         tableHtml({{"LAUNCHES OF", "COMPARED", "MEDIAN", "95 % OF THE MEDIAN", "ALL", "DOUBTED"},
                    rowOf(older.recording.title, comparison.older),

@@ -72,14 +72,14 @@ TEST(Report, ALongLineIsThinnedButKeepsItsPeaks) {
 TEST(Report, GenerationsAreComparedByTheTimeSinceTheStart) {
     const auto side = [](std::int32_t addedMs) {
         ReportedLaunches launches;
-        for (int i = 0; i < 6; ++i) {
+        for (int i = 0; i < 7; ++i) {
             DumpedLaunch launch = golden("java").launch(2);
             launch.number = i + 1;
             launch.note.emplace();
             launch.note->samples = launch.note->windowSamples = 100;
             launch.note->firstSampleSinceStartMs = 200;
             launch.note->lastSampleSinceStartMs = 3200;
-            launch.note->assessment.sinceStartMs = 1500 + addedMs + i;
+            if (i < 6) launch.note->assessment.sinceStartMs = 1500 + addedMs + i;
             launches.add(launch);
         }
         return launches;
@@ -88,7 +88,8 @@ TEST(Report, GenerationsAreComparedByTheTimeSinceTheStart) {
     const Recording newer = recordingOf("<b>");
     EXPECT_THAT(
         comparisonSection({older, side(0)}, {newer, side(150)}),
-        AllOf(HasSubstr("&lt;b&gt; against a: slower by 150 ms, 10.0 %"), HasSubstr("6 of 6")));
+        AllOf(HasSubstr("&lt;b&gt; against a: slower by 150 ms, 10.0 %"), HasSubstr("6 of 7"),
+              HasSubstr("<p>The same launches by the second opinion: slower by 149 ms, 9.9 %")));
     ReportedLaunches bare;
     bare.add(golden("java").launch(2));
     EXPECT_THAT(comparisonSection({older, bare}, {newer, side(0)}),

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 
 #include "host/base/exit_code.h"
 #include "host/base/json_text.h"
@@ -104,19 +105,33 @@ const Json& memberOf(const Json& object, const char* name) {
 }
 
 template <typename T>
-T integerIn(const Json& object, const char* name, T smallest = 0) {
+struct Range {
+    T smallest;
+    T largest;
+};
+constexpr Range<std::int32_t> kAnyValue{std::numeric_limits<std::int32_t>::min(),
+                                        std::numeric_limits<std::int32_t>::max()};
+template <typename T>
+constexpr Range<T> kFromZero{0, std::numeric_limits<T>::max()};
+
+// No launch takes eleven days, and two such times can be added.
+constexpr Range<std::int32_t> kTimeMs{0, 1'000'000'000};
+
+template <typename T>
+T integerIn(const Json& object, const char* name, const Range<T>& range = kFromZero<T>) {
     const Json& value = memberOf(object, name);
     try {
         const T integer = integerOf<T>(value);
-        if (integer >= smallest) return integer;
+        if (integer >= range.smallest && integer <= range.largest) return integer;
     } catch (const std::exception&) {
     }
     refuse(name, "is no number that it can be");
 }
 
-std::optional<std::int32_t> orNone(const Json& object, const char* name) {
+std::optional<std::int32_t> orNone(const Json& object, const char* name,
+                                   const Range<std::int32_t>& range = kTimeMs) {
     if (memberOf(object, name).is_null()) return std::nullopt;
-    return integerIn<std::int32_t>(object, name);
+    return integerIn(object, name, range);
 }
 
 std::string textIn(const Json& object, const char* name) {
@@ -132,17 +147,25 @@ const Json& listIn(const Json& object, const char* name) {
 }
 
 template <typename T>
-std::vector<T> integersIn(const Json& object, const char* name, std::size_t most) {
+std::vector<T> integersOf(const Json& list, const char* name, const Range<T>& range) {
     std::vector<T> values;
-    const Json& list = listIn(object, name);
-    if (list.size() > most) refuse(name, "is longer than it can be");
     try {
-        for (const Json& value : list)
+        for (const Json& value : list) {
             values.push_back(integerOf<T>(value));
+            if (values.back() < range.smallest || values.back() > range.largest)
+                throw std::out_of_range("no such value");
+        }
     } catch (const std::exception&) {
         refuse(name, "holds what is no number that it can be");
     }
     return values;
+}
+
+std::vector<std::int32_t> integersIn(const Json& object, const char* name, std::size_t most,
+                                     const Range<std::int32_t>& range = kAnyValue) {
+    const Json& list = listIn(object, name);
+    if (list.size() > most) refuse(name, "is longer than it can be");
+    return integersOf(list, name, range);
 }
 
 std::vector<std::string> textsIn(const Json& object, const char* name) {
@@ -172,18 +195,27 @@ Assessment assessmentOf(const Json& json) {
     return assessment;
 }
 
+SeriesLengths lengthsIn(const Json& list) {
+    if (!list.is_array() || list.size() != kMetricCount)
+        refuse("evaluations", "does not hold three lengths each");
+    const auto values = integersOf(list, "evaluations", kFromZero<std::uint32_t>);
+    SeriesLengths lengths;
+    std::copy(values.begin(), values.end(), lengths.values.begin());
+    return lengths;
+}
+
 std::vector<SeriesLengths> evaluationsIn(const Json& json, const PerMetric<Series>& series) {
     std::vector<SeriesLengths> evaluations;
+    SeriesLengths before{};
     for (const Json& list : listIn(json, "evaluations")) {
-        SeriesLengths lengths;
-        if (!list.is_array() || list.size() != kMetricCount)
-            refuse("evaluations", "does not hold three lengths each");
+        const SeriesLengths lengths = lengthsIn(list);
         for (const Metric metric : kMetrics) {
-            const Json& length = list[static_cast<std::size_t>(metric)];
-            lengths[metric] = integerOf<std::uint32_t>(length);
             if (lengths[metric] > series[metric].size())
                 refuse("evaluations", "counts more samples than there are");
+            if (lengths[metric] < before[metric])
+                refuse("evaluations", "counts fewer samples than before");
         }
+        before = lengths;
         evaluations.push_back(lengths);
     }
     return evaluations;
@@ -191,23 +223,20 @@ std::vector<SeriesLengths> evaluationsIn(const Json& json, const PerMetric<Serie
 
 MeasuredLaunch launchIn(const Json& json) {
     MeasuredLaunch launch;
-    launch.run = integerIn<std::int32_t>(json, "run", 1);
+    launch.run = integerIn<std::int32_t>(json, "run", {1, kAnyValue.largest});
     launch.launchedAtUnixMs = integerIn<std::int64_t>(json, "launched_at_unix_ms");
     launch.outcome = textIn(json, "outcome");
     launch.endpointMs = orNone(json, "endpoint_ms");
     launch.huntTimeMs = orNone(json, "hunt_time_ms");
     launch.assessment = assessmentOf(json);
     for (const Metric metric : kMetrics) {
-        launch.series[metric] =
-            integersIn<std::int32_t>(json, traitsOf(metric).jsonName, kMostSamples);
+        launch.series[metric] = integersIn(json, traitsOf(metric).jsonName, kMostSamples);
     }
-    launch.sampledAtMs = integersIn<std::int32_t>(json, "sampled_since_start_ms",
-                                                  launch.series[Metric::kVmRss].size());
-    launch.lookAfterKb = integersIn<std::int32_t>(json, "look_after_kb", kLargestSize);
+    launch.sampledAtMs =
+        integersIn(json, "sampled_since_start_ms", launch.series[Metric::kVmRss].size(), kTimeMs);
+    launch.lookAfterKb = integersIn(json, "look_after_kb", kLargestSize);
     launch.evaluations = evaluationsIn(json, launch.series);
-    launch.finalIndex = orNone(json, "final_index");
-    if (launch.finalIndex && *launch.finalIndex >= static_cast<std::int32_t>(kMostSamples))
-        refuse("final_index", "is no number that it can be");
+    launch.finalIndex = orNone(json, "final_index", {0, std::int32_t{kMostSamples} - 1});
     const Json& aborted = memberOf(json, "aborted");
     if (!aborted.is_boolean()) refuse("aborted", "is neither true nor false");
     launch.isAborted = aborted.get<bool>();
@@ -220,7 +249,7 @@ Measurement measurementIn(const Json& json, Place& place, const std::string& whe
     measurement.command = textsIn(json, "command");
     measurement.measuredAtUnixMs = integerIn<std::int64_t>(json, "measured_at_unix_ms");
     measurement.kind.type = integerIn<std::int32_t>(json, "launch_type");
-    measurement.kind.subtype = integerIn<std::int32_t>(json, "launch_subtype", -1);
+    measurement.kind.subtype = integerIn(json, "launch_subtype", kAnyValue);
     const std::string fault = launchKindFault(measurement.kind);
     if (!fault.empty()) throw std::invalid_argument("launch " + fault);
     measurement.machine = machineIn(memberOf(json, "machine"));

@@ -92,6 +92,12 @@ TEST(ResultsFile, WhatCannotBeIsRefusedWithItsPlace) {
                 AllOf(HasSubstr(place), HasSubstr("vmrss_kb' holds")));
     }
     refusal(changed("/measurements/1/launches/0/evaluations/0/0", 5000), HasSubstr("more samples"));
+    refusal(changed("/measurements/1/launches/0/evaluations/1", json::array({1, 1, 0})),
+            HasSubstr("fewer samples than before"));
+    refusal(changed("/measurements/1/launches/0/sampled_since_start_ms/0", -1),
+            HasSubstr("sampled_since_start_ms' holds"));
+    refusal(changed("/measurements/1/launches/0/second_opinion_ms", 2147483647),
+            HasSubstr("second_opinion_ms' is no number"));
     refusal(changed("/measurements/1/launches/0/doubts", "late"), HasSubstr("'doubts' is no list"));
     refusal(changed("/measurements/1/launches/0/oom_score", json(std::vector<int>(2001))),
             HasSubstr("longer than it can be"));

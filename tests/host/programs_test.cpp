@@ -308,7 +308,7 @@ TEST_F(LearnTest, InterruptedMeasuringTellsAndKeepsWhatThereIs) {
     ASSERT_TRUE(eventually([&] { return fs::exists(waiting); })) << program.err();
     program.signal(SIGTERM);
     EXPECT_EQ(program.wait(), 130) << program.err();
-    EXPECT_THAT(program.out(), HasSubstr("; 1 run\n"));
+    EXPECT_THAT(program.out(), HasSubstr(", 1 launch\n"));
     EXPECT_EQ(json::parse(contentOf(file))["measurements"][0]["launches"].size(), 1U);
 }
 

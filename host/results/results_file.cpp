@@ -260,15 +260,21 @@ Measurement measurementIn(const Json& json, Place& place, const std::string& whe
     return measurement;
 }
 
-// What is whole ends in the object's brace.
-bool isCutOff(std::string_view text) {
-    const std::size_t last = text.find_last_not_of(" \t\r\n");
-    return last == std::string_view::npos || text[last] != '}';
+/// A cut file is fine as far as it goes; elsewhere a byte is at fault.
+Json parsed(std::string_view text, const Place& place) {
+    try {
+        return Json::parse(text);
+    } catch (const Json::parse_error& error) {
+        if (error.byte > text.size())
+            place.refuse("is cut off, or no results file of orvo-host measure");
+        place.refuse("is no JSON from byte " + std::to_string(error.byte) + " on");
+    } catch (const Json::out_of_range&) {
+        place.refuse("holds a number that is larger than any can be");
+    }
 }
 
 Json objectIn(std::string_view text, const Place& place) {
-    if (isCutOff(text)) place.refuse("is cut off, or no results file of orvo-host measure");
-    Json json = Json::parse(text, nullptr, false);
+    const Json json = parsed(text, place);
     const bool isOurs = json.is_object() && json.value("kind", Json()) == kKind;
     if (!isOurs) place.refuse("is no results file of orvo-host measure");
     const Json version = json.value("schema_version", Json());

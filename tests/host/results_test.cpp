@@ -76,6 +76,7 @@ TEST(ResultsFile, WhatCannotBeIsRefusedWithItsPlace) {
     };
     const std::string text = whole.dump();
     refusal(text.substr(0, text.size() / 2), HasSubstr("cut off"));
+    refusal(text.substr(0, text.rfind('}', text.size() - 3) + 1), HasSubstr("cut off"));
     refusal("", HasSubstr("cut off"));
     refusal("{}", HasSubstr("no results file"));
     refusal(R"({"kind":"orvo measurements","schema_version":1})", HasSubstr("'measurements' is m"));
@@ -103,7 +104,9 @@ TEST(ResultsFile, WhatCannotBeIsRefusedWithItsPlace) {
             HasSubstr("longer than it can be"));
     std::string notANumber = text;
     notANumber.replace(text.find("1043"), 4, "NaN");
-    refusal(notANumber, HasSubstr("no results file"));
+    refusal(notANumber, HasSubstr("is no JSON from byte"));
+    notANumber.replace(notANumber.find("NaN"), 3, "1e999");
+    refusal(notANumber, HasSubstr("larger than any"));
     EXPECT_THAT([] { readResults("/"); }, refuses(kEnvironment, HasSubstr("folder")));
     EXPECT_THAT([] { readResults("/none"); }, refuses(kEnvironment, HasSubstr("/none: No such")));
 }

@@ -48,14 +48,16 @@ std::optional<MeasureEnd> endAfter(int runs, const MeasurePlan& plan,
 std::string endText(MeasureEnd end, int runs, const MeasurePlan& plan,
                     const std::vector<SettledTimes>& commands) {
     const std::optional<double> width = widthPercent(commands);
-    const std::string all = std::to_string(runs) + " runs";
-    const std::string interval = "the median's 95 % interval is " +
-                                 (width ? percentText(*width) : std::string("not there yet")) +
-                                 " wide";
+    const std::string all = std::to_string(runs) + (runs == 1 ? " run" : " runs");
+    const std::string interval =
+        width ? "the median's 95 % interval is " + percentText(*width) + " wide"
+              : "the median's 95 % interval takes six runs with an endpoint";
     if (end == MeasureEnd::kStable) return "stable after " + all + ": " + interval;
     if (end == MeasureEnd::kMostRuns)
         return "not stable within --most-runs " + std::to_string(plan.mostRuns) + ": " + interval;
-    if (end == MeasureEnd::kNoEndpoint) return "ended after " + all + ", for none had an endpoint";
+    if (end == MeasureEnd::kNoEndpoint)
+        return "ended after " + all + ", for none " +
+               (commands.size() > 1 ? "of one command " : "") + "had an endpoint";
     return "";
 }
 

@@ -96,7 +96,10 @@ int printResults(const MeasureArguments& arguments, const Results& results) {
     if (canCompare(results))
         return reportComparison(results.front(), results.back(), arguments.comparing);
     for (const Measurement& measurement : results) {
-        if (!arguments.json) print(renderText(summaryOf(measurement)));
+        const std::string which = results.size() == 1                ? ""
+                                  : &measurement == &results.front() ? "COMMAND, "
+                                                                     : "--against, ";
+        if (!arguments.json) print(which + renderText(summaryOf(measurement)));
     }
     return kDone;
 }

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "host/base/exit_code.h"
+#include "host/base/printable.h"
 #include "host/compare/comparison_warnings.h"
 #include "host/state/spread.h"
 #include "host/statistics/difference.h"
@@ -40,9 +41,10 @@ Finding findingOf(const Comparison& comparison) {
 
 void refuseWithoutTimes(const MeasurementSummary& summary, const std::string& which) {
     if (summary.medianMs) return;
-    const std::string why = summary.unsettled.empty() ? "no launches" : unsettledText(summary);
+    const std::string why =
+        summary.unsettled.empty() ? "no launches" : printable(unsettledText(summary));
     throw HostError(kNotLearned, "there is nothing to compare: the " + which + " measurement, of " +
-                                     summary.measurement->name + ", has " + why);
+                                     printable(summary.measurement->name) + ", has " + why);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "host/base/exit_code.h"
+#include "host/base/printable.h"
 #include "host/base/replaced_file.h"
 #include "host/base/standard_streams.h"
 #include "host/compare/comparison_picture.h"
@@ -43,7 +44,7 @@ std::string pictureBelow(const Comparison& comparison) {
     try {
         return inCharacters(comparison);
     } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: no picture: %s\n", error.what());
+        std::fprintf(stderr, "orvo-host: no picture: %s\n", printable(error.what()).c_str());
         return "";
     }
 }

@@ -1,5 +1,7 @@
 // Recorded launches as a trace.
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "host/base/json_text.h"
 #include "host/base/printable.h"
@@ -16,6 +18,7 @@ constexpr std::int64_t kOriginUs = 1;  // some viewers take the time 0 for none
 // The two rows of slices that each launch has.
 constexpr int kLaunchTrack = 1;
 constexpr int kSamplingTrack = 2;
+constexpr int kTracks = 2;
 
 std::int64_t us(double ms) {
     return std::llround(ms * kUsPerMs);
@@ -37,19 +40,39 @@ public:
             addCounters(metric);
         addSlices();
         addMarks();
+        std::stable_sort(mTimed.begin(), mTimed.end(), [](const Json& one, const Json& other) {
+            return one["ts"].get<std::int64_t>() < other["ts"].get<std::int64_t>();
+        });
+        for (const Json& event : mTimed)
+            write(event);
         return mText;
     }
 
 private:
-    void add(Json event) {
-        event["pid"] = mProcess;
+    void write(const Json& event) {
         std::string line = jsonLine(event);
         line.pop_back();
         mText += (mText.empty() ? "\n" : ",\n") + line;
     }
 
-    void addName(const char* kind, const char* member, const Json& value, int track = 0) {
-        add({{"ph", "M"}, {"name", kind}, {"tid", track}, {"args", {{member, value}}}});
+    /// To be written in the order of time: some viewers count from the first in the file.
+    void add(Json event) {
+        event["pid"] = mProcess;
+        mTimed.push_back(std::move(event));
+    }
+
+    /// No two launches share a thread's number, by which alone some viewers tell rows.
+    std::int64_t threadOf(int track) const { return (mProcess - 1) * kTracks + track; }
+
+    // With a time, without which some viewers pass a name over.
+    void addName(const char* kind, const char* member, const Json& value,
+                 int track = kLaunchTrack) {
+        write({{"ph", "M"},
+               {"name", kind},
+               {"pid", mProcess},
+               {"tid", threadOf(track)},
+               {"ts", kOriginUs},
+               {"args", {{member, value}}}});
     }
 
     void addNames() {
@@ -74,6 +97,7 @@ private:
         const MetricTraits& traits = traitsOf(metric);
         add({{"ph", "C"},
              {"name", traits.name},
+             {"tid", threadOf(kLaunchTrack)},
              {"ts", stamp(mMoments.sampleMs(sample))},
              {"args", {{traits.jsonName, value}}}});
     }
@@ -82,7 +106,7 @@ private:
         add({{"ph", "X"},
              {"name", name},
              {"cat", "launch"},
-             {"tid", track},
+             {"tid", threadOf(track)},
              {"ts", stamp(fromMs)},
              {"dur", us(toMs - fromMs)}});
     }
@@ -105,7 +129,7 @@ private:
              {"name", name},
              {"cat", "launch"},
              {"s", "p"},
-             {"tid", kLaunchTrack},
+             {"tid", threadOf(kLaunchTrack)},
              {"ts", stamp(ms)},
              {"args", told}});
     }
@@ -135,6 +159,7 @@ private:
     const std::string& mTitle;
     const std::int64_t mProcess;
     const Moments mMoments;
+    std::vector<Json> mTimed;
     std::string mText;
 };
 

@@ -2,7 +2,9 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "host/export/launch_export.h"
 #include "tests/host/golden_dumps.h"
@@ -85,10 +87,18 @@ TEST(Export, ATraceMarksWhatHappenedAndNothingThatDidNot) {
     const DumpedLaunch launch = noted();
     const DumpedLaunch stopped = aborted();
     const json trace = json::parse(exported("trace", {&launch, &stopped}));
-    EXPECT_THAT(happenings(trace, 1),
-                ElementsAre("launch 1", "sampled by the library 200001", "seen behind that 280001",
-                            "first look 185001", "evaluation 1 280001", "window's end 280001"));
+    EXPECT_THAT(
+        happenings(trace, 1),
+        ElementsAre("launch 1", "first look 185001", "sampled by the library 200001",
+                    "seen behind that 280001", "evaluation 1 280001", "window's end 280001"));
     EXPECT_THAT(happenings(trace, 2), ElementsAre());
+    const json twice = json::parse(exported("trace", {&launch, &launch}))["traceEvents"];
+    std::map<json, std::set<json>> launchesOf;
+    for (const json& event : twice)
+        launchesOf[event.at("tid")].insert(event["pid"]);
+    EXPECT_EQ(launchesOf.size(), 4U);
+    for (const auto& [thread, launches] : launchesOf)
+        EXPECT_EQ(launches.size(), 1U) << "thread " << thread << " is of one launch";
     DumpedLaunch bare = launch;
     bare.note.reset();
     EXPECT_THAT(happenings(json::parse(exported("trace", {&bare})), 1),

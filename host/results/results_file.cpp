@@ -274,7 +274,7 @@ Json parsed(std::string_view text, const Place& place) {
 }
 
 Json objectIn(std::string_view text, const Place& place) {
-    const Json json = parsed(text, place);
+    Json json = parsed(text, place);
     const bool isOurs = json.is_object() && json.value("kind", Json()) == kKind;
     if (!isOurs) place.refuse("is no results file of orvo-host measure");
     const Json version = json.value("schema_version", Json());

@@ -68,6 +68,10 @@ long residentKb() {
     return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
+// Files that the launch in hand and the eight threads have open for a moment, at the
+// one look or the other; what leaks is lost with every operation.
+constexpr std::ptrdiff_t kOpenInPassing = 16;
+
 std::ptrdiff_t openDescriptors() {
     using std::filesystem::directory_iterator;
     return std::distance(directory_iterator("/proc/self/fd"), directory_iterator());
@@ -136,7 +140,7 @@ TEST_F(SoakTest, MixedOperationsFailNowhereLoseNoCountAndGrowNothing) {
         const std::ptrdiff_t warmDescriptors = openDescriptors();
         std::this_thread::sleep_until(start + soakTime() * 99 / 100);
         EXPECT_LE(residentKb(), warmKb + kGrowthLimitKb);
-        EXPECT_LE(openDescriptors(), warmDescriptors);
+        EXPECT_LE(openDescriptors(), warmDescriptors + kOpenInPassing);
         for (std::thread& thread : threads)
             thread.join();
         Counts stored = launchCounts();

@@ -85,8 +85,9 @@ MadeLaunch LaunchMaker::make(const LaunchOrder& order) {
 }
 
 // The process stands ready before the library hears of the launch, and runs
-// right after: so the library's clock and the program's start together, and
-// the time that the store takes to count the launch belongs to neither.
+// right after, or the order's phase later: so the library's clock and the
+// program's start together, or as far apart as is known, and the time that the
+// store takes to count the launch belongs to neither.
 std::optional<MadeLaunch> LaunchMaker::tryOnce(const LaunchOrder& order) {
     mMeans.progress.begin(order.title);
     const std::int64_t launchedAtUnixMs = unixMs();

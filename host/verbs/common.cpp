@@ -1,5 +1,8 @@
 // What the verbs share.
+#include <cstdio>
+
 #include "host/base/exit_code.h"
+#include "host/base/printable.h"
 #include "host/dump/dump_file.h"
 #include "host/export/recording.h"
 #include "host/verbs/verb.h"
@@ -59,6 +62,14 @@ Generations readGenerations(const StateFolder& state, const HistoryContents& his
     Generations known = GenerationsFile(state.generations()).read();
     known.add(history);
     return known;
+}
+
+void tellFailure(const std::function<void()>& write) {
+    try {
+        write();
+    } catch (const HostError& error) {
+        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
+    }
 }
 
 void refuseCommand(const Invocation& invocation) {

@@ -84,20 +84,14 @@ void writeDumpOf(const LearnOptions& options, const MadeLaunch& launch, DumpWrit
     note.endpointMs = launch.result.endpointMs;
     note.assessment = launch.result.assessment;
     const auto& judged = launch.result.judged;
-    try {
+    tellFailure([&] {
         dumps.write(options.settings.package, launch.recorded, note, launch.startedAtMs,
                     judged ? judged->seen.memoryKb : Series());
-    } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
-    }
+    });
 }
 
 void writeProbeOf(const LearnOptions& options, const ProbeSight& sight, DumpWriter& dumps) {
-    try {
-        dumps.writeProbe(options.settings.package, noteOf(sight));
-    } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
-    }
+    tellFailure([&] { dumps.writeProbe(options.settings.package, noteOf(sight)); });
 }
 
 Generation beginLearning(const LearnArguments& arguments, const GenerationSteps& steps,

@@ -80,6 +80,9 @@ void addGenerationOption(Verb& verb, std::string& generation);
 /// All that the generations' file and the history tell of. Throws HostError.
 Generations readGenerations(const StateFolder& state, const HistoryContents& history);
 
+/// Does what writes beside the store; that it fails is told, and ends nothing.
+void tellFailure(const std::function<void()>& write);
+
 /// Throws HostError when a command follows a verb that takes none.
 void refuseCommand(const Invocation& invocation);
 

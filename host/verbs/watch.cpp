@@ -48,12 +48,10 @@ void writeDumpOf(const WatchedLaunch& watched, DumpWriter& dumps) {
     note.kind = launch.kind;
     note.endpointMs = watched.endpointMs;
     note.assessment = watched.assessment;
-    try {
+    tellFailure([&] {
         dumps.write(launch.app.package, watched.ended.recorded, note,
                     startedAtMs(launch.app.startTicks), watched.seen.memoryKb);
-    } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
-    }
+    });
 }
 
 // A launch that is told without its generation counts as one of the newest.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "bench/topics.h"
+#include "host/dump/analysis.h"
 #include "platform/tavo_log.h"
 
 namespace {
@@ -49,7 +50,8 @@ int measure(const std::vector<std::string>& wanted, const Effort& effort) {
             table.fail(topic.name, e.what());
         }
     }
-    std::fputs(table.markdown().c_str(), stdout);
+    std::printf("The library's %s build; orvo-host runs its own, the hardened one.\n\n%s",
+                host::kAnalysisBuild, table.markdown().c_str());
     return table.hasFailures() ? 1 : 0;
 }
 

@@ -7,6 +7,7 @@ set(programs orvo-host orvo-device-root orvo-sample-app)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zorv-orvo)
 
 install(TARGETS ${libraries} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS zorv-orvo-hardened LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/orvo/hardened)
 install(TARGETS ${programs} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES host/completion/orvo-host
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)

@@ -21,6 +21,14 @@ endforeach()
 # Of programs, tests and benchmarks; of libraries: orvo_place_library.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};${liblog_dir}")
 
+# ARGN: the folder below the libraries' own that it lies in.
 function(orvo_place_library name)
-    set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN;${liblog_dir}")
+    set(folder ${ARGN})
+    set(up)
+    if(folder)
+        string(REGEX REPLACE "[^/]+" ".." up /${folder})
+        set_target_properties(${name} PROPERTIES
+            LIBRARY_OUTPUT_DIRECTORY ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/${folder})
+    endif()
+    set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN${up};${liblog_dir}")
 endfunction()

@@ -12,6 +12,13 @@ class OrvoLearnerPeer;
 
 namespace host {
 
+/// Which build of the analysis is part of this program. The endpoints are the same.
+#ifdef ORVO_HARDENED_LOCKING
+constexpr const char* kAnalysisBuild = "hardened";
+#else
+constexpr const char* kAnalysisBuild = "default";
+#endif
+
 /// What an evaluation results in.
 struct EvaluationResult {
     PerMetric<std::int32_t> endpointIndices{};

@@ -120,6 +120,7 @@ std::string ReplayReport::start() const {
     std::string open = jsonText({{"schema_version", kSchemaVersion},
                                  {"package", mSource.package},
                                  {"file", mSource.file},
+                                 {"analysis", kAnalysisBuild},
                                  {"launches", Json::array()}});
     open.resize(open.size() - std::strlen("]}"));
     return open;
@@ -139,8 +140,8 @@ std::string ReplayReport::end() const {
                ",\"equal\":" + std::to_string(mEqual) + "}\n";
     }
     return printable(titleOf(mSource)) + ": " + std::to_string(mEqual) + " of " +
-           std::to_string(mReplayed) +
-           " replayed launches are equal; times count from the first sample\n";
+           std::to_string(mReplayed) + " replayed launches are equal by the " + kAnalysisBuild +
+           " build's analysis in orvo-host; times count from the first sample\n";
 }
 
 }  // namespace host

@@ -21,18 +21,28 @@
 namespace host {
 namespace {
 
-constexpr std::chrono::milliseconds kTendPeriod{30};
+constexpr double kTendPeriodMs = 30;
 constexpr double kNameLookPeriodMs = 100;
 
 // While the library samples nobody reads the task list, and every look of ours
 // costs what some samples cost.
-constexpr std::chrono::milliseconds kSamplingPeriod{500};
+constexpr double kSamplingPeriodMs = 500;
 constexpr double kTreeLookPeriodMs = 5000;
 constexpr double kNameNoteAfterMs = 3000;
 
 // Beyond the longest hunt (about 62 s) and the longest launch (2000 samples,
 // about 62 s) with their share of a loaded machine.
 constexpr double kLaunchLimitMs = 300'000;
+
+// Waits as long, or until the sampling is over; true when the launch has ended.
+bool countUntil(LaunchWatch& watch, FdCounts& counts, double limitMs) {
+    const double untilMs = steadyMs() + limitMs;
+    while (watch.phase() == LaunchPhase::kSampling && steadyMs() < untilMs) {
+        counts.take(steadyMs());
+        if (watch.waitForEnd(counts.nextMs() - steadyMs())) return true;
+    }
+    return watch.phase() == LaunchPhase::kEnded;
+}
 
 }  // namespace
 
@@ -122,7 +132,7 @@ void LaunchMaker::follow(Launch& launch, int phaseMs) {
         const double giveUpMs = steadyMs() + kStopLimitMs;
         while (steadyMs() < giveUpMs) {
             mMeans.library.stop(mFollowed);
-            if (launch.watch.waitForEnd(std::chrono::milliseconds(kStopRepeatMs))) break;
+            if (launch.watch.waitForEnd(kStopRepeatMs)) break;
         }
         throw;
     }
@@ -134,14 +144,15 @@ void LaunchMaker::awaitEnd(Launch& launch) {
     double lastStopMs = 0;
     bool isSampling = false;
     FdCounts fdCounts(mMeans.library, mFollowed);
-    const auto period = [&] {
-        return isSampling && !mSettings.fdCounts ? kSamplingPeriod : kTendPeriod;
+    const bool counts = mSettings.fdCounts && mMeans.library.file().isHardened();
+    const auto hasEnded = [&] {
+        if (isSampling && counts) return countUntil(launch.watch, fdCounts, kSamplingPeriodMs);
+        return launch.watch.waitForEnd(isSampling ? kSamplingPeriodMs : kTendPeriodMs);
     };
-    while (!launch.watch.waitForEnd(period())) {
+    while (!hasEnded()) {
         const double nowMs = steadyMs();
         const LaunchRecord record = launch.watch.record();
         isSampling = record.phase() == LaunchPhase::kSampling;
-        if (isSampling && mSettings.fdCounts) fdCounts.take();
         if (record.phase() == LaunchPhase::kConcluding) lookOn(launch);
         if (isSampling) {
             launch.command.reap();

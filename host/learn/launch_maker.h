@@ -21,8 +21,8 @@ namespace host {
 struct LaunchSettings {
     std::string package;  ///< that the store keeps the launches under
     CommandLine command;
-    std::string follow;     ///< the name that the process shows; empty: find it out
-    bool fdCounts = false;  ///< count the process's descriptors and send them
+    std::string follow;    ///< the name that the process shows; empty: find it out
+    bool fdCounts = true;  ///< send the process's descriptors, where the library takes them
     /// How long to look on behind each launch; without it as long as its window.
     std::optional<double> lookAfterMs;
 };

@@ -12,13 +12,13 @@
 namespace host {
 
 LearnSession::LearnSession(const LearnOptions& options, const StateFolder& state,
-                           const CommandOutput& output, LogSink& log, std::uint32_t logLevel,
+                           const CommandOutput& output, LogSink& log, const LibraryOptions& library,
                            Progress& progress)
     : mOptions(options),
       mPackage(options.settings.package),
       mState(state),
       mProgress(progress),
-      mLibrary(state, log, std::max(logLevel, kFollowingLevel)),
+      mLibrary(library.followed(), state, log),
       mStore(state.database()),
       mMaker(options.settings, {mLibrary, log, output, progress, state.log(), state.database()}) {}
 

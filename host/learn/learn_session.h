@@ -37,7 +37,7 @@ class LearnSession {
 public:
     /// Throws HostError when the store does not work.
     LearnSession(const LearnOptions& options, const StateFolder& state, const CommandOutput& output,
-                 LogSink& log, std::uint32_t logLevel, Progress& progress);
+                 LogSink& log, const LibraryOptions& library, Progress& progress);
 
     /// Learns until the package is learned, the launches are done, the store
     /// fails, the command is not found, or a person interrupts. Throws HostError

@@ -11,14 +11,6 @@
 
 namespace host {
 
-/// Whether the library takes counts. The default build's locking blocks the
-/// sender of any for good.
-#ifdef ORVO_HARDENED_LOCKING
-constexpr bool kTakesFdCounts = true;
-#else
-constexpr bool kTakesFdCounts = false;
-#endif
-
 /// The descriptors that the process has open; nothing when it is gone. Throws
 /// HostError when the host itself cannot read /proc.
 std::optional<std::int32_t> countDescriptors(pid_t process);
@@ -26,16 +18,21 @@ std::optional<std::int32_t> countDescriptors(pid_t process);
 /// Counts through one launch.
 class FdCounts {
 public:
+    /// `package` as the library is told it.
     FdCounts(OrvoLibrary& library, const std::string& package)
         : mLibrary(library), mPackage(package) {}
 
-    /// Takes one count. To be called once per sampling period, only while the
-    /// library samples: what it is sent before, it drops.
-    void take();
+    /// Takes a count when one is due, as often as the library samples the other
+    /// metrics. To be called only while it samples: what it is sent before, it drops.
+    void take(double nowMs);
+
+    /// When the next one is due.
+    double nextMs() const { return mNextMs; }
 
 private:
     OrvoLibrary& mLibrary;
     const std::string mPackage;
+    double mNextMs = 0;
     pid_t mProcess = 0;  // 0 until the first count
     std::vector<std::int32_t> mBatch;
 };

@@ -22,6 +22,11 @@ public:
     LaunchWatch(const LaunchWatch&) = delete;
     LaunchWatch& operator=(const LaunchWatch&) = delete;
 
+    LaunchPhase phase() {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return mRecord.phase();
+    }
+
     LaunchRecord record() {
         const std::lock_guard<std::mutex> lock(mMutex);
         return mRecord;
@@ -34,9 +39,9 @@ public:
     }
 
     /// True when the library has ended the launch; waits for it that long.
-    bool waitForEnd(std::chrono::milliseconds limit) {
+    bool waitForEnd(double limitMs) {
         std::unique_lock<std::mutex> lock(mMutex);
-        return mEnded.wait_for(lock, limit,
+        return mEnded.wait_for(lock, std::chrono::duration<double, std::milli>(limitMs),
                                [this] { return mRecord.phase() == LaunchPhase::kEnded; });
     }
 

@@ -1,4 +1,4 @@
-// The library as its host sees it: the two exported functions with names.
+// The library as its host sees it: operations of the two functions with names.
 #include "host/library/orvo_library.h"
 
 #include <cstdlib>
@@ -17,38 +17,44 @@ namespace host {
 namespace {
 
 // The initialise operation succeeds without a store; only its log tells.
-bool initialise(LogSink& log, bool& storeOpened) {
+bool initialise(const LibraryFile& library, LogSink& log, bool& storeOpened) {
     storeOpened = true;
     log.setListener([&](const LogLine& line) {
         if (startsWith(line.message, log::kTableNotOpened)) storeOpened = false;
     });
     std::string noPackage;
-    const bool started = setData(ORVO_SET_INIT, noPackage, nullptr) == 0;
+    const bool started = library.set(ORVO_SET_INIT, noPackage, nullptr) == 0;
     log.setListener({});
     return started;
 }
 
-void shutDown() {
+void shutDown(const LibraryFile& library) {
     std::string noPackage;
-    setData(ORVO_SET_DEINIT, noPackage, nullptr);
+    library.set(ORVO_SET_DEINIT, noPackage, nullptr);
 }
 
 }  // namespace
 
-OrvoLibrary::OrvoLibrary(const StateFolder& state, LogSink& log, std::uint32_t logLevel) {
+LibraryFile loadLibrary(const LibraryOptions& options) {
+    if (options.file && options.file->empty()) throw HostError(kUsage, "the --library is empty");
+    return LibraryFile(options.file.value_or(ownLibraryFile()));
+}
+
+OrvoLibrary::OrvoLibrary(const LibraryOptions& options, const StateFolder& state, LogSink& log)
+    : mFile(loadLibrary(options)) {
     refuseUnlessDatabaseFiles(state.database());
     refuseUnlessRegular(state.properties());
     setenv("TAVO_DB_PATH", state.database().c_str(), 1);
     setenv("TAVO_PROPERTIES", state.properties().c_str(), 1);
-    setTavoLogLevel(logLevel);
+    setTavoLogLevel(options.logLevel);
     bool storeOpened = false;
-    if (!initialise(log, storeOpened)) {
+    if (!initialise(mFile, log, storeOpened)) {
         throw HostError(kEnvironment,
                         "the learning thread cannot be started: free some memory or "
                         "raise the limit of processes (ulimit -u)");
     }
     if (!storeOpened) {
-        shutDown();
+        shutDown(mFile);
         throw HostError(kEnvironment,
                         "the store " + state.database() + " does not open: " +
                             describeStoreFault(log.lastDatabaseError(), state.database(),
@@ -58,7 +64,7 @@ OrvoLibrary::OrvoLibrary(const StateFolder& state, LogSink& log, std::uint32_t l
 }
 
 OrvoLibrary::~OrvoLibrary() {
-    shutDown();
+    shutDown(mFile);
 }
 
 // What the library caches, it caches under the shown name, and only what it has
@@ -69,15 +75,15 @@ void OrvoLibrary::keepUnder(const std::string& package, const std::string& shown
 
 void OrvoLibrary::launch(std::string package, std::int32_t type, std::int32_t subtype) {
     std::int32_t message[2] = {type, subtype};
-    setData(ORVO_SET_LAUNCH, package, message);
+    mFile.set(ORVO_SET_LAUNCH, package, message);
 }
 
 void OrvoLibrary::stop(std::string package) {
-    setData(ORVO_SET_STOP, package, nullptr);
+    mFile.set(ORVO_SET_STOP, package, nullptr);
 }
 
 void OrvoLibrary::erase(std::string package) {
-    setData(ORVO_SET_ERASE, package, nullptr);
+    mFile.set(ORVO_SET_ERASE, package, nullptr);
 }
 
 void OrvoLibrary::sendFdCounts(std::string package, const std::vector<std::int32_t>& counts) {
@@ -86,15 +92,15 @@ void OrvoLibrary::sendFdCounts(std::string package, const std::vector<std::int32
     std::vector<char> message(kEntriesOffset + count * sizeof(std::int32_t));
     std::memcpy(message.data(), &count, sizeof count);
     std::memcpy(message.data() + kEntriesOffset, counts.data(), count * sizeof(std::int32_t));
-    setData(ORVO_SET_FD_INFO, package, message.data());
+    mFile.set(ORVO_SET_FD_INFO, package, message.data());
 }
 
 std::int32_t OrvoLibrary::pid(std::string package) {
-    return getData(ORVO_GET_PID, package);
+    return mFile.get(ORVO_GET_PID, package);
 }
 
 std::int32_t OrvoLibrary::finalEndpointMs(std::string package) {
-    return getData(ORVO_GET_FINAL_ENDPOINT, package);
+    return mFile.get(ORVO_GET_FINAL_ENDPOINT, package);
 }
 
 }  // namespace host

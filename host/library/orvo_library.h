@@ -1,10 +1,13 @@
-// The library as its host sees it: the two exported functions with names.
+// The library as its host sees it: operations of the two functions with names.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "host/library/library_file.h"
 #include "host/library/log_sink.h"
 #include "host/state/state_folder.h"
 
@@ -19,13 +22,25 @@ constexpr std::uint32_t kFollowingLevel = 4;
 constexpr int kStopRepeatMs = 250;
 constexpr double kStopLimitMs = 15'000;
 
+/// Which library is run, and how.
+struct LibraryOptions {
+    std::optional<std::string> file;  ///< none: the hardened build of this program's own
+    std::uint32_t logLevel = 3;
+
+    /// The same, with a log by which launches can be followed.
+    LibraryOptions followed() const { return {file, std::max(logLevel, kFollowingLevel)}; }
+};
+
+/// Throws HostError when it cannot be loaded.
+LibraryFile loadLibrary(const LibraryOptions& options);
+
 /// The initialised library; at most one per process. Once it was made, the
 /// process leaves with _exit (feature/orvo.h tells why).
 class OrvoLibrary {
 public:
-    /// Opens the store in `state` and starts the learning thread. The library
-    /// logs at `logLevel`. Throws HostError when the store does not open.
-    OrvoLibrary(const StateFolder& state, LogSink& log, std::uint32_t logLevel);
+    /// Loads the library, which opens the store in `state` and starts its learning
+    /// thread. Throws HostError when that fails.
+    OrvoLibrary(const LibraryOptions& options, const StateFolder& state, LogSink& log);
 
     /// Shuts the library down.
     ~OrvoLibrary();
@@ -45,8 +60,10 @@ public:
 
     void erase(std::string package);
 
-    /// Adds open-descriptor counts to the launch being learned. Never returns
-    /// in a default build when there are any (host/library/fd_counts.h).
+    const LibraryFile& file() const { return mFile; }
+
+    /// Adds open-descriptor counts to the launch being learned. Only for the hardened
+    /// build: in the default one a call with any never returns.
     void sendFdCounts(std::string package, const std::vector<std::int32_t>& counts);
 
     /// The pid that the library last found for the package; 1 without one.
@@ -54,6 +71,9 @@ public:
 
     /// 0 while the package is not learned.
     std::int32_t finalEndpointMs(std::string package);
+
+private:
+    const LibraryFile mFile;
 };
 
 }  // namespace host

@@ -7,9 +7,6 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
-#include "host/base/version.h"
-#include "host/library/fd_counts.h"
-
 namespace host {
 namespace {
 
@@ -18,10 +15,6 @@ constexpr std::string_view kBlanks = " \t";
 std::string textOf(const char* path) {
     std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::string libraryText() {
-    return buildVersion() + (kTakesFdCounts ? ", hardened" : ", default");
 }
 
 }  // namespace
@@ -50,7 +43,6 @@ Machine thisMachine() {
     machine.processors = static_cast<std::int32_t>(sysconf(_SC_NPROCESSORS_ONLN));
     machine.memoryKb = std::atoll(valueOf(textOf("/proc/meminfo"), "MemTotal").c_str());
     machine.kernel = std::string(system.sysname) + ' ' + system.release;
-    machine.library = libraryText();
     return machine;
 }
 

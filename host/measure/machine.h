@@ -9,7 +9,7 @@
 
 namespace host {
 
-/// What cannot be found out is left empty.
+/// Without the library. What cannot be found out is left empty.
 Machine thisMachine();
 
 /// The value behind the first line `name` of a file like /proc/cpuinfo or

@@ -12,6 +12,11 @@
 
 namespace host {
 
+std::string libraryText(const LibraryFile& library, bool fdCounts) {
+    return library.origin() +
+           (library.isHardened() && !fdCounts ? ", without descriptor counts" : "");
+}
+
 std::vector<SettledTimes> settledTimes(const Results& results) {
     std::vector<SettledTimes> times(results.size());
     for (std::size_t i = 0; i < results.size(); ++i) {
@@ -24,11 +29,11 @@ std::vector<SettledTimes> settledTimes(const Results& results) {
 
 MeasureSession::MeasureSession(const MeasureOptions& options, const StateFolder& store,
                                const StateFolder& state, const CommandOutput& output, LogSink& log,
-                               std::uint32_t logLevel, Progress& progress)
+                               const LibraryOptions& library, Progress& progress)
     : mOptions(options),
       mOutput(output),
       mProgress(progress),
-      mLibrary(store, log, std::max(logLevel, kFollowingLevel)),
+      mLibrary(library.followed(), store, log),
       mChance(std::random_device{}()) {
     const LaunchMeans means{mLibrary, log, output, progress, state.log(), store.database()};
     for (const LaunchSettings& settings : options.commands)
@@ -42,6 +47,7 @@ MeasureReport MeasureSession::run() {
         measurement.command = mOptions.words[i];
         measurement.measuredAtUnixMs = unixMs();
         measurement.machine = thisMachine();
+        measurement.machine.library = libraryText(mLibrary.file(), mOptions.commands[i].fdCounts);
     }
     mReport.seen.resize(mMakers.size());
     if (!makeAll()) {

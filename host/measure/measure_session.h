@@ -40,6 +40,9 @@ struct MeasureReport {
     StepFaults cleanup;
 };
 
+/// Which analysis results come from, as far as they may differ by it.
+std::string libraryText(const LibraryFile& library, bool fdCounts);
+
 /// The times that are compared.
 std::vector<SettledTimes> settledTimes(const Results& results);
 
@@ -50,7 +53,7 @@ public:
     /// not work.
     MeasureSession(const MeasureOptions& options, const StateFolder& store,
                    const StateFolder& state, const CommandOutput& output, LogSink& log,
-                   std::uint32_t logLevel, Progress& progress);
+                   const LibraryOptions& library, Progress& progress);
 
     /// Until the plan's end, or a person interrupts, or a launch cannot be made.
     MeasureReport run();

@@ -29,7 +29,7 @@ int erase(const std::string& package, const Invocation& invocation) {
     locks.takeOrRefuse(package);
     LogSink log(state.log(), invocation.logLevel, invocation.verbose);
     const GenerationSteps steps(state, log);
-    OrvoLibrary library(state, log, invocation.logLevel);
+    OrvoLibrary library(invocation.library(), state, log);
     steps.newest(package, library);  // one that was begun has erased it all, once it is finished
     if (isKnown(state, package)) steps.begin(package, std::nullopt, library);
     return kDone;

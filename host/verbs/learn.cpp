@@ -117,7 +117,7 @@ int learnHere(LearnArguments& arguments, const Invocation& invocation, const Sta
     options.begin = [&](OrvoLibrary& library) { return beginLearning(arguments, steps, library); };
     const bool isQuiet = invocation.quiet || arguments.givesTerminal;
     Progress progress(Progress::styleFor(isQuiet, invocation.verbose));
-    LearnSession session(options, state, output, log, invocation.logLevel, progress);
+    LearnSession session(options, state, output, log, invocation.library(), progress);
     const LearnReport report = session.run();
     print(arguments.json ? renderJson(report) : renderText(report), kLearnedIsKept);
     advise(report, adviceContextOf(arguments, invocation, state, output));

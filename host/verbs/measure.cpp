@@ -132,7 +132,7 @@ int measureHere(const MeasureArguments& arguments, const Invocation& invocation,
     const CommandOutput output(state);
     LogSink log(state.log(), invocation.logLevel, invocation.verbose);
     Progress progress(Progress::styleFor(invocation.quiet, invocation.verbose));
-    MeasureSession session(options, store, state, output, log, invocation.logLevel, progress);
+    MeasureSession session(options, store, state, output, log, invocation.library(), progress);
     const MeasureReport report = session.run();
     if (report.fault && !hasLaunches(report.results)) throw HostError(*report.fault);
     const std::optional<HostError> fault = keepResults(arguments.file, report.results);

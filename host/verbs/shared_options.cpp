@@ -2,7 +2,6 @@
 #include "host/verbs/shared_options.h"
 
 #include "host/base/exit_code.h"
-#include "host/library/fd_counts.h"
 #include "host/process/command.h"
 #include "host/process/package_name.h"
 #include "host/process/process_look.h"
@@ -52,8 +51,9 @@ void addLaunchOptions(Verb& verb, LaunchArguments& arguments, const std::string&
     addWindowOptions(verb, arguments, automatic);
     verb.flag("--keep-name", arguments.keepName,
               "Leave COMMAND's argv[0] alone, for a program that needs its own");
-    verb.flag("--fd-counts", arguments.settings.fdCounts,
-              "Send the process's open descriptors too (hardened build)");
+    verb.flag("--no-fd-counts", arguments.noFdCounts,
+              "Learn from memory and the OOM score alone, for a process that opens and\n"
+              "closes descriptors all the time");
     verb.flag("--real-cpuset", arguments.realCpuset,
               "Launch in the kernel's own top-app cpuset (root, cgroup version 1)");
 }
@@ -65,11 +65,7 @@ void checkLaunchArguments(LaunchArguments& arguments, const std::string& name) {
     const std::string followFault =
         settings.follow.empty() ? "" : packageNameFault(settings.follow);
     if (!followFault.empty()) throw HostError(kUsage, "the name to --follow " + followFault);
-    if (settings.fdCounts && !kTakesFdCounts) {
-        throw HostError(kUsage,
-                        "--fd-counts needs a library built with -DORVO_HARDENED_LOCKING=ON "
-                        "(preset hardened); this one would block on them");
-    }
+    settings.fdCounts = !arguments.noFdCounts;
     if (arguments.lookAfterSeconds >= 0) settings.lookAfterMs = 1000 * arguments.lookAfterSeconds;
 }
 

@@ -22,6 +22,7 @@ struct LaunchArguments {
     std::optional<std::int32_t> subtype;
     double lookAfterSeconds = -1;  // without it: as long as the window
     bool keepName = false;
+    bool noFdCounts = false;
     bool realCpuset = false;
 };
 

@@ -53,18 +53,27 @@ void addCommonOptions(CLI::App& app, Invocation& invocation) {
         ->type_name("N")
         ->check(CLI::Range(0U, kHighestLogLevel))
         ->group("Common options");
+    app.add_option("--library", invocation.libraryFile,
+                   "The libzorv-orvo.so to run (default: the hardened build that belongs\n"
+                   "to this program; another one learns without descriptor counts)")
+        ->type_name("FILE")
+        ->group("Common options");
     app.add_flag("--quiet", invocation.quiet, "No progress on standard error")
         ->group("Common options");
+}
+
+std::string describeVersion(const Invocation& invocation) {
+    return versionOf("orvo-host") + ", library " + loadLibrary(invocation.library()).text();
 }
 
 }  // namespace
 
 void describe(CLI::App& app, Invocation& invocation) {
     useUsage(app, "orvo-host VERB [OPTIONS]");
-    app.set_version_flag("--version", versionOf("orvo-host"));
     app.footer(kExitCodeHelp);
     app.require_subcommand(0, 1);  // a second verb, named after the first, would run in its place
-    addCommonOptions(app, invocation);
+    addCommonOptions(app, invocation);  // of which the version line names a library
+    app.set_version_flag("--version", [&invocation] { return describeVersion(invocation); });
     addLearnVerb(app, invocation);
     addWatchVerb(app, invocation);
     addJoinVerb(app, invocation);

@@ -3,11 +3,13 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/base/arguments.h"
 #include "host/base/standard_streams.h"
+#include "host/library/orvo_library.h"
 #include "host/state/generations.h"
 #include "host/state/state_folder.h"
 
@@ -32,11 +34,13 @@ struct Invocation {
     bool verbose = false;
     bool quiet = false;
     std::uint32_t logLevel = 3;
+    std::optional<std::string> libraryFile;  ///< none: the program's own
 
     /// Set by the parser to the verb that was called; returns the exit code.
     std::function<int()> verb;
 
     std::string statePath() const;
+    LibraryOptions library() const { return {libraryFile, logLevel}; }
 
     /// For a verb that only looks. Throws HostError when a person gave a folder
     /// that is not there.

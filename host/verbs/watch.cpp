@@ -98,7 +98,7 @@ int watchHere(WatchArguments& arguments, const Invocation& invocation, const Sta
     arguments.options.generationOf = [&](const std::string& package, OrvoLibrary& library) {
         return generationOf(package, steps, library);
     };
-    WatchSession session(arguments.options, state, log, invocation.logLevel);
+    WatchSession session(arguments.options, state, log, invocation.library());
     if (!invocation.quiet) {
         std::fprintf(stderr, "orvo-host: watching %s; what runs now is known already\n",
                      kTaskListPath);

@@ -82,9 +82,9 @@ bool LaunchLedger::isBusy() {
     return mCurrent || !mWaiting.empty();
 }
 
-std::optional<AppProcess> LaunchLedger::hunted() {
+std::optional<AppProcess> LaunchLedger::appIn(LaunchPhase phase) {
     const std::lock_guard<std::mutex> lock(mMutex);
-    if (!mCurrent || mCurrent->record.phase() != LaunchPhase::kHunting) return std::nullopt;
+    if (!mCurrent || mCurrent->record.phase() != phase) return std::nullopt;
     return mCurrent->launch.app;
 }
 

@@ -51,8 +51,8 @@ public:
     /// Whether the library has a launch in hand or waiting.
     bool isBusy();
 
-    /// The application that the library is looking for, if any.
-    std::optional<AppProcess> hunted();
+    /// The application whose launch is in this phase, if any.
+    std::optional<AppProcess> appIn(LaunchPhase phase);
 
 private:
     void begin(std::string_view package, const LogLine& line);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <iterator>
+#include <limits>
 #include <sys/resource.h>
 #include <utility>
 
@@ -46,12 +47,12 @@ void allowManyDescriptors() {
 }  // namespace
 
 WatchSession::WatchSession(const WatchOptions& options, const StateFolder& state, LogSink& log,
-                           std::uint32_t logLevel)
+                           const LibraryOptions& library)
     : mOptions(options),
       mLog(log),
       mHistory(state.history()),
       mLocks(state.packageLocks()),
-      mLibrary(state, log, std::max(logLevel, kFollowingLevel)),
+      mLibrary(library.followed(), state, log),
       mStore(state.database()),
       mTasks(kTaskListPath),
       mStartMs(steadyMs()),
@@ -95,7 +96,7 @@ void WatchSession::pause() {
     const double untilMs = steadyMs() + mOptions.intervalMs;
     while (!isInterrupted()) {
         lookAfter();
-        double wakeMs = untilMs;
+        double wakeMs = std::min(untilMs, countDescriptors());
         for (const LookedAfter& launch : mLookedAfter)
             wakeMs = std::min(wakeMs, launch.after.nextMs());
         sleepMs(std::max(1, static_cast<int>(std::ceil(wakeMs - steadyMs()))));
@@ -116,6 +117,18 @@ void WatchSession::send(const AppProcess& app) {
     mLedger.settleOffer();
 }
 
+// Of the launch that the library samples. When the next count is due.
+double WatchSession::countDescriptors() {
+    const std::optional<AppProcess> sampled =
+        mLibrary.file().isHardened() ? mLedger.appIn(LaunchPhase::kSampling) : std::nullopt;
+    if (!sampled || sampled->pid != mCounted) mFdCounts.reset();
+    mCounted = sampled ? sampled->pid : 0;
+    if (!sampled) return std::numeric_limits<double>::infinity();
+    if (!mFdCounts) mFdCounts.emplace(mLibrary, sampled->package);
+    mFdCounts->take(steadyMs());
+    return mFdCounts->nextMs();
+}
+
 bool WatchSession::takeLock(const std::string& package) {
     if (mLocks.take(package)) return true;
     std::fprintf(stderr, "orvo-host: a launch of %s is not learned: %s is learning or erasing it\n",
@@ -126,7 +139,7 @@ bool WatchSession::takeLock(const std::string& package) {
 // The library looks for a process for a minute, and learns no other launch
 // meanwhile.
 void WatchSession::stopLostHunt() {
-    const std::optional<AppProcess> hunted = mLedger.hunted();
+    const std::optional<AppProcess> hunted = mLedger.appIn(LaunchPhase::kHunting);
     if (!hunted || steadyMs() - mLastStopMs < kStopRepeatMs || hunted->isAlive()) return;
     mLibrary.stop(hunted->package);
     mLastStopMs = steadyMs();

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "host/library/fd_counts.h"
 #include "host/library/judged_launch.h"
 #include "host/library/log_sink.h"
 #include "host/library/look_after.h"
@@ -47,7 +48,7 @@ class WatchSession {
 public:
     /// Throws HostError when the store or the task list does not work.
     WatchSession(const WatchOptions& options, const StateFolder& state, LogSink& log,
-                 std::uint32_t logLevel);
+                 const LibraryOptions& library);
     ~WatchSession();
     WatchSession(const WatchSession&) = delete;
     WatchSession& operator=(const WatchSession&) = delete;
@@ -69,6 +70,7 @@ private:
     void pause();
     void send(const AppProcess& app);
     bool takeLock(const std::string& package);
+    double countDescriptors();
     void stopLostHunt();
     void takeEnded();
     void lookAfter();
@@ -92,6 +94,8 @@ private:
     TaskListReader mTasks;
     std::optional<TaskListKeeper> mKeeper;  // none where the kernel keeps the list
     AppScan mScan;
+    std::optional<FdCounts> mFdCounts;  // of the launch that is sampled
+    pid_t mCounted = 0;                 // its process
     std::list<LookedAfter> mLookedAfter;
     bool mIsTelling = true;  // else launches are kept alone
 

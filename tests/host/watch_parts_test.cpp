@@ -195,11 +195,11 @@ protected:
 TEST_F(LedgerTest, LaunchThatWaitsIsSupersededByALaterOneAndOnlyIt) {
     send("com.a");
     learner("Start Learning appName:com.a");
-    EXPECT_EQ(mLedger.hunted()->package, "com.a");
+    EXPECT_EQ(mLedger.appIn(LaunchPhase::kHunting)->package, "com.a");
     send("com.b");
     send("com.c");
     learner("Decided Samples = 34. Starting collection ...");
-    EXPECT_FALSE(mLedger.hunted());
+    EXPECT_FALSE(mLedger.appIn(LaunchPhase::kHunting));
     learner("Learned Launch Endpoint for com.a = 300");
     learner("Waiting for Launch Event...");
     learner("Start Learning appName:com.c");

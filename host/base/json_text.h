@@ -1,4 +1,4 @@
-// JSON as the verbs print it, and numbers read from it.
+// JSON as the verbs print it and as files hold it, and numbers read from it.
 #pragma once
 
 #include <cstdint>
@@ -7,10 +7,11 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+
+#include "host/base/json_fwd.h"
 
 namespace host {
-
-using Json = nlohmann::ordered_json;
 
 /// What was not measured is null, never 0.
 template <typename T>
@@ -20,9 +21,10 @@ Json orNull(const std::optional<T>& value) {
 
 /// One line of ASCII. Names come from outside and may hold any bytes; what is no
 /// UTF-8 is replaced, and what a terminal might obey is escaped.
-inline std::string jsonLine(const Json& json) {
-    return json.dump(-1, ' ', true, Json::error_handler_t::replace) + '\n';
-}
+std::string jsonLine(const Json& json);
+
+/// Throws Json::parse_error, and Json::out_of_range for a number beyond all sizes.
+Json parseJson(std::string_view text);
 
 /// Throws a std::exception for any other value; the parser would cut numbers to size.
 template <typename T>

@@ -7,13 +7,13 @@
 namespace host {
 namespace {
 
-constexpr mode_t kForOwnerAlone = 077;
+constexpr mode_t kMaskOfOthers = 077;
 std::optional<mode_t> maskBefore;
 
 }  // namespace
 
 void keepNewFilesPrivate() {
-    if (!maskBefore) maskBefore = umask(kForOwnerAlone);
+    if (!maskBefore) maskBefore = umask(kMaskOfOthers);
 }
 
 mode_t personsUmask() {

@@ -1,6 +1,7 @@
 // The descriptors 0, 1 and 2, as they must be before anything else is opened.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace host {
@@ -9,6 +10,9 @@ namespace host {
 /// as the database, would take what is meant for a terminal. What is written to
 /// them fails, as it would when closed. To be called first thing.
 void holdStandardStreams();
+
+/// Long output is gathered up to this size.
+constexpr std::size_t kPrintedAtOnce = std::size_t{1} << 16U;
 
 /// Writes to standard output. Throws HostError, which ends with `remedy`, when that
 /// fails.

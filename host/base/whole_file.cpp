@@ -7,7 +7,7 @@
 namespace host {
 namespace {
 
-constexpr std::size_t kChunk = std::size_t{1} << 16U;
+constexpr std::size_t kReadSize = std::size_t{1} << 16U;
 
 }  // namespace
 
@@ -24,8 +24,8 @@ bool writeWhole(int fd, std::string_view text) {
 bool readWhole(int fd, std::string& text, std::size_t limit) {
     while (text.size() <= limit) {
         const std::size_t size = text.size();
-        text.resize(size + kChunk);
-        const ssize_t length = read(fd, &text[size], kChunk);
+        text.resize(size + kReadSize);
+        const ssize_t length = read(fd, &text[size], kReadSize);
         const int error = errno;
         text.resize(size + static_cast<std::size_t>(length > 0 ? length : 0));
         errno = error;

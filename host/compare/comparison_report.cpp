@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "host/base/json_text.h"
 #include "host/base/printable.h"
 #include "host/compare/comparison_warnings.h"
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "host/base/json_text.h"
+#include "host/base/json_fwd.h"
 #include "host/compare/comparison.h"
 
 namespace host {

@@ -31,7 +31,7 @@ public:
 
     Panel build() {
         addAxes();
-        for (const Side* const side : {&kOld, &kNew}) {
+        for (const SideStyle* const side : {&kOld, &kNew}) {
             addInterval(*side);
             addMedian(*side);
             addDots(*side, false);
@@ -65,7 +65,7 @@ private:
 
     void setStacks() {
         std::size_t highest = 1;
-        for (const Side* const side : {&kOld, &kNew}) {
+        for (const SideStyle* const side : {&kOld, &kNew}) {
             for (const auto& [place, stack] : stacksOf(*side))
                 highest = std::max(highest, stack.doubted.size());
         }
@@ -73,11 +73,11 @@ private:
         mLaunchesPerDot = (highest + mStacked - 1) / mStacked;
     }
 
-    const MeasurementSummary& summaryOf(const Side& side) const {
+    const MeasurementSummary& summaryOf(const SideStyle& side) const {
         return &side == &kOld ? mComparison.older : mComparison.newer;
     }
 
-    Stacks stacksOf(const Side& side) const {
+    Stacks stacksOf(const SideStyle& side) const {
         Stacks stacks;
         for (const MeasuredLaunch& launch : summaryOf(side).measurement->launches) {
             const std::optional<std::int32_t> atMs = launch.timeMs(summaryOf(side).by);
@@ -106,7 +106,7 @@ private:
         mPlots.addCommands(out.str());
     }
 
-    void addData(const Side& side, const std::string& what, const std::string& data,
+    void addData(const SideStyle& side, const std::string& what, const std::string& data,
                  const std::string& style, char letter, const std::string& title) {
         if (data.empty()) return;  // of which gnuplot would plot nothing at all
         const std::string name = '$' + std::string(side.name) + '_' + what;
@@ -114,7 +114,7 @@ private:
         mPlots.addPlot(name, style + " linecolor '" + side.colour + '\'', letter, title);
     }
 
-    void addDots(const Side& side, bool doubted) {
+    void addDots(const SideStyle& side, bool doubted) {
         std::ostringstream data;
         data.precision(kDigits);
         const double step = kDotsHeight / static_cast<double>(mStacked);
@@ -136,7 +136,7 @@ private:
                 doubted ? '?' : side.letter, title);
     }
 
-    void addInterval(const Side& side) {
+    void addInterval(const SideStyle& side) {
         const std::optional<Interval>& interval = summaryOf(side).medianIntervalMs;
         if (!interval) return;
         std::ostringstream data;
@@ -151,7 +151,7 @@ private:
                 mPicture.isText() ? "where the median lies, with 95 % confidence" : "");
     }
 
-    void addMedian(const Side& side) {
+    void addMedian(const SideStyle& side) {
         std::ostringstream data;
         data.precision(kDigits);
         data << *summaryOf(side).medianMs << ' '

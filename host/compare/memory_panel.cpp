@@ -12,7 +12,7 @@ namespace {
 
 constexpr double kRoomAbove = 1.1;  // of the largest value
 
-std::string arrowAt(double timeMs, const Side& side) {
+std::string arrowAt(double timeMs, const SideStyle& side) {
     std::ostringstream out;
     out.precision(kDigits);
     out << "set arrow from first " << timeMs << ",graph 0 to first " << timeMs
@@ -20,7 +20,7 @@ std::string arrowAt(double timeMs, const Side& side) {
     return out.str();
 }
 
-void addSeries(PlotList& plots, const Side& side, const std::vector<SeriesPoint>& points,
+void addSeries(PlotList& plots, const SideStyle& side, const std::vector<SeriesPoint>& points,
                const Unit& unit, const std::string& title) {
     if (points.empty()) return;
     const std::string name = std::string("$") + side.name + "_memory";

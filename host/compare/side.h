@@ -5,7 +5,7 @@
 
 namespace host {
 
-struct Side {
+struct SideStyle {
     const char* name;
     const char* colour;
     int dash;
@@ -14,8 +14,8 @@ struct Side {
     double interval;  // height in the panel of dots of the median's interval; dots stand above
 };
 
-constexpr Side kOld{"old", kBlue, 1, 7, 'o', 6};
-constexpr Side kNew{"new", kVermilion, 2, 9, 'n', 1};
+constexpr SideStyle kOld{"old", kBlue, 1, 7, 'o', 6};
+constexpr SideStyle kNew{"new", kVermilion, 2, 9, 'n', 1};
 
 /// What both panels of a comparison are drawn on.
 struct ComparisonPicture {

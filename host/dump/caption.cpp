@@ -20,7 +20,7 @@ std::size_t charactersOf(std::string_view text) {
 }
 
 /// Bytes of the first `characters` of it.
-std::size_t bytesOf(std::string_view text, std::size_t characters) {
+std::size_t lengthOf(std::string_view text, std::size_t characters) {
     std::size_t at = 0;
     for (; at < text.size(); ++at) {
         if (startsCharacter(text[at]) && characters-- == 0) break;
@@ -31,7 +31,7 @@ std::size_t bytesOf(std::string_view text, std::size_t characters) {
 /// Bytes of `text` that a line takes; a word that is longer than a line is cut.
 std::size_t lineBytes(std::string_view text, std::size_t columns) {
     if (charactersOf(text) <= columns) return text.size();
-    const std::size_t most = bytesOf(text, columns);
+    const std::size_t most = lengthOf(text, columns);
     const std::size_t blank = text.rfind(' ', most);
     return blank == std::string_view::npos || blank == 0 ? most : blank;
 }

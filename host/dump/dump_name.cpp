@@ -13,12 +13,12 @@ constexpr std::size_t kLongestPathOnDevice = 127;  // the library cuts the path 
 constexpr std::string_view kDumpEnd = ".csv";
 constexpr std::string_view kDumpMiddle = "_vmrss.";
 constexpr std::string_view kCsv = "csv";
-constexpr std::string_view kDigits = "0123456789";
+constexpr std::string_view kDecimalDigits = "0123456789";
 
 /// Between "_vmrss." and "csv": empty, or a generation with its dot, as "2.".
 bool isGeneration(std::string_view text) {
     if (text.empty()) return true;
-    return text.size() > 1 && text.find_first_not_of(kDigits) == text.size() - 1 &&
+    return text.size() > 1 && text.find_first_not_of(kDecimalDigits) == text.size() - 1 &&
            text.back() == '.';
 }
 

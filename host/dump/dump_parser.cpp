@@ -10,6 +10,7 @@
 #include <charconv>
 
 #include "host/base/exit_code.h"
+#include "host/base/prefix.h"
 #include "host/base/printable.h"
 
 namespace host {
@@ -49,10 +50,6 @@ constexpr PerMetric<Column> kTopColumn{{kVmRssTop, kOomScoreTop, kFdTop}};
 
 using Triple = PerMetric<std::int32_t>;
 using Row = std::array<std::int32_t, kColumnCount>;  // a weight as 1, a missing one as 0
-
-bool startsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
-}
 
 // --- Numbers.
 

@@ -14,7 +14,7 @@
 namespace host {
 namespace {
 
-constexpr int kSchemaVersion = 1;
+constexpr int kExplainSchemaVersion = 1;
 constexpr std::size_t kShownValues = 5;
 constexpr std::size_t kMostCompared = 1000;  // launches; those long ago were of other versions
 
@@ -401,7 +401,7 @@ std::string renderText(const ExplanationReport& report) {
 }
 
 std::string renderJson(const ExplanationReport& report) {
-    return jsonLine({{"schema_version", kSchemaVersion},
+    return jsonLine({{"schema_version", kExplainSchemaVersion},
                      {"package", report.source.package},
                      {"file", report.source.file},
                      {"launch", launchToJson(report.launch)},

@@ -17,7 +17,7 @@
 namespace host {
 namespace {
 
-constexpr std::size_t kQuotedBytes = 200;
+constexpr std::size_t kQuotedComplaint = 200;
 
 [[noreturn]] void fail(const std::string& doing) {
     throw HostError(kEnvironment, "cannot " + doing + ": " + std::strerror(errno));
@@ -75,7 +75,7 @@ std::string runGnuplot(const std::string& script) {
     std::string picture = contentOf(output);
     if (status != 0 || picture.empty()) {
         throw HostError(kEnvironment,
-                        "gnuplot failed: " + printable(contentOf(errors), kQuotedBytes));
+                        "gnuplot failed: " + printable(contentOf(errors), kQuotedComplaint));
     }
     if (picture.front() == '\f') picture.erase(0, 1);  // before a text
     return picture;

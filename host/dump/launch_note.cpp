@@ -12,7 +12,7 @@
 namespace host {
 namespace {
 
-constexpr int kSchemaVersion = 1;
+constexpr int kNoteSchemaVersion = 1;
 constexpr int kHexadecimal = 16;
 
 std::string textOf(std::uint64_t fingerprint) {
@@ -72,7 +72,7 @@ LaunchNote noteOf(const RecordedLaunch& recorded, LaunchNote told, double starte
 }
 
 std::string toJsonLine(const LaunchNote& note) {
-    Json json{{"schema_version", kSchemaVersion},
+    Json json{{"schema_version", kNoteSchemaVersion},
               {"launched_at_unix_ms", note.launchedAtUnixMs},
               {"launch_type", note.kind.type},
               {"launch_subtype", note.kind.subtype},
@@ -89,7 +89,7 @@ std::string toJsonLine(const LaunchNote& note) {
 
 std::optional<LaunchNote> parseNoteLine(std::string_view line) {
     try {
-        const Json object = Json::parse(line);
+        const Json object = parseJson(line);
         LaunchNote note;
         note.launchedAtUnixMs = integerOf<std::int64_t>(object.at("launched_at_unix_ms"));
         note.kind.type = integerOf<std::int32_t>(object.at("launch_type"));

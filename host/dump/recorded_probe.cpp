@@ -14,7 +14,7 @@
 namespace host {
 namespace {
 
-constexpr std::size_t kLongestNote = std::size_t{1} << 16U;  // a minute has 20 kB
+constexpr std::size_t kLongestProbeNote = std::size_t{1} << 16U;  // a minute has 20 kB
 
 bool isOfProbe(const LaunchNote& note) {
     return note.samples == 0 && !note.lookAfterKb.empty() && note.firstSampleSinceStartMs;
@@ -49,7 +49,7 @@ DumpedLaunch recordedProbe(const DumpSource& source) {
         source.isOfState ? openKeptFile(file, O_RDONLY) : openGivenFile(file, kEnvironment);
     std::optional<LaunchNote> last;
     if (opened.isOpen()) {
-        for (LineReader lines(bytesOf(opened.get(), file), kLongestNote); !lines.atEnd();
+        for (LineReader lines(bytesOf(opened.get(), file), kLongestProbeNote); !lines.atEnd();
              lines.skip()) {
             const auto note =
                 lines.peek().isTooLong ? std::nullopt : parseNoteLine(lines.peek().text);

@@ -13,7 +13,7 @@
 namespace host {
 namespace {
 
-constexpr int kSchemaVersion = 1;
+constexpr int kReplaySchemaVersion = 1;
 
 std::string tripleText(const PerMetric<std::int32_t>& triple) {
     std::string text;
@@ -117,7 +117,7 @@ Json toJson(const DumpedLaunch& dumped, const LaunchReplay& launch) {
 
 std::string ReplayReport::start() const {
     if (!mIsJson) return "";
-    std::string open = jsonText({{"schema_version", kSchemaVersion},
+    std::string open = jsonText({{"schema_version", kReplaySchemaVersion},
                                  {"package", mSource.package},
                                  {"file", mSource.file},
                                  {"analysis", kAnalysisBuild},

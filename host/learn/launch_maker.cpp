@@ -28,7 +28,6 @@ constexpr double kNameLookPeriodMs = 100;
 // costs what some samples cost.
 constexpr double kSamplingPeriodMs = 500;
 constexpr double kTreeLookPeriodMs = 5000;
-constexpr double kNameNoteAfterMs = 3000;
 
 // Beyond the longest hunt (about 62 s) and the longest launch (2000 samples,
 // about 62 s) with their share of a loaded machine.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/base/json_text.h"
 #include "host/library/look_after.h"
 
 namespace host {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/base/json_text.h"
+#include "host/base/json_fwd.h"
 #include "host/library/metric.h"
 #include "host/process/process_look.h"
 #include "host/verdict/window_choice.h"

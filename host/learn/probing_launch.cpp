@@ -7,6 +7,7 @@
 
 #include "host/base/interruption.h"
 #include "host/base/steady_clock.h"
+#include "host/library/launch_record.h"
 #include "host/process/process_look.h"
 #include "host/state/history.h"
 
@@ -14,8 +15,6 @@ namespace host {
 namespace {
 
 constexpr double kJudgePeriodMs = 240;  // a judgement takes up to 9 ms
-constexpr double kNameNoteAfterMs = 3000;
-constexpr double kHuntLimitMs = 60'000;  // the library's
 
 }  // namespace
 

@@ -6,12 +6,11 @@
 #include <unistd.h>
 
 #include "host/base/steady_clock.h"
+#include "host/library/metric.h"
 
 namespace host {
 namespace {
 
-constexpr double kHuntLimitMs = 60000;
-constexpr double kSamplePeriodMs = 30;
 constexpr int kBarCells = 24;
 
 const char* phaseText(LaunchPhase phase) {
@@ -37,7 +36,8 @@ double shareDone(const LaunchRecord& record, double phaseTimeMs) {
         case LaunchPhase::kHunting:
             return std::min(1.0, phaseTimeMs / kHuntLimitMs);
         case LaunchPhase::kSampling:
-            return std::min(1.0, phaseTimeMs / (kSamplePeriodMs * record.sampleBudget()));
+            return std::min(
+                1.0, phaseTimeMs / static_cast<double>(kSamplePeriodMs * record.sampleBudget()));
         case LaunchPhase::kConcluding:
         case LaunchPhase::kEnded:
             break;

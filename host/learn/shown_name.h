@@ -52,6 +52,9 @@ private:
     std::string mName;
 };
 
+/// When a person who named what to follow is told that nobody shows it.
+constexpr double kNameNoteAfterMs = 3000;
+
 /// "not found yet: no process shows the name 'app', but 'sh', 'java'".
 std::string notFoundYet(const std::string& wanted, const std::vector<std::string>& shown);
 

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include "host/library/metric.h"
 #include "host/process/proc_file.h"
 
 namespace host {
@@ -11,7 +12,7 @@ namespace {
 // Small, for what is not yet sent when the library stops sampling is lost.
 constexpr std::size_t kBatchSize = 4;
 
-constexpr double kPeriodMs = 30;
+constexpr double kPeriodMs = kSamplePeriodMs;
 
 }  // namespace
 

@@ -9,6 +9,9 @@
 
 namespace host {
 
+/// How long the library looks for a process.
+constexpr double kHuntLimitMs = 60'000;
+
 enum class LaunchPhase { kPending, kHunting, kSampling, kConcluding, kEnded };
 
 /// How the library's work on a launch ended.

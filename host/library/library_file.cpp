@@ -40,8 +40,8 @@ void* load(const std::string& file) {
     if (handle == nullptr) refuse(file, std::string("cannot be loaded: ") + dlerror());
     // A std::string crosses the boundary.
     if (!hadOther && isLoaded(kOtherStandardLibrary))
-        refuse(file, std::string("was built for another C++ standard library, ") +
-                         kOtherStandardLibrary);
+        refuse(file,
+               std::string("was built for another C++ standard library, ") + kOtherStandardLibrary);
     return handle;
 }
 

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "host/base/prefix.h"
+
 namespace host {
 
 /// Views into the text it was parsed from.
@@ -26,10 +28,5 @@ bool isWantedAt(std::uint32_t level, const LogLine& line);
 /// The integer after the last `mark` in `text`, 0 without one: what comes before
 /// it may hold a package's name, which may hold anything.
 std::int32_t integerAfterLast(std::string_view text, std::string_view mark);
-
-/// Inline: most lines are asked for a dozen beginnings between two samples.
-inline bool startsWith(std::string_view text, std::string_view prefix) {
-    return text.substr(0, prefix.size()) == prefix;
-}
 
 }  // namespace host

@@ -10,7 +10,7 @@
 namespace host {
 namespace {
 
-constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kPadding = " \t";
 
 std::string textOf(const char* path) {
     std::ifstream file(path);
@@ -26,8 +26,8 @@ std::string valueOf(std::string_view text, std::string_view name) {
         const std::size_t colon = line.find(':');
         if (colon == std::string_view::npos) continue;
         const std::string_view key = line.substr(0, colon);
-        if (key.substr(0, key.find_last_not_of(kBlanks) + 1) != name) continue;
-        const std::size_t value = line.find_first_not_of(kBlanks, colon + 1);
+        if (key.substr(0, key.find_last_not_of(kPadding) + 1) != name) continue;
+        const std::size_t value = line.find_first_not_of(kPadding, colon + 1);
         return value == std::string_view::npos ? "" : std::string(line.substr(value));
     }
     return "";

@@ -58,7 +58,7 @@ void report(const ChildPlan& plan, Step step, int error) {
     _exit(kEnvironment);
 }
 
-void resetSignals() {
+void resetAllSignals() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGTSTP, SIGTTOU, SIGXFSZ})
         std::signal(signal, SIG_DFL);
     sigset_t none;
@@ -115,7 +115,7 @@ void stampMoment(const ChildPlan& plan) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != plan.parent) _exit(kEnvironment);
     setpgid(0, 0);
-    resetSignals();
+    resetAllSignals();
     umask(plan.umask);
     redirectStreams(plan);
     joinTaskList(plan);

@@ -17,8 +17,8 @@
 namespace host {
 namespace {
 
-constexpr int kLookPeriodMs = 5;
-constexpr double kTermGraceMs = 2000;
+constexpr int kLineLookPeriodMs = 5;
+constexpr double kLineGraceMs = 2000;
 
 /// Made before the fork, after which only async-signal-safe calls are allowed.
 struct ShellPlan {
@@ -50,8 +50,8 @@ int awaitEnd(pid_t shell) {
             kill(-shell, SIGTERM);
             askedToEndMs = steadyMs();
         }
-        if (askedToEndMs > 0 && steadyMs() - askedToEndMs > kTermGraceMs) kill(-shell, SIGKILL);
-        sleepMs(kLookPeriodMs);
+        if (askedToEndMs > 0 && steadyMs() - askedToEndMs > kLineGraceMs) kill(-shell, SIGKILL);
+        sleepMs(kLineLookPeriodMs);
     }
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }

@@ -23,7 +23,7 @@ bool taskExists(pid_t task) {
     return access(("/proc/" + std::to_string(task)).c_str(), F_OK) == 0;
 }
 
-std::string readWhole(int fd) {
+std::string textOf(int fd) {
     std::string text;
     char buffer[4096];
     ssize_t length = 0;
@@ -106,7 +106,7 @@ void TaskListReader::reopen() {
 std::vector<pid_t> TaskListReader::read() {
     if (mIsKernels) reopen();
     errno = 0;
-    const std::string text = readWhole(mFile.get());
+    const std::string text = textOf(mFile.get());
     if (errno != 0) fail("read");
     return parseTaskList(text);
 }
@@ -146,7 +146,7 @@ void TaskListKeeper::keep(const std::vector<pid_t>& own, int lockLimitMs) {
 }
 
 bool TaskListKeeper::rewrite(const std::vector<pid_t>& own) {
-    const std::string oldText = readWhole(mFile.get());
+    const std::string oldText = textOf(mFile.get());
     const std::vector<pid_t> listed = parseTaskList(oldText);
     const std::vector<pid_t> merged = mergeTasks(listed, own, taskExists);
     if (merged == listed) return true;

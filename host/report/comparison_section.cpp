@@ -29,10 +29,6 @@ MeasuredLaunch measuredOf(const DumpedLaunch& launch) {
     return measured;
 }
 
-std::string ms(double value) {
-    return std::to_string(std::lround(value)) + " ms";
-}
-
 std::vector<std::string> rowOf(const std::string& title, const MeasurementSummary& summary) {
     const auto [smallest, largest] =
         std::minmax_element(summary.settledMs.begin(), summary.settledMs.end());
@@ -43,13 +39,14 @@ std::vector<std::string> rowOf(const std::string& title, const MeasurementSummar
     return {title,
             std::to_string(summary.settledMs.size()) + " of " +
                 std::to_string(summary.measurement->launches.size()),
-            ms(*summary.medianMs),
-            interval ? ms(interval->low) + " to " + ms(interval->high) : "-",
-            ms(*smallest) + " to " + ms(*largest),
+            msHtml(*summary.medianMs),
+            interval ? msHtml(interval->low) + " to " + msHtml(interval->high) : "-",
+            msHtml(*smallest) + " to " + msHtml(*largest),
             doubted.empty() ? "none" : doubted};
 }
 
-std::string asHtml(const Comparison& comparison, const Side& older, const Side& newer) {
+std::string asHtml(const Comparison& comparison, const ReportedSide& older,
+                   const ReportedSide& newer) {
     std::string html = "<p><strong>" + htmlText(newer.recording.title) + " against " +
                        htmlText(older.recording.title) + ": " + htmlText(findingText(comparison)) +
                        ".</strong></p>\n";
@@ -79,7 +76,7 @@ Measurement measurementOf(const Recording& recording, const ReportedLaunches& la
     return measurement;
 }
 
-std::string comparisonSection(const Side& older, const Side& newer) {
+std::string comparisonSection(const ReportedSide& older, const ReportedSide& newer) {
     const Measurement before = measurementOf(older.recording, older.launches);
     const Measurement after = measurementOf(newer.recording, newer.launches);
     try {

@@ -11,12 +11,12 @@ namespace host {
 Measurement measurementOf(const Recording& recording, const ReportedLaunches& launches);
 
 /// A recording, and what a report shows of it.
-struct Side {
+struct ReportedSide {
     const Recording& recording;
     const ReportedLaunches& launches;
 };
 
 /// As a page has it. Where there is nothing to compare it says so.
-std::string comparisonSection(const Side& older, const Side& newer);
+std::string comparisonSection(const ReportedSide& older, const ReportedSide& newer);
 
 }  // namespace host

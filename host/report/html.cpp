@@ -1,6 +1,8 @@
 // Text in a page.
 #include "host/report/html.h"
 
+#include <cmath>
+
 #include "host/base/printable.h"
 
 namespace host {
@@ -39,6 +41,10 @@ std::string escaped(const std::string& text) {
 
 std::string htmlText(const std::string& text) {
     return escaped(printable(text));
+}
+
+std::string msHtml(double ms) {
+    return std::to_string(std::lround(ms)) + " ms";
 }
 
 std::string tableHtml(const TextTable& table, const std::vector<std::string>& links) {

@@ -32,10 +32,6 @@ std::string launchesText(std::size_t count) {
     return counted(count, "launch", "launches");
 }
 
-std::string ms(double value) {
-    return std::to_string(std::lround(value)) + " ms";
-}
-
 /// With the zone, for whoever reads it elsewhere.
 std::string timeText(std::int64_t unixMs) {
     const auto seconds = static_cast<std::time_t>(unixMs / 1000);
@@ -52,9 +48,9 @@ std::string summarySentence(const ReportedLaunches& launches) {
     if (launches.doubted > 0) text += ", " + std::to_string(launches.doubted) + " of them doubted";
     if (!launches.sinceStartMs.empty()) {
         const Spread spread = spreadOf(launches.sinceStartMs);
-        text += "; since the start " + ms(spread.medianMs) + " in the median";
+        text += "; since the start " + msHtml(spread.medianMs) + " in the median";
         if (launches.sinceStartMs.size() > 1)
-            text += ", " + ms(spread.smallestMs) + " to " + ms(spread.largestMs);
+            text += ", " + msHtml(spread.smallestMs) + " to " + msHtml(spread.largestMs);
     }
     text += ".";
     if (launches.launches.size() < launches.inAll)
@@ -151,7 +147,7 @@ void ReportPage::add(const Recording& recording, const ReportedLaunches& launche
     const bool hasTimes = !launches.sinceStartMs.empty();
     mRecorded.push_back({recording.title, std::to_string(launches.inAll),
                          std::to_string(launches.settled), std::to_string(launches.doubted),
-                         hasTimes ? ms(spreadOf(launches.sinceStartMs).medianMs) : "-"});
+                         hasTimes ? msHtml(spreadOf(launches.sinceStartMs).medianMs) : "-"});
     mLinks.push_back(nextId());
     mSections += "<section id='" + mLinks.back() + "'>\n<h2>" + htmlText(recording.title) +
                  "</h2>\n" + paragraph(summarySentence(launches));

@@ -263,7 +263,7 @@ Measurement measurementIn(const Json& json, Place& place, const std::string& whe
 /// A cut file is fine as far as it goes; elsewhere a byte is at fault.
 Json parsed(std::string_view text, const Place& place) {
     try {
-        return Json::parse(text);
+        return parseJson(text);
     } catch (const Json::parse_error& error) {
         if (error.byte > text.size())
             place.refuse("is cut off, or no results file of orvo-host measure");

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/base/json_text.h"
+#include "host/base/json_fwd.h"
 #include "host/results/measurement.h"
 
 namespace host {

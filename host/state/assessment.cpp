@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "host/base/json_text.h"
 #include "host/base/printable.h"
 #include "host/verdict/verdict_text.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "host/base/json_text.h"
+#include "host/base/json_fwd.h"
 
 namespace host {
 

@@ -144,7 +144,7 @@ Generations Generations::parse(std::string_view text) {
     Generations result;
     while (!text.empty()) {
         const std::size_t length = std::min(text.find('\n'), text.size());
-        const Json object = Json::parse(text.substr(0, length));
+        const Json object = parseJson(text.substr(0, length));
         result.put(object.at("package").get<std::string>(), parseGeneration(object));
         text.remove_prefix(std::min(length + 1, text.size()));
     }

@@ -15,7 +15,7 @@
 namespace host {
 namespace {
 
-constexpr int kSchemaVersion = 1;
+constexpr int kHistorySchemaVersion = 1;
 constexpr std::size_t kLongestLine = std::size_t{1} << 16U;  // a name's 255 bytes make 2 KiB
 
 std::optional<std::int32_t> timeAt(const Json& object, const char* name) {
@@ -89,11 +89,11 @@ void addFile(HistoryContents& contents, const std::string& path) {
 }  // namespace
 
 std::string asUtf8(const std::string& name) {
-    return Json::parse(jsonLine(name)).get<std::string>();
+    return parseJson(jsonLine(name)).get<std::string>();
 }
 
 std::string toJsonLine(const LaunchEntry& entry) {
-    Json json{{"schema_version", kSchemaVersion},
+    Json json{{"schema_version", kHistorySchemaVersion},
               {"launched_at_unix_ms", entry.launchedAtUnixMs},
               {"source", entry.source},
               {"package", entry.package},
@@ -110,7 +110,7 @@ std::string toJsonLine(const LaunchEntry& entry) {
 
 std::optional<LaunchEntry> parseHistoryLine(std::string_view line) {
     try {
-        const Json object = Json::parse(line);
+        const Json object = parseJson(line);
         LaunchEntry entry;
         entry.launchedAtUnixMs = integerOf<std::int64_t>(object.at("launched_at_unix_ms"));
         entry.source = object.at("source").get<std::string>();

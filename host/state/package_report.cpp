@@ -14,7 +14,7 @@
 namespace host {
 namespace {
 
-constexpr int kSchemaVersion = 1;
+constexpr int kShowSchemaVersion = 1;
 
 int samplesNeeded(const StoredPackage& package) {
     return std::max(0, kLaunchesToLearn - static_cast<int>(package.launchEndpointsMs.size()));
@@ -144,7 +144,7 @@ std::string csvRow(Json row, bool isForTerminal) {
             row[name] = printable(row[name].get<std::string>());
     }
     if (row["doubts"].is_array() && row["doubts"].empty()) row["doubts"] = "none";
-    std::string text = std::to_string(kSchemaVersion);
+    std::string text = std::to_string(kShowSchemaVersion);
     for (const Json& value : row)
         text += ',' + csvField(value);
     return text + '\n';
@@ -196,7 +196,7 @@ std::string renderJson(const std::vector<StoredPackage>& packages, const History
         const Generation newest = generations.newestOf(package.name);
         list.push_back(toJson(package, history.of(package.name, newest.number), newest));
     }
-    return jsonLine({{"schema_version", kSchemaVersion}, {"packages", list}});
+    return jsonLine({{"schema_version", kShowSchemaVersion}, {"packages", list}});
 }
 
 std::string renderCsv(const std::vector<StoredPackage>& packages, const HistoryContents& history,
@@ -233,7 +233,7 @@ std::string renderJson(const std::vector<GenerationRow>& rows) {
     Json list = Json::array();
     for (const GenerationRow& row : rows)
         list.push_back(toJson(row));
-    return jsonLine({{"schema_version", kSchemaVersion}, {"generations", list}});
+    return jsonLine({{"schema_version", kShowSchemaVersion}, {"generations", list}});
 }
 
 std::string renderCsv(const std::vector<GenerationRow>& rows, bool isForTerminal) {

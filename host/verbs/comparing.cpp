@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "host/base/exit_code.h"
+#include "host/base/json_text.h"
 #include "host/base/printable.h"
 #include "host/base/replaced_file.h"
 #include "host/base/standard_streams.h"

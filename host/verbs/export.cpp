@@ -11,8 +11,6 @@
 namespace host {
 namespace {
 
-constexpr std::size_t kPrintedAtOnce = std::size_t{1} << 16U;
-
 struct ExportArguments {
     std::string source;
     std::string generation;  // empty: the newest

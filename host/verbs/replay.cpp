@@ -14,8 +14,6 @@
 namespace host {
 namespace {
 
-constexpr std::size_t kPrintedAtOnce = std::size_t{1} << 16U;
-
 struct ReplayArguments {
     std::string source;
     std::string generation;  // empty: the newest

@@ -180,11 +180,11 @@ TEST_F(StoreFaultsTest, NamesOfEveryByteAndLengthStayApart) {
 
 // Hosts killed at random moments, from their start on, and what they leave.
 
-constexpr int kPackages = 4;
+constexpr int kKilledPackages = 4;
 constexpr std::int32_t kErasedAt = 500;  // the launch event that starts a package anew
 
 std::string packageName(std::uint32_t number) {
-    return "app." + std::to_string(number % kPackages);
+    return "app." + std::to_string(number % kKilledPackages);
 }
 
 /// What the learning thread writes for packages that are learned, over and over.
@@ -246,10 +246,10 @@ TEST_F(KilledHostTest, LosesNoCountedLaunchAndLeavesNoHalfWrittenRow) {
         total += launches;
         if (total == 0) continue;  // there may be no database yet
         Counts counts = launchCounts();
-        for (std::uint32_t i = 0; i < kPackages; ++i) {
+        for (std::uint32_t i = 0; i < kKilledPackages; ++i) {
             const std::string app = packageName(i);
             // The launch under way when it was killed may have been counted.
-            const std::int32_t surplus = i == launches % kPackages ? 1 : 0;
+            const std::int32_t surplus = i == launches % kKilledPackages ? 1 : 0;
             const std::int32_t gained =
                 (counts[app] - expected[app] % kErasedAt + kErasedAt) % kErasedAt;
             ASSERT_LE(gained, surplus) << app << " has " << counts[app];

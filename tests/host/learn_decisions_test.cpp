@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "host/base/exit_code.h"
+#include "host/base/json_text.h"
 #include "host/learn/learn_advice.h"
 #include "host/learn/shown_name.h"
 #include "host/learn/tree_growth.h"
@@ -19,7 +20,7 @@ using testing::IsEmpty;
 using testing::StartsWith;
 using Tree = std::vector<ProcessLook>;
 
-const std::vector<std::string> kSettled;
+const std::vector<std::string> kUndoubted;
 constexpr pid_t kHost = 1;
 constexpr double kNever = 1e9;
 
@@ -201,7 +202,7 @@ TEST(LearnReportTest, ALaunchTellsItsTimeSinceTheStartItsDoubtsAndTheSecondOpini
     report.package = "p";
     report.finalEndpointMs = 300;
     report.launches = {doubtedResult()};
-    report.inheritance = inheritedFrom({report.launches[0].assessment, {400, kSettled, {}, {}}});
+    report.inheritance = inheritedFrom({report.launches[0].assessment, {400, kUndoubted, {}, {}}});
     EXPECT_EQ(renderText(report),
               "p: final endpoint 300 ms after the first look (455 ms after the start); doubted: "
               "decided at a rest (1 of 2 launches); learn it anew with --window extended "

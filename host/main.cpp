@@ -1,5 +1,4 @@
 // orvo-host: plays the host's part for the library, on a developer's machine.
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
 #include <unistd.h>
@@ -16,9 +15,7 @@ namespace {
 int run(const std::vector<std::string>& program) {
     arriveInDeviceRoot();
     Invocation invocation(program);
-    CLI::App app("Learns how long programs take to settle after launch.", "orvo-host");
-    describe(app, invocation);
-    const std::optional<int> answered = parse(app, invocation.arguments);
+    const std::optional<int> answered = parse(invocation);
     if (answered) return *answered;
     if (!invocation.verb) throw HostError(kUsage, "a verb is missing; see orvo-host --help");
     return invocation.verb();

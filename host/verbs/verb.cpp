@@ -89,6 +89,12 @@ void describe(CLI::App& app, Invocation& invocation) {
     addReportVerb(app, invocation);
 }
 
+std::optional<int> parse(Invocation& invocation) {
+    CLI::App app("Learns how long programs take to settle after launch.", "orvo-host");
+    describe(app, invocation);
+    return parse(app, invocation.arguments);
+}
+
 VerbOption& VerbOption::isRequired() {
     mOption->required();
     return *this;

@@ -50,6 +50,10 @@ struct Invocation {
 /// Makes `app` the parser of orvo-host's arguments.
 void describe(CLI::App& app, Invocation& invocation);
 
+/// Parses the invocation's arguments and sets its verb. Returns an exit code when the
+/// answer (help, version) has been printed. Throws HostError, kUsage.
+std::optional<int> parse(Invocation& invocation);
+
 // Each adds its verb to `app`. The invocation must outlive the verb.
 void addLearnVerb(CLI::App& app, Invocation& invocation);
 void addWatchVerb(CLI::App& app, Invocation& invocation);

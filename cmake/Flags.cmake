@@ -10,6 +10,13 @@ option(ORVO_HARDENED_LOCKING
 option(ORVO_FUZZERS "Build the fuzz targets (clang only; scripts/fuzz runs them)" OFF)
 option(ORVO_BENCHMARKS "Build the benchmarks (scripts/bench runs them)" OFF)
 
+# What was compiled before is not compiled again, where ccache is installed.
+find_program(CCACHE ccache)
+mark_as_advanced(CCACHE)
+if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
 add_library(orvo-headers INTERFACE)
 target_include_directories(orvo-headers INTERFACE ${PROJECT_SOURCE_DIR})
 # Changes the types of members, so whoever includes the headers must agree.

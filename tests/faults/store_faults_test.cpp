@@ -41,7 +41,11 @@ protected:
     }
 };
 
+constexpr std::uintmax_t kSmallDisk = 64 << 20;  // and its own has a quarter of that
+
 TEST_F(StoreFaultsTest, FullDiskLosesTheLaunchesOfThatTimeAlone) {
+    ASSERT_LT(fs::space(ORVO_SMALL_DISK).capacity, kSmallDisk)
+        << "that would fill a disk of others; ctest mounts a small one";
     const std::string filler = mFolder / "filler";
     store({{"a", 3}});
     inHost([&](LogCapture& log) {

@@ -46,15 +46,17 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
 
     host::PackageLocks locks(mState + "/packages.lock");
     ASSERT_TRUE(locks.take(mPackage + ".learned"));
-    EXPECT_EQ(host({"join", mPackage + ".learned", "--", "/bin/sleep", "0.5"}), 0);
+    Program taken(hostWords({"join", mPackage + ".learned", "--", "/bin/sleep", "60"}));
     EXPECT_TRUE(
         eventually([&] { return watch.out().find("in use elsewhere") != std::string::npos; }));
     EXPECT_THAT(watch.err(), HasSubstr("process " + std::to_string(getpid())));
+    taken.signal(SIGTERM);
+    taken.wait();
 
     Program last(hostWords({"join", mPackage + ".last", "--", ORVO_SAMPLE_APP}));
-    const std::string taken = "Start Learning appName:" + mPackage + ".last";
+    const std::string begun = "Start Learning appName:" + mPackage + ".last";
     ASSERT_TRUE(eventually(
-        [&] { return contentOf(mState + "/orvo.log").find(taken) != std::string::npos; }));
+        [&] { return contentOf(mState + "/orvo.log").find(begun) != std::string::npos; }));
     watch.signal(SIGTERM);
     EXPECT_EQ(watch.wait(), 0);
     app.signal(SIGTERM);

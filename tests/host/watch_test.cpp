@@ -4,7 +4,10 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/wait.h>
 
+#include "host/process/joined_command.h"
 #include "host/state/package_lock.h"
 #include "tests/host/program.h"
 
@@ -77,6 +80,30 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
                             R"("doubts":\["at_rest"\],"second_opinion_ms":[1-9][0-9][0-9][0-9],)"),
               HasSubstr(mPackage + ".last" + kind +
                         R"(2,"outcome":"interrupted","endpoint_ms":null)")));
+}
+
+// Joins from a process of its own; returns that one's exit code, 128 + N when signal
+// N ended it.
+int codeOfJoined(const host::CommandLine& command, const std::string& list, void (*beforeFork)(),
+                 void (*inChild)()) {
+    const pid_t joiner = fork();
+    if (joiner == 0) {
+        alarm(10);  // for a fault leaves it waiting
+        pthread_atfork(beforeFork, nullptr, inChild);
+        _exit(host::runJoined(command, list));
+    }
+    int status = 0;
+    waitpid(joiner, &status, 0);
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+TEST_F(WatchTest, TermThatComesWhileTheCommandIsBeingStartedEndsIt) {
+    const std::string list = mFolder / "tasks";
+    std::ofstream(list).flush();
+    const host::CommandLine command{"/bin/sleep", {"sleep", "60"}};
+    const auto term = [] { raise(SIGTERM); };
+    EXPECT_EQ(codeOfJoined(command, list, term, nullptr), 128 + SIGTERM) << "to the one that joins";
+    EXPECT_EQ(codeOfJoined(command, list, nullptr, term), 128 + SIGTERM) << "to its new child";
 }
 
 // A descriptor held on the kernel's list shows the tasks of its first read.

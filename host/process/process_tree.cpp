@@ -31,6 +31,10 @@ namespace {
 // From the parent, the 4th, to the moment of the start, the 22nd.
 constexpr int kFieldsToStart = 18;
 
+// Of one update, which ends even with a program that detaches over and over. A look
+// takes about a millisecond.
+constexpr int kMostLooks = 100;
+
 std::uint64_t startTicksFrom(const char* parent, const char* end) {
     const char* field = parent;
     for (int i = 0; i < kFieldsToStart; ++i) {
@@ -90,7 +94,18 @@ ProcessTree::ProcessTree() : mSelf(getpid()), mForeign(numbersIn("/proc")) {
     mForeign.erase(mSelf);
 }
 
+// The last one that ended while we looked may have left a child that came behind us:
+// it is seen at another look, for nobody reaps the ended one meanwhile.
 void ProcessTree::update() {
+    std::set<pid_t> ended;
+    for (int looks = 0; looks < kMostLooks; ++looks) {
+        const std::size_t endedBefore = ended.size();
+        look(ended);
+        if (!mOwn.empty() || ended.size() == endedBefore) return;
+    }
+}
+
+void ProcessTree::look(std::set<pid_t>& ended) {
     const std::set<pid_t> present = numbersIn("/proc");
     keepOnly(mForeign, present);
     keepOnly(mOwn, present);
@@ -106,7 +121,9 @@ void ProcessTree::update() {
     }
     for (auto it = mOwn.begin(); it != mOwn.end();) {
         const std::optional<ProcessStat> stat = readProcessStat(*it);
-        it = !stat || stat->hasExited() ? mOwn.erase(it) : std::next(it);
+        const bool isGone = !stat || stat->hasExited();
+        if (isGone) ended.insert(*it);
+        it = isGone ? mOwn.erase(it) : std::next(it);
     }
 }
 

@@ -60,6 +60,7 @@ public:
 
 private:
     bool isOwn(pid_t parent) const { return parent == mSelf || mOwn.count(parent) > 0; }
+    void look(std::set<pid_t>& ended);
     bool adopt(std::set<pid_t>& fresh);
 
     const pid_t mSelf;

@@ -138,7 +138,7 @@ TEST_F(LearnTest, GenerationThatWasCutShortIsBegunByTheNextThatHasThePackage) {
 
 // As long again behind the window as the library looked; the launch settles there.
 TEST_F(LearnTest, GrowthBehindTheWindowIsSeenDoubtedAndAFailureOnlyWhereThatIsAskedFor) {
-    const Words grows{"--steps", "12", "--step-ms", "130"};
+    const Words grows{"--steps", "6", "--step-ms", "300"};
     const Words once{"--launches", "1", "--json", "--strict", "--dump"};
     EXPECT_EQ(host(learnSample(once, grows)), 4) << mOut << mErr;
     const json launch = json::parse(mOut)["launches"].at(0);

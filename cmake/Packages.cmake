@@ -22,10 +22,10 @@ foreach(package ${packages})
         DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME ${package})
 endforeach()
 
-install_for(zorv-orvo-dev FILES docs/embedding.md
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/zorv-orvo-dev)
-
 # Side by side as here, for their links.
+install_for(zorv-orvo-dev FILES README.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/zorv-orvo-dev)
+install_for(zorv-orvo-dev FILES docs/embedding.md
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/zorv-orvo-dev/docs)
 file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.sql docs/*.service)
 file(CREATE_LINK ../../../orvo/schemas ${made}/schemas SYMBOLIC)
 install_for(orvo-host FILES README.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/orvo-host)

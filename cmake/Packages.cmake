@@ -26,7 +26,7 @@ endforeach()
 install_for(zorv-orvo-dev FILES README.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/zorv-orvo-dev)
 install_for(zorv-orvo-dev FILES docs/embedding.md
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/zorv-orvo-dev/docs)
-file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.sql docs/*.service)
+file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.png docs/*.sql docs/*.service)
 file(CREATE_LINK ../../../orvo/schemas ${made}/schemas SYMBOLIC)
 install_for(orvo-host FILES README.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/orvo-host)
 install_for(orvo-host FILES ${documents} ${made}/schemas

@@ -49,8 +49,8 @@ void LaunchRecord::takeError(const LogLine& line) {
     if (line.tag != log::kLearnerTag) return;
     if (startsWith(line.message, log::kNoProcess)) {
         concludeWith(LaunchEnding::kNotFound);
-    } else if (line.function == "statsCollector" && (startsWith(line.message, log::kException) ||
-                                                     line.message == log::kUnknownException)) {
+    } else if (line.function == log::kLoopFunction && (startsWith(line.message, log::kException) ||
+                                                       line.message == log::kUnknownException)) {
         concludeWith(LaunchEnding::kFaulted);
     }
 }
@@ -80,7 +80,7 @@ void LaunchRecord::takeProgress(const LogLine& line) {
     } else if (startsWith(message, log::kAborted)) {
         concludeWith(LaunchEnding::kAborted);
     } else if (startsWith(message, log::kLearned)) {
-        mEndpointMs = integerAfterLast(message, " = ");
+        mEndpointMs = integerAfterLast(message, log::kEndpointStart);
         concludeWith(LaunchEnding::kEndpoint);
     } else if (startsWith(message, log::kUndecided)) {
         concludeWith(LaunchEnding::kUndecided);

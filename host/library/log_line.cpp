@@ -17,29 +17,15 @@ constexpr std::uint32_t kDetailLevel = 4;
 // What the library writes at its milestones' level although it comes with every
 // data point or look, and would be nearly all of a log: functions whose debug
 // lines do so, and messages.
-constexpr std::string_view kDetailFunctions[] = {
-    "accessDataPtAge",
-    "topFrequentElem",
-    "getYoungest",
-    "exportToFile",
-};
-constexpr std::string_view kFrequentMessages[] = {
-    "FD info ",
-    "getPid in loop for ",
-};
+constexpr std::string_view kDetailFunctions[] = {log::kAgeFunction, log::kRankFunction,
+                                                 log::kYoungestFunction, log::kDumpFunction};
+constexpr std::string_view kFrequentMessages[] = {log::kFdCount, log::kHuntingOn};
 
 // Debug lines of the learner and the entry functions that are details to the
 // library too.
 constexpr std::string_view kDetailMessages[] = {
-    "Waiting for Launch Event...",
-    "nread=",
-    "Process total rss",
-    "Found sample for ",
-    "waking up learning thread",
-    "Stopping learning",
-    "Erased Learning for ",
-    "setData appName:",
-    "sample for ",
+    log::kWaiting,  log::kScoreRead, log::kMemory,      log::kStoredSample, log::kWakingThread,
+    log::kStopping, log::kErased,    log::kCountsTaken, log::kSampleAsked,
 };
 
 std::uint32_t gateOf(const LogLine& line) {

@@ -13,10 +13,10 @@ void SeriesRecorder::take(const LogLine& line, double nowMs) {
     mNowMs = nowMs;
     if (startsWith(line.message, log::kMemory)) {
         takeSample(Metric::kVmRss, integerAfterLast(line.message, log::kMemory), 1);
-    } else if (line.function == "getProcessOMMScore") {
+    } else if (line.function == log::kScoreFunction) {
         takeSample(Metric::kOomScore, integerAfterLast(line.message, log::kOomScore), 1);
     } else if (startsWith(line.message, log::kFdCount)) {
-        takeSample(Metric::kFdCount, integerAfterLast(line.message, "["), INT32_MIN);
+        takeSample(Metric::kFdCount, integerAfterLast(line.message, log::kFdCountStart), INT32_MIN);
     } else {
         takeStep(line);
     }
@@ -30,7 +30,7 @@ void SeriesRecorder::takeStep(const LogLine& line) {
     if (startsWith(message, log::kTaken)) {
         mLaunch = {};
         mUnderway.reset();
-    } else if (line.function == "clearAll" && message == log::kCleared) {
+    } else if (line.function == log::kClearFunction && message == log::kCleared) {
         mLaunch.series = {};
         mLaunch.sampledAtMs.clear();
     } else if (startsWith(message, log::kFoundProcess)) {
@@ -38,14 +38,14 @@ void SeriesRecorder::takeStep(const LogLine& line) {
     } else if (startsWith(message, log::kSampleBudget)) {
         mLaunch.sampleBudget =
             static_cast<std::size_t>(integerAfterLast(message, log::kSampleBudget));
-    } else if (line.function == "calculateEndp") {
+    } else if (line.function == log::kEndpointFunction) {
         takeEndpoint(message);
     } else if (startsWith(message, log::kFinalEndpoint)) {
         mLaunch.finalIndex = integerAfterLast(message, log::kFinalEndpoint);
     } else if (startsWith(message, log::kEvaluation)) {
         mUnderway = lengths();
         mLaunch.memoryEndpoints.resize(mLaunch.evaluations.size());
-    } else if (line.function == "exportToFile" && mUnderway) {
+    } else if (line.function == log::kDumpFunction && mUnderway) {
         mLaunch.evaluations.push_back(*mUnderway);
         mUnderway.reset();
     } else if (startsWith(message, log::kAborted)) {

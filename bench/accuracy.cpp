@@ -11,11 +11,12 @@
 #include <vector>
 
 #include "bench/change_points.h"
-#include "bench/learner_peer.h"
 #include "bench/recording.h"
 #include "bench/series.h"
+#include "host/dump/analysis.h"
 #include "host/verdict/verdict.h"
 #include "host/verdict/verdict_text.h"
+#include "learner/launch_type.h"
 
 namespace {
 
@@ -40,12 +41,14 @@ struct Analysis {
 };
 
 Analysis analyse(const LaunchSeries& series) {
-    static OrvoLearnerPeer peer;
-    const std::size_t samples = series.vmRssKb.size();
+    const std::size_t samples = series[Metric::kVmRss].size();
     // The message that gives a launch a window of this length.
-    peer.setLaunch(samples > 100 ? kLongLaunchType : 1, samples == 100 ? 1 : 0);
-    const std::int32_t endpoint = peer.replay(series);
-    return {endpoint < 1 ? Answer() : Answer(endpoint), peer.samplesSeen()};
+    const std::int32_t type = samples > 100 ? kLongLaunchType : 1;
+    const std::vector<host::SeriesLengths> seen = host::evaluationsOf(series, type);
+    const auto results =
+        host::Analysis(type, samples == 100 ? 1 : 0).evaluateUntilDecided(series, seen);
+    const auto& endpoint = results.back().finalIndex;
+    return {endpoint ? Answer(*endpoint) : Answer(), seen[results.size() - 1][Metric::kVmRss]};
 }
 
 Answer analysed(const LaunchSeries& series) {
@@ -54,7 +57,7 @@ Answer analysed(const LaunchSeries& series) {
 
 /// As in a default build, where descriptor counts never reach the analysis.
 Analysis analyseByDefault(LaunchSeries series) {
-    series.fdCount.clear();
+    series[Metric::kFdCount].clear();
     return analyse(series);
 }
 
@@ -65,7 +68,7 @@ Answer analysedByDefault(const LaunchSeries& series) {
 // --- What would be used instead; all look at the memory alone.
 
 Answer lastSegment(const LaunchSeries& series) {
-    const std::vector<std::int32_t>& values = series.vmRssKb;
+    const std::vector<std::int32_t>& values = series[Metric::kVmRss];
     const std::vector<std::size_t> changes = pelt(values, bicPenalty(values));
     return changes.empty() ? 0.0 : static_cast<double>(changes.back());
 }
@@ -73,7 +76,7 @@ Answer lastSegment(const LaunchSeries& series) {
 /// The first third of a second within which the memory moves by 1 % at most.
 Answer quietWindow(const LaunchSeries& series) {
     constexpr std::ptrdiff_t kWindow = 11;
-    const std::vector<std::int32_t>& values = series.vmRssKb;
+    const std::vector<std::int32_t>& values = series[Metric::kVmRss];
     for (auto from = values.begin(); values.end() - from >= kWindow; ++from) {
         const auto [low, high] = std::minmax_element(from, from + kWindow);
         if (*high - *low <= *from / 100) return static_cast<double>(from - values.begin());
@@ -88,7 +91,7 @@ const std::vector<Method>& methods() {
         {"first sample", [](const LaunchSeries&) { return Answer(0.0); }},
         {"last sample",
          [](const LaunchSeries& series) {
-             return Answer(static_cast<double>(series.vmRssKb.size() - 1));
+             return Answer(static_cast<double>(series[Metric::kVmRss].size() - 1));
          }},
         {"never", [](const LaunchSeries&) { return Answer(); }},
         {"PELT, last segment", lastSegment},
@@ -109,7 +112,7 @@ struct Score {
         ++launches;
         if (!answer) return;
         ++decided;
-        const double error = (*answer - settledAt) * OrvoLearnerPeer::kPeriodMs;
+        const double error = (*answer - settledAt) * host::kSamplePeriodMs;
         errorMs += std::fabs(error);
         signedMs += error;
     }
@@ -167,13 +170,13 @@ void printRow(const std::string& name, const std::vector<LabelledLaunch>& launch
 using Memory = std::vector<std::int32_t>;
 
 Memory wholeMemory(const LabelledLaunch& launch) {
-    Memory memory = launch.series.vmRssKb;
+    Memory memory = launch.series[Metric::kVmRss];
     memory.insert(memory.end(), launch.laterRssKb.begin(), launch.laterRssKb.end());
     return memory;
 }
 
 Answer lastSegmentOf(const Memory& memory) {
-    return lastSegment({memory, {}, {}});
+    return lastSegment({{memory, {}, {}}});
 }
 
 std::size_t streakOf(std::size_t window) {
@@ -228,7 +231,7 @@ const std::vector<LookAfter>& looksAfter(std::size_t window) {
 host::Verdict verdictOn(const LabelledLaunch& launch, const Analysis& analysis,
                         const LookAfter& look) {
     host::SeenLaunch seen;
-    seen.window = launch.series.vmRssKb.size();
+    seen.window = launch.series[Metric::kVmRss].size();
     seen.seen = analysis.samplesSeen;
     seen.streak = streakOf(seen.window);
     seen.memoryKb = wholeMemory(launch);
@@ -265,8 +268,9 @@ Doubts doubtsOf(const std::vector<LabelledLaunch>& launches, const LookAfter& lo
     for (const LabelledLaunch& launch : launches) {
         const Analysis analysis = analyseByDefault(launch.series);
         if (!analysis.endpoint) continue;
-        doubts.add(isWrong(analysis.endpoint, launch.settledAt, launch.series.vmRssKb.size()),
-                   !verdictOn(launch, analysis, look).isSettled());
+        doubts.add(
+            isWrong(analysis.endpoint, launch.settledAt, launch.series[Metric::kVmRss].size()),
+            !verdictOn(launch, analysis, look).isSettled());
     }
     return doubts;
 }
@@ -330,7 +334,7 @@ std::string wordsOf(const host::Verdict& verdict) {
 std::string labelOf(const LabelledLaunch& launch) {
     if (!std::isfinite(launch.settledAt)) return "never settles";
     return "settled at " +
-           std::to_string(static_cast<int>(launch.settledAt) * OrvoLearnerPeer::kPeriodMs) + " ms";
+           std::to_string(static_cast<int>(launch.settledAt) * host::kSamplePeriodMs) + " ms";
 }
 
 void printRecordedDoubts(const std::vector<LabelledLaunch>& launches) {
@@ -338,7 +342,7 @@ void printRecordedDoubts(const std::vector<LabelledLaunch>& launches) {
         "\n| recorded from a real program | its own word | endpoint | | verdict | with what "
         "was recorded behind | second opinion |\n|---|---|---|---|---|---|---|\n");
     for (const LabelledLaunch& launch : launches) {
-        const std::size_t window = launch.series.vmRssKb.size();
+        const std::size_t window = launch.series[Metric::kVmRss].size();
         const Analysis analysis = analyseByDefault(launch.series);
         const host::Verdict without = verdictOn(launch, analysis, looksAfter(window).front());
         const host::Verdict with = verdictOn(launch, analysis, looksAfter(window).back());
@@ -373,8 +377,8 @@ std::vector<std::vector<LabelledLaunch>> simulated(std::size_t window, std::uint
 void printRecorded(const std::vector<LabelledLaunch>& launches) {
     printHead("recorded from a real program");
     for (const LabelledLaunch& launch : launches)
-        printRow(launch.name + ", " + std::to_string(launch.series.vmRssKb.size()) + " samples, " +
-                     labelOf(launch),
+        printRow(launch.name + ", " + std::to_string(launch.series[Metric::kVmRss].size()) +
+                     " samples, " + labelOf(launch),
                  {launch});
 }
 

@@ -7,9 +7,9 @@
 #include <optional>
 #include <vector>
 
-#include "bench/learner_peer.h"
 #include "bench/series.h"
 #include "host/compare/comparison.h"
+#include "host/dump/analysis.h"
 #include "host/statistics/median.h"
 #include "host/verdict/second_opinion.h"
 
@@ -21,7 +21,7 @@ constexpr int kSessions = 1000;  // a kind
 constexpr int kRuns = 20;        // of each of the two
 constexpr int kRunsForTruth = 300;
 constexpr std::size_t kSamples = 100;
-constexpr std::int32_t kPeriodMs = OrvoLearnerPeer::kPeriodMs;
+constexpr std::int32_t kPeriodMs = host::kSamplePeriodMs;
 constexpr double kFirstLookMs = 200;
 constexpr double kSlower = 1.1;
 constexpr double kGatePercent = 5;
@@ -35,11 +35,13 @@ constexpr LaunchKind kKinds[] = {
 
 std::int32_t endpointOf(const std::vector<std::int32_t>& memoryKb) {
     LaunchSeries series;
-    series.vmRssKb = memoryKb;
-    series.oomScore.assign(memoryKb.size(), 667);
-    static OrvoLearnerPeer peer;
-    peer.setLaunch(1, 1);
-    return peer.replay(series);
+    series[Metric::kVmRss] = memoryKb;
+    series[Metric::kOomScore].assign(memoryKb.size(), 667);
+    constexpr std::int32_t kType = 1;
+    return host::Analysis(kType, 1)
+        .evaluateUntilDecided(series, host::evaluationsOf(series, kType))
+        .back()
+        .finalIndex.value_or(0);
 }
 
 std::int32_t opinionOn(const std::vector<std::int32_t>& memoryKb) {
@@ -54,7 +56,7 @@ public:
     Command(LaunchKind kind, std::uint32_t seed) {
         Random random(seed);
         const LabelledLaunch launch = simulateLaunch(kind, kSamples * kPeriodMs, random);
-        mMemoryKb = launch.series.vmRssKb;
+        mMemoryKb = launch.series[Metric::kVmRss];
         mMemoryKb.insert(mMemoryKb.end(), launch.laterRssKb.begin(), launch.laterRssKb.end());
         mSettledMs = launch.settledAt;
     }

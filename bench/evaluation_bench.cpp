@@ -1,24 +1,18 @@
 // One evaluation of three series, beside one pass over them and beside the
 // change-point searches that would be used instead.
 #include <algorithm>
-#include <array>
 #include <numeric>
 #include <vector>
 
 #include "bench/change_points.h"
-#include "bench/learner_peer.h"
 #include "bench/series.h"
 #include "bench/topics.h"
+#include "host/dump/learner_peer.h"
+#include "learner/launch_type.h"
 
 namespace {
 
 constexpr std::uint32_t kSeed = 20240501;
-
-using ThreeSeries = std::array<const std::vector<std::int32_t>*, 3>;
-
-ThreeSeries all(const LaunchSeries& series) {
-    return {&series.vmRssKb, &series.oomScore, &series.fdCount};
-}
 
 /// A launch in which values repeat as they do in real ones: growth in steps for
 /// a part of the window, then a level.
@@ -38,7 +32,7 @@ LaunchSeries distinctSeries(std::size_t samples) {
                       values[static_cast<std::size_t>(random.uniform(0, static_cast<double>(i)))]);
         return values;
     };
-    return {shuffled(100'000), shuffled(500), shuffled(20)};
+    return {{shuffled(100'000), shuffled(500), shuffled(20)}};
 }
 
 /// The peak and its place: the least that says anything of a series.
@@ -55,18 +49,28 @@ Peak peakOf(const std::vector<std::int32_t>& values) {
     return peak;
 }
 
+/// One evaluation, and then all of it forgotten but the series.
+host::Series evaluateOnce(OrvoLearner& learner, OrvoLearnerPeer& peer, std::int32_t streak) {
+    learner.churnForStablizingPoints(0, streak);
+    learner.clearIntermediates();
+    peer.history.clear();
+    peer.decided = false;
+    peer.epIdx = 0;
+    return peer.endpoints();
+}
+
 void timeEvaluation(Session& session, const std::string& name, const LaunchSeries& series,
                     std::int32_t launchType) {
     session.add(name, [&series, launchType](benchmark::State& state) {
-        OrvoLearnerPeer peer;
-        peer.setLaunch(launchType, 0);
-        peer.setSeries(series);
-        const EpTriple expected = peer.evaluateOnce();
+        OrvoLearner learner;
+        OrvoLearnerPeer peer(learner);
+        peer.setLaunchType(launchType);
+        peer.setSeries(series.values[0], series.values[1], series.values[2]);
+        const std::int32_t streak =
+            launchType == kLongLaunchType ? host::kLongLaunchStreak : host::kShortLaunchStreak;
+        const host::Series expected = evaluateOnce(learner, peer, streak);
         for (auto _ : state) {
-            const EpTriple found = peer.evaluateOnce();
-            if (found.vmRss == expected.vmRss && found.oomScore == expected.oomScore &&
-                found.fdCount == expected.fdCount)
-                continue;
+            if (evaluateOnce(learner, peer, streak) == expected) continue;
             state.SkipWithError("another endpoint than before");
             break;
         }
@@ -76,8 +80,8 @@ void timeEvaluation(Session& session, const std::string& name, const LaunchSerie
 void timePass(Session& session, const std::string& name, const LaunchSeries& series) {
     session.add(name, [&series](benchmark::State& state) {
         for (auto _ : state) {
-            for (const auto* values : all(series)) {
-                Peak peak = peakOf(*values);
+            for (const host::Series& values : series.values) {
+                Peak peak = peakOf(values);
                 benchmark::DoNotOptimize(peak);
             }
         }
@@ -90,8 +94,8 @@ void timeSearch(Session& session, const std::string& name, const LaunchSeries& s
     session.add(name, [&series, search](benchmark::State& state) {
         for (auto _ : state) {
             std::size_t changes = 0;
-            for (const auto* values : all(series))
-                changes += search(*values, bicPenalty(*values)).size();
+            for (const host::Series& values : series.values)
+                changes += search(values, bicPenalty(values)).size();
             if (changes > 0) continue;
             state.SkipWithError("found no change");
             break;

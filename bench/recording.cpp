@@ -36,13 +36,13 @@ void addSample(const std::string& line, std::size_t window, LabelledLaunch& laun
     std::int32_t descriptors = 0;
     if (!(numbers >> memoryKb >> score >> descriptors))
         throw std::runtime_error("not three numbers: " + line);
-    if (launch.series.vmRssKb.size() == window) {
+    if (launch.series[Metric::kVmRss].size() == window) {
         launch.laterRssKb.push_back(memoryKb);
         return;
     }
-    launch.series.vmRssKb.push_back(memoryKb);
-    launch.series.oomScore.push_back(score);
-    launch.series.fdCount.push_back(descriptors);
+    launch.series[Metric::kVmRss].push_back(memoryKb);
+    launch.series[Metric::kOomScore].push_back(score);
+    launch.series[Metric::kFdCount].push_back(descriptors);
 }
 
 }  // namespace
@@ -59,7 +59,7 @@ LabelledLaunch parseRecording(std::istream& text) {
             addSample(line, label.window, launch);
         }
     }
-    if (!label.settledAt || launch.series.vmRssKb.empty())
+    if (!label.settledAt || launch.series[Metric::kVmRss].empty())
         throw std::runtime_error("no label or no samples");
     launch.settledAt = *label.settledAt;
     return launch;

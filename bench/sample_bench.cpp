@@ -13,10 +13,10 @@
 #include <sys/mman.h>
 
 #include "bench/child.h"
-#include "bench/learner_peer.h"
 #include "bench/raw_store.h"
 #include "bench/syscall_count.h"
 #include "bench/topics.h"
+#include "host/dump/learner_peer.h"
 #include "host/library/launch_watch.h"
 
 namespace {
@@ -104,12 +104,13 @@ public:
 
     Sample sample() {
         mPeer.takeSample(mStatus, mScore);
-        return {mPeer.lastVmRssKb(), mPeer.lastOomScore()};
+        return {mPeer.vmRss.back(), mPeer.oomScore.back()};
     }
-    void startOver() { mPeer.clearSeries(); }
+    void startOver() { mLearner.clearAll(); }
 
 private:
-    OrvoLearnerPeer mPeer;
+    OrvoLearner mLearner;
+    OrvoLearnerPeer mPeer{mLearner};
     std::FILE* mStatus;
     std::FILE* mScore;
 };

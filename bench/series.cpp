@@ -258,10 +258,11 @@ LabelledLaunch simulateLaunch(LaunchKind kind, std::size_t window, Random& rando
     for (std::size_t i = 0; i < window; ++i) {
         const double kb = levels[i];
         const auto sample = static_cast<double>(i);
-        launch.series.vmRssKb.push_back(wholePagesKb(kb));
-        launch.series.oomScore.push_back(667 + static_cast<std::int32_t>(kb / kThousandthKb));
+        launch.series[Metric::kVmRss].push_back(wholePagesKb(kb));
+        launch.series[Metric::kOomScore].push_back(667 +
+                                                   static_cast<std::int32_t>(kb / kThousandthKb));
         const double opened = std::min(1.0, sample / std::max(1.0, descriptorsSettledAt));
-        launch.series.fdCount.push_back(20 + static_cast<std::int32_t>(180 * opened));
+        launch.series[Metric::kFdCount].push_back(20 + static_cast<std::int32_t>(180 * opened));
     }
     return launch;
 }

@@ -7,7 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "bench/learner_peer.h"
+#include "host/library/metric.h"
+
+using host::Metric;
+
+/// One launch's three series, a value every 30 ms.
+using LaunchSeries = host::PerMetric<host::Series>;
 
 /// Numbers that are the same on every machine, unlike the standard
 /// distributions'.

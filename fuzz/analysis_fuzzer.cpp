@@ -1,21 +1,19 @@
 // The whole analysis of a launch, from three series to the decision.
 #include <algorithm>
-#include <array>
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include "fuzz/support.h"
-#include "tests/library/peers.h"
+#include "host/dump/analysis.h"
 
 namespace {
 
-using Series = std::vector<std::int32_t>;
 constexpr std::size_t kSeriesMax = 2000;
 
 struct Launch {
     std::int32_t type;
     std::int32_t subType;
     std::size_t evaluations;
-    std::array<Series, 3> metrics;
+    host::PerMetric<host::Series> series;
 };
 
 Launch launchOf(FuzzedDataProvider& input) {
@@ -23,7 +21,7 @@ Launch launchOf(FuzzedDataProvider& input) {
                   input.ConsumeIntegralInRange(-1, 3),
                   input.ConsumeIntegralInRange<std::size_t>(1, 12),
                   {}};
-    for (Series& series : launch.metrics) {
+    for (host::Series& series : launch.series.values) {
         const auto size = input.ConsumeIntegralInRange<std::size_t>(0, kSeriesMax);
         const bool isWide = input.ConsumeBool();
         while (series.size() < size && input.remaining_bytes() > 0)
@@ -35,27 +33,23 @@ Launch launchOf(FuzzedDataProvider& input) {
 
 /// The decided index, 0 for none.
 std::int32_t analyse(const Launch& launch) {
-    OrvoLearner learner;
-    OrvoLearnerPeer peer(learner);
-    peer.setLaunchType(launch.type, launch.subType);
-    for (std::size_t part = 1; part <= launch.evaluations && !peer.decided; ++part) {
-        const auto grown = [&](const Series& series) -> Series {
-            const std::size_t size = series.size() * part / launch.evaluations;
-            return {series.begin(), series.begin() + static_cast<std::ptrdiff_t>(size)};
-        };
-        peer.setSeries(grown(launch.metrics[0]), grown(launch.metrics[1]),
-                       grown(launch.metrics[2]));
-        learner.churnForStablizingPoints(0, launch.type == 2 ? 10 : 5);
-        fuzz::require(peer.vmRssTop.size() <= 12 && peer.oomScoreTop.size() <= 12);
-        learner.clearIntermediates();
+    std::vector<host::SeriesLengths> seen(launch.evaluations);
+    for (std::size_t part = 1; part <= launch.evaluations; ++part) {
+        for (const host::Metric metric : host::kMetrics)
+            seen[part - 1][metric] = launch.series[metric].size() * part / launch.evaluations;
     }
-    const auto isBeyond = [&](const Series& series) {
-        return static_cast<std::size_t>(peer.epIdx) >= series.size();
+    host::Analysis analysis(launch.type, launch.subType);
+    const auto result = analysis.evaluateUntilDecided(launch.series, seen).back();
+    for (const host::Series& top : analysis.topValues().values)
+        fuzz::require(top.size() <= 12);
+    if (!result.finalIndex) return 0;
+    fuzz::require(*result.finalIndex >= 1);
+    const auto reachesTo = [&](const host::Series& series) {
+        return static_cast<std::size_t>(*result.finalIndex) < series.size();
     };
-    fuzz::require(peer.decided == (peer.epIdx >= 1));
-    fuzz::require(!peer.decided ||
-                  !std::all_of(launch.metrics.begin(), launch.metrics.end(), isBeyond));
-    return peer.decided ? peer.epIdx : 0;
+    const auto& all = launch.series.values;
+    fuzz::require(std::any_of(all.begin(), all.end(), reachesTo));
+    return *result.finalIndex;
 }
 
 }  // namespace

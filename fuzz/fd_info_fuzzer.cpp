@@ -5,7 +5,7 @@
 
 #include "feature/orvo.h"
 #include "fuzz/support.h"
-#include "tests/library/peers.h"
+#include "host/dump/learner_peer.h"
 
 namespace {
 constexpr std::size_t kHeaderSize = 4;

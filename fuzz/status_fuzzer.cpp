@@ -1,6 +1,6 @@
 // The reader of a process's status file.
 #include "fuzz/support.h"
-#include "tests/library/peers.h"
+#include "host/dump/learner_peer.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     OrvoLearner learner;

@@ -5,9 +5,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/library/series_recorder.h"
 
+class OrvoLearner;
 class OrvoLearnerPeer;
 
 namespace host {
@@ -28,6 +30,10 @@ struct EvaluationResult {
     bool operator==(const EvaluationResult& other) const;
 };
 
+/// What each evaluation of a launch sees whose samples are these: all of them at
+/// its end, and in a long launch the first ones at even intervals before that.
+std::vector<SeriesLengths> evaluationsOf(const PerMetric<Series>& series, std::int32_t type);
+
 /// One launch's evaluations, one after the other. The library logs as ever.
 class Analysis {
 public:
@@ -43,14 +49,21 @@ public:
     /// The next evaluation, of the first `seen` samples.
     EvaluationResult evaluate(const PerMetric<Series>& series, const SeriesLengths& seen);
 
+    /// One evaluation after the other, up to the one that decides.
+    std::vector<EvaluationResult> evaluateUntilDecided(const PerMetric<Series>& series,
+                                                       const std::vector<SeriesLengths>& seen);
+
     /// The values that occurred most often in the last evaluation, as a dump has them.
-    const PerMetric<Series>& topValues() const;
+    const PerMetric<Series>& topValues() const { return mTopValues; }
 
     /// The launch is stopped before the next evaluation.
     void abort();
 
 private:
-    const std::unique_ptr<OrvoLearnerPeer> mLearner;
+    const std::unique_ptr<OrvoLearner> mLearner;
+    const std::unique_ptr<OrvoLearnerPeer> mPeer;
+    const std::int32_t mStreak;
+    PerMetric<Series> mTopValues;
 };
 
 }  // namespace host

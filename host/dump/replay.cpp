@@ -18,14 +18,12 @@ SeriesLengths seenBy(const Evaluation& evaluation) {
 
 LaunchReplay replayAs(const DumpedLaunch& launch, std::int32_t type, std::int32_t subtype) {
     LaunchReplay result{type, subtype, {}, {}};
-    Analysis analysis(type, subtype);
-    bool isDecided = false;
+    std::vector<SeriesLengths> seen;
     for (const Evaluation& evaluation : launch.evaluations) {
         result.recorded.push_back(resultOf(evaluation));
-        if (isDecided) continue;
-        result.replayed.push_back(analysis.evaluate(launch.series, seenBy(evaluation)));
-        isDecided = result.replayed.back().finalIndex.has_value();
+        seen.push_back(seenBy(evaluation));
     }
+    result.replayed = Analysis(type, subtype).evaluateUntilDecided(launch.series, seen);
     return result;
 }
 

@@ -1,4 +1,6 @@
 // The analysis: known answers, and launches recorded from real programs.
+#include "host/dump/analysis.h"
+
 #include <algorithm>
 #include <cmath>
 #include <fstream>
@@ -176,25 +178,14 @@ TEST_F(AnalysisTest, GoldenLaunchesGetTheirEndpointsInEveryBuild) {
     int launches = 0;
     for (std::string name; file >> name; ++launches) {
         const Ints expected = nextSeries();
-        const Ints series[] = {nextSeries(), nextSeries(), nextSeries()};
-        const auto firstOf = [&](std::size_t metric, std::size_t samples) {
-            return Ints(series[metric].begin(),
-                        series[metric].begin() + static_cast<std::ptrdiff_t>(samples));
-        };
-        mLearner.clearAll();  // forgets the launch before
-        const bool isLong = expected.at(0) == 2;
-        mPeer.setLaunchType(expected[0], expected.at(1));
-        for (std::size_t n = 167; isLong && n <= series[0].size() && !mPeer.decided; n += 167) {
-            mPeer.setSeries(firstOf(0, n), firstOf(1, n), firstOf(2, n));
-            mLearner.churnForStablizingPoints(0, 10);
-            mLearner.clearIntermediates();
-        }
-        if (!mPeer.decided) {
-            mPeer.setSeries(series[0], series[1], series[2]);
-            mLearner.churnForStablizingPoints(0, isLong ? 10 : 5);
-        }
-        Ints found = {expected[0], expected[1], mPeer.decided ? 1 : 0, mPeer.epIdx};
-        for (const std::int32_t endpoint : mPeer.endpoints())
+        const host::PerMetric<Ints> series{{nextSeries(), nextSeries(), nextSeries()}};
+        const host::EvaluationResult last =
+            host::Analysis(expected.at(0), expected.at(1))
+                .evaluateUntilDecided(series, host::evaluationsOf(series, expected[0]))
+                .back();
+        Ints found = {expected[0], expected[1], last.finalIndex ? 1 : 0,
+                      last.finalIndex.value_or(0)};
+        for (const std::int32_t endpoint : last.endpointIndices.values)
             found.push_back(endpoint);
         EXPECT_EQ(found, expected) << name;
     }

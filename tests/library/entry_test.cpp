@@ -9,7 +9,8 @@
 #include <unistd.h>
 
 #include "feature/orvo.h"
-#include "tests/library/peers.h"
+#include "host/dump/learner_peer.h"
+#include "store/orvo_dblayer.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/device.h"
 #include "tests/support/log_capture.h"

@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/library/peers.h"
+#include "host/dump/learner_peer.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/scripted_framework.h"
 #include "tests/support/virtual_time.h"

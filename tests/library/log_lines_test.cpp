@@ -8,8 +8,8 @@
 #include <regex>
 #include <sstream>
 
+#include "host/dump/learner_peer.h"
 #include "platform/tavo_log.h"
-#include "tests/library/peers.h"
 #include "tests/support/log_capture.h"
 
 namespace {

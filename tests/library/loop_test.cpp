@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "platform/tavo_log.h"
+#include "store/orvo_dblayer.h"
 #include "tests/library/learner_test.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/device.h"

@@ -1,5 +1,5 @@
 // The host's dump of a launch, from the log lines alone: byte for byte the
-// library's own. A program of its own, in which the host reaches into the learner.
+// library's own. A program of its own, for the host takes all its log lines.
 #include <cerrno>
 #include <cstring>
 #include <fstream>

@@ -1,7 +1,7 @@
 // The learning store on a scripted database: every call, every failure.
 #include <gmock/gmock.h>
 
-#include "tests/library/peers.h"
+#include "store/orvo_dblayer.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/scripted_framework.h"
 

@@ -1,11 +1,10 @@
-// Access to the fields of the learner.
+// Access to the learner's fields, for what replays series or looks into a launch.
 #pragma once
 
 #include <string>
 #include <vector>
 
 #include "learner/orvo_learner.h"
-#include "store/orvo_dblayer.h"
 
 class OrvoLearnerPeer {
 public:
@@ -35,6 +34,9 @@ public:
     Series endpoints() const {
         return {mLearner.mVmRssEp, mLearner.mOOMScroeEp, mLearner.mFDCountEp};
     }
+    Series settledValues() const {
+        return {mLearner.mVmRssYoungest, mLearner.mOOMScroeYoungest, mLearner.mFDCountYoungest};
+    }
     void takeSample(std::FILE* status, std::FILE* score) { mLearner.takeSample(status, score); }
     /// For a thread that does not hold the lock itself.
     bool isDataLocked() {
@@ -53,6 +55,7 @@ public:
     std::vector<float>& ageTable = mLearner.mAgeTable;
     Series& vmRssTop = mLearner.mVmRssTop12;
     Series& oomScoreTop = mLearner.mOOMScroeTop12;
+    Series& fdCountTop = mLearner.mFDCountTop12;
     std::vector<EpTriple>& history = mLearner.mEpHistory;
     std::atomic<bool>& decided = mLearner.mEpDecided;
     std::int32_t& epIdx = mLearner.mEpIdx;

@@ -2,7 +2,7 @@
 #include <optional>
 #include <unistd.h>
 
-#include "framework/tavoconfig/property_source.h"
+#include "framework/tavoconfig/property_file.h"
 #include "fuzz/support.h"
 #include "host/state/state_folder.h"
 

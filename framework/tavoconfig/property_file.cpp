@@ -1,10 +1,10 @@
 // Properties from the file that TAVO_PROPERTIES names, in lines of `name=value`.
+#include "framework/tavoconfig/property_file.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <istream>
-
-#include "framework/tavoconfig/property_source.h"
 
 namespace {
 

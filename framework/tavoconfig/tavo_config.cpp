@@ -1,7 +1,7 @@
 // TavoConfigDataStore: hands a property's value to a caller's buffer.
 #include "platform/tavo_config.h"
 
-#include "framework/tavoconfig/property_source.h"
+#include "framework/tavoconfig/property_file.h"
 #include "platform/log.h"
 
 namespace {

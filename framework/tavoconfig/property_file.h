@@ -1,4 +1,4 @@
-// Where properties come from: the device's own store, or a file elsewhere.
+// Properties from the file that TAVO_PROPERTIES names.
 #pragma once
 
 #include <optional>

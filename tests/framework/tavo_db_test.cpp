@@ -1,12 +1,14 @@
 // What the database's operations promise, and what files it takes.
 #include <atomic>
 #include <cstring>
+#include <gmock/gmock.h>
 #include <set>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
 #include "framework/tavodb/key_alias.h"
+#include "framework/tavodb/result_buffers.h"
 #include "tests/framework/temp_store.h"
 
 namespace {
@@ -61,6 +63,8 @@ TEST_F(TavoDbTest, UpdatesReturnTheRowsTheyChanged) {
     EXPECT_LT(change(0), 0);
     EXPECT_LT(change(4), 0);
     EXPECT_LT(mDatabase.DBupdate(mTable, "a", nullptr, 1, DB_OP_INSERT), 0);
+    EXPECT_EQ(mDatabase.DBupdate(mTable, "a", nullptr, 0, DB_OP_INSERT), 1);
+    EXPECT_EQ(valuesOf(mDatabase, mTable, "a", 0), "|");
 }
 
 TEST_F(TavoDbTest, RowsOfAnAliasAreKeptUnderTheStoredKeyAloneAndAnsweredUnderTheCallers) {
@@ -129,6 +133,18 @@ TEST_F(TavoDbTest, BuffersOutliveOtherThreadsQueriesAndTables) {
         .join();
 }
 
+// A thread's id is given to a later one, which would find what is left of it.
+TEST(ResultBuffersTest, BufferGoesWithItsThread) {
+    const auto buffers = std::make_shared<tavodb::ResultBuffers>();
+    for (int i = 0; i < 8; ++i) {
+        std::thread([&] {
+            EXPECT_TRUE(buffers->ofThisThread().empty());
+            buffers->ofThisThread().resize(1);
+            EXPECT_EQ(buffers->ofThisThread().size(), 1U);
+        }).join();
+    }
+}
+
 // From here on it is the file: processes share it, or it is not usable. What kill
 // -9 and a failing disk do to it is seen with the library on top.
 using TavoDbFileTest = TempStore;
@@ -191,6 +207,17 @@ TEST_F(TavoDbFileTest, UnusableFilesAndPathsAreRefusedUnchanged) {
     }
     for (const std::size_t length : kLengths)
         EXPECT_TRUE(contentOf(mFolder / std::to_string(length)) == std::string(length, 'g'));
+}
+
+// As on a network's, whose files cannot be mapped in shared memory.
+TEST_F(TavoDbFileTest, FileSystemWithoutAWriteAheadLogIsRefused) {
+    sqlite3_vfs* const usual = sqlite3_vfs_find(nullptr);
+    sqlite3_vfs_register(sqlite3_vfs_find("unix-dotfile"), 1);
+    TavoDB database;
+    std::uint32_t handle = 0;
+    EXPECT_LT(database.DBopen("t", handle), 0);
+    EXPECT_THAT(mLogged, testing::Contains(testing::HasSubstr("write-ahead log")));
+    sqlite3_vfs_register(usual, 1);
 }
 
 TEST_F(TavoDbFileTest, NamesSpecialToTheEngineAreFileNames) {

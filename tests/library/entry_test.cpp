@@ -197,7 +197,8 @@ TEST_F(EntryTest, FailedAllocationAnywhereInAnOperationIsSurvived) {
     }
 }
 
-TEST_F(EntryTest, FailedThreadCreationFailsTheInitialiseOperation) {
+TEST_F(EntryTest, InitialiseReadiesLearnerAndStoreAndFailsWhereTheThreadDoes) {
+    framework().dumpProperty = "true";
     LogCapture log(3);
     const auto fault = [] { throw std::bad_alloc(); };
     const auto initialise = [&] { EXPECT_EQ(set(10), -1); };
@@ -205,6 +206,8 @@ TEST_F(EntryTest, FailedThreadCreationFailsTheInitialiseOperation) {
         framework().takeCalls();  // so that each time as many allocations come before the thread's
         ASSERT_TRUE(allocation_faults::happensAt(at, fault, initialise));
     }
+    EXPECT_TRUE(mPeer.dumpEnabled);
+    EXPECT_EQ(framework().takeCalls(), "open OrvoStatus; open OrvoLearning; open OrvoEP");
 }
 
 using EntryDeathTest = EntryTest;

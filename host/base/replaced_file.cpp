@@ -53,7 +53,7 @@ void replaceFile(const std::string& file, const std::string& text) {
 
 void checkReplaceable(const std::string& file) {
     const std::filesystem::path target = targetOf(file);
-    if (!target.has_filename()) fail(file, "that is no file's name");
+    if (!target.has_filename()) fail(file, "that is not the name of a file");
     const std::string folder = target.has_parent_path() ? target.parent_path().string() : ".";
     if (access(folder.c_str(), W_OK | X_OK) != 0) fail(file, std::strerror(errno));
     if (!std::filesystem::is_directory(folder)) fail(file, std::strerror(ENOTDIR));

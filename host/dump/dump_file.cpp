@@ -33,8 +33,9 @@ std::string packageOf(const std::string& file) {
         throw HostError(kEnvironment,
                         "cannot open " + printable(source.file) + ": " + std::strerror(ENOENT));
     }
-    const std::string remedy = source.ended ? "; of an ended generation none can be recorded"
-                                            : "; record one with orvo-host learn --dump";
+    const std::string remedy = source.ended
+                                   ? "; none can be recorded for a generation that has ended"
+                                   : "; record one with orvo-host learn --dump";
     throw HostError(kNotLearned, "there is no dump of " + printable(titleOf(source)) + " (" +
                                      printable(source.file) + ")" + remedy);
 }
@@ -61,7 +62,7 @@ DumpSource dumpSourceOf(const std::string& argument, const StateFolder& state) {
 DumpSource dumpSourceOf(DumpSource source, const std::string& generation, const StateFolder& state,
                         const Generations& known) {
     if (!source.isOfState)
-        throw HostError(kUsage, "--generation is of a PACKAGE; a file is a dump of its own");
+        throw HostError(kUsage, "--generation needs a PACKAGE; a file is a single dump");
     const Generation chosen = known.chosenOf(source.package, generation);
     if (chosen.number == known.newestOf(source.package).number) return source;
     source.file = state.dumps() + '/' + dumpNameOf(source.package, chosen.number);

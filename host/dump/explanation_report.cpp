@@ -86,7 +86,7 @@ std::string endpointText(const MetricExplanation& explanation, const MetricTrait
         case MetricFinding::kSteadyFromStart:
             return "none: " + band + " from the first sample on, and 0 ms counts as none";
         case MetricFinding::kShortRun:
-            return (index == 0 ? "none, " : endpoint) + "a makeshift: no " + needed +
+            return (index == 0 ? "none, " : endpoint) + "a fallback: no " + needed +
                    " in a row are " + band + "; the last try has " + run;
         case MetricFinding::kSettled:
             return endpoint + "the first of " + run + " in a row " + band + " (" + needed +

@@ -9,13 +9,13 @@ namespace host {
 // one ends after more stable evaluations with subtype 1 or 2 than with 0, and
 // after fewer with -1.
 std::string launchKindFault(const LaunchKind& kind) {
-    const std::string subtype = "subtype " + std::to_string(kind.subtype) + " is none of ";
+    const std::string subtype = "subtype " + std::to_string(kind.subtype) + " is not one of ";
     if (kind.type == kLongLaunchType) {
         return kind.subtype < -1 || kind.subtype > 2 ? subtype + "-1 to 2, those of type 2" : "";
     }
     if (kind.type != 1) {
         return "type " + std::to_string(kind.type) +
-               " is none of 1, a launch, and 2, the long launch";
+               " is neither 1, a launch, nor 2, the long launch";
     }
     return kind.subtype < 0 || kind.subtype > 2 ? subtype + "0 to 2, those of type 1" : "";
 }

@@ -67,7 +67,7 @@ private:
     }
 
     char escaped() {
-        if (mRest.empty()) fail("ends in a backslash, which stands for nothing there");
+        if (mRest.empty()) fail("ends in a backslash with nothing after it");
         return take();
     }
 

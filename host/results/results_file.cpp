@@ -125,7 +125,7 @@ T integerIn(const Json& object, const char* name, const Range<T>& range = kFromZ
         if (integer >= range.smallest && integer <= range.largest) return integer;
     } catch (const std::exception&) {
     }
-    refuse(name, "is no number that it can be");
+    refuse(name, "is no number that fits there");
 }
 
 std::optional<std::int32_t> orNone(const Json& object, const char* name,
@@ -156,7 +156,7 @@ std::vector<T> integersOf(const Json& list, const char* name, const Range<T>& ra
                 throw std::out_of_range("no such value");
         }
     } catch (const std::exception&) {
-        refuse(name, "holds what is no number that it can be");
+        refuse(name, "holds a value that is no number that fits there");
     }
     return values;
 }
@@ -164,14 +164,14 @@ std::vector<T> integersOf(const Json& list, const char* name, const Range<T>& ra
 std::vector<std::int32_t> integersIn(const Json& object, const char* name, std::size_t most,
                                      const Range<std::int32_t>& range = kAnyValue) {
     const Json& list = listIn(object, name);
-    if (list.size() > most) refuse(name, "is longer than it can be");
+    if (list.size() > most) refuse(name, "has more values than it may have");
     return integersOf(list, name, range);
 }
 
 std::vector<std::string> textsIn(const Json& object, const char* name) {
     std::vector<std::string> texts;
     for (const Json& text : listIn(object, name)) {
-        if (!text.is_string()) refuse(name, "holds what is no text");
+        if (!text.is_string()) refuse(name, "holds a value that is no text");
         texts.push_back(text.get<std::string>());
     }
     return texts;
@@ -269,7 +269,7 @@ Json parsed(std::string_view text, const Place& place) {
             place.refuse("is cut off, or no results file of orvo-host measure");
         place.refuse("is no JSON from byte " + std::to_string(error.byte) + " on");
     } catch (const Json::out_of_range&) {
-        place.refuse("holds a number that is larger than any can be");
+        place.refuse("holds a number that is too large");
     }
 }
 
@@ -313,7 +313,7 @@ Results parseResults(std::string_view text, const std::string& name) {
     try {
         const Json& list = listIn(json, "measurements");
         if (list.empty() || list.size() > kMostMeasurements)
-            refuse("measurements", "holds neither one nor two");
+            refuse("measurements", "holds neither one measurement nor two");
         for (const Json& measurement : list) {
             const std::string where = list.size() == 1  ? ""
                                       : results.empty() ? "first, "

@@ -51,7 +51,7 @@ std::string labelFault(const std::string& text) {
     if (text.size() > kLongestLabel) {
         return "is longer than " + std::to_string(kLongestLabel) + " bytes";
     }
-    if (printable(text) != text) return "holds what cannot be shown";
+    if (printable(text) != text) return "holds characters that cannot be shown";
     if (text.front() == ' ' || text.back() == ' ') return "starts or ends with a blank";
     if (isNumber(text)) return "is a number, as generations have themselves; put a letter before";
     return "";

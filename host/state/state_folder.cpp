@@ -32,7 +32,7 @@ bool isLineOf(std::string_view line, std::string_view name) {
 void createFolder(const std::filesystem::path& path) {
     constexpr mode_t kForOwnerAlone = 0700;
     if (mkdir(path.c_str(), kForOwnerAlone) == 0 || std::filesystem::is_directory(path)) return;
-    refuse(path, errno == EEXIST ? "it is no folder" : std::strerror(errno));
+    refuse(path, errno == EEXIST ? "it is not a folder" : std::strerror(errno));
 }
 
 }  // namespace

@@ -147,9 +147,9 @@ int report(const ReportArguments& arguments, const Invocation& invocation) {
     refuseCommand(invocation);
     const bool isOnePackage = arguments.sources.size() == 1 && !isFile(arguments.sources.front());
     if (!arguments.generations.empty() && !isOnePackage)
-        throw HostError(kUsage, "--generation is of one PACKAGE; give that alone");
+        throw HostError(kUsage, "--generation takes a single PACKAGE; name no others");
     if (arguments.generations.size() > kCompared)
-        throw HostError(kUsage, "--generation is taken twice at most, to compare two");
+        throw HostError(kUsage, "--generation can be given twice at most, to compare two");
     checkReplaceable(arguments.file);
     LogSink log("", invocation.logLevel, invocation.verbose);
     replaceFile(arguments.file, Reporter(arguments, invocation).html());

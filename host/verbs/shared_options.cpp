@@ -78,7 +78,7 @@ std::optional<LaunchKind> kindAskedFor(const LaunchArguments& arguments) {
     const std::optional<Window> window = windowNamed(name);
     if (!window && name != "auto")
         throw HostError(kUsage,
-                        "the --window '" + name + "' is none of short, extended, long, auto");
+                        "the --window '" + name + "' is not one of short, extended, long, auto");
     return window ? std::optional(kindOf(*window)) : std::nullopt;
 }
 

@@ -22,7 +22,7 @@ constexpr DoubtText kTexts[] = {
     {"drifting", "drifting"},
     {"flat", "flat from the first sample on"},
     {"at_rest", "decided at a rest"},
-    {"makeshift", "a makeshift"},
+    {"makeshift", "a fallback"},
     {"noisy", "noisy"},
     {"late", "later than its memory"},
 };

@@ -82,7 +82,7 @@ TEST(ResultsFile, WhatCannotBeIsRefusedWithItsPlace) {
     refusal(R"({"kind":"orvo measurements","schema_version":1})", HasSubstr("'measurements' is m"));
     refusal(changed("/kind", "other"), HasSubstr("no results file"));
     refusal(changed("/schema_version", 2), HasSubstr("schema version 2, and this orvo-host reads"));
-    refusal(changed("/measurements", json::array()), HasSubstr("neither one nor two"));
+    refusal(changed("/measurements", json::array()), HasSubstr("neither one measurement nor two"));
     refusal(changed("/measurements/1/launch_type", 3), HasSubstr("second, launch type"));
     refusal(changed("/measurements/1/machine", 3), HasSubstr("second, 'host' is missing"));
     const char* const place = "second, launch 1: '";
@@ -101,12 +101,12 @@ TEST(ResultsFile, WhatCannotBeIsRefusedWithItsPlace) {
             HasSubstr("second_opinion_ms' is no number"));
     refusal(changed("/measurements/1/launches/0/doubts", "late"), HasSubstr("'doubts' is no list"));
     refusal(changed("/measurements/1/launches/0/oom_score", json(std::vector<int>(2001))),
-            HasSubstr("longer than it can be"));
+            HasSubstr("more values than it may have"));
     std::string notANumber = text;
     notANumber.replace(text.find("1043"), 4, "NaN");
     refusal(notANumber, HasSubstr("is no JSON from byte"));
     notANumber.replace(notANumber.find("NaN"), 3, "1e999");
-    refusal(notANumber, HasSubstr("larger than any"));
+    refusal(notANumber, HasSubstr("too large"));
     EXPECT_THAT([] { readResults("/"); }, refuses(kEnvironment, HasSubstr("folder")));
     EXPECT_THAT([] { readResults("/none"); }, refuses(kEnvironment, HasSubstr("/none: No such")));
 }

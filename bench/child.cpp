@@ -3,32 +3,24 @@
 
 #include <spawn.h>
 
-std::string outputOf(const std::vector<std::string>& command) {
-    std::vector<char*> arguments;
-    for (const std::string& word : command)
-        arguments.push_back(const_cast<char*>(word.c_str()));
-    arguments.push_back(nullptr);
+#include "host/base/unique_fd.h"
+#include "host/base/whole_file.h"
+#include "host/process/command.h"
 
-    int ends[2];
-    if (pipe(ends) != 0) throwErrno("pipe");
+std::string outputOf(std::vector<std::string> command) {
+    host::Pipe pipe;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addclose(&actions, ends[0]);
-    posix_spawn_file_actions_addclose(&actions, ends[1]);
+    posix_spawn_file_actions_adddup2(&actions, pipe.writeEnd.get(), STDOUT_FILENO);
     pid_t pid = -1;
-    const int failed =
-        posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), environ);
+    const int failed = posix_spawnp(&pid, command[0].c_str(), &actions, nullptr,
+                                    host::pointersTo(command).data(), environ);
     posix_spawn_file_actions_destroy(&actions);
-    close(ends[1]);
+    pipe.writeEnd.reset();
+    if (failed != 0) throw std::system_error(failed, std::generic_category(), command[0]);
 
     std::string output;
-    char buffer[256];
-    ssize_t got = 0;
-    while (failed == 0 && (got = read(ends[0], buffer, sizeof(buffer))) > 0)
-        output.append(buffer, static_cast<std::size_t>(got));
-    close(ends[0]);
-    if (failed != 0) throw std::system_error(failed, std::generic_category(), command[0]);
+    host::readWhole(pipe.readEnd.get(), output);
     waitpid(pid, nullptr, 0);
     return output;
 }

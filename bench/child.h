@@ -42,25 +42,5 @@ private:
     pid_t mPid;
 };
 
-/// A pair of pipe ends, closed with the object.
-class Pipe {
-public:
-    Pipe() {
-        if (pipe(mEnds) != 0) throwErrno("pipe");
-    }
-    ~Pipe() {
-        close(mEnds[0]);
-        close(mEnds[1]);
-    }
-    Pipe(const Pipe&) = delete;
-    Pipe& operator=(const Pipe&) = delete;
-
-    int readEnd() const { return mEnds[0]; }
-    int writeEnd() const { return mEnds[1]; }
-
-private:
-    int mEnds[2] = {-1, -1};
-};
-
 /// What a program prints on its standard output; throws when it cannot be run.
-std::string outputOf(const std::vector<std::string>& command);
+std::string outputOf(std::vector<std::string> command);

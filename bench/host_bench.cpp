@@ -10,6 +10,8 @@
 #include "bench/child.h"
 #include "bench/raw_store.h"
 #include "bench/topics.h"
+#include "host/base/file_content.h"
+#include "host/root/scratch_folder.h"
 
 namespace {
 
@@ -36,8 +38,7 @@ Child launchingHost(const std::string& state, const char* verb, const char* pack
 
 void awaitSampling(const std::string& log) {
     for (int waitedMs = 0; waitedMs < 5000; waitedMs += 50) {
-        std::ifstream file(log);
-        const std::string text{std::istreambuf_iterator<char>(file), {}};
+        const std::string text = host::contentOf(log);
         if (text.find("Decided Samples = ") != std::string::npos) return;
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
@@ -70,16 +71,16 @@ Usage usageOf(pid_t process) {
 
 void benchHost(const Effort& effort, Table& table) {
     constexpr int kMsPerRound = 500;
-    const ScratchFolder folder;
+    const host::ScratchFolder folder;
     const char* const uncounted = "--no-fd-counts";
-    const Child learning =
-        launchingHost(folder.file("learn"), "learn", "bench.learn", {"--launches", "1", uncounted});
-    const Child measuring = launchingHost(folder.file("measure"), "measure", "bench.measure",
+    const Child learning = launchingHost(folder.path() + "/learn", "learn", "bench.learn",
+                                         {"--launches", "1", uncounted});
+    const Child measuring = launchingHost(folder.path() + "/measure", "measure", "bench.measure",
                                           {"--runs", "1", uncounted});
     const Child counting =
-        launchingHost(folder.file("count"), "learn", "bench.count", {"--launches", "1"});
+        launchingHost(folder.path() + "/count", "learn", "bench.count", {"--launches", "1"});
     for (const char* log : {"learn/orvo.log", "measure/orvo.log", "count/orvo.log"})
-        awaitSampling(folder.file(log));
+        awaitSampling(folder.path() + '/' + log);
     const Usage learnBefore = usageOf(learning.pid());
     const Usage measureBefore = usageOf(measuring.pid());
     const Usage countBefore = usageOf(counting.pid());

@@ -13,6 +13,7 @@
 #include "bench/topics.h"
 #include "feature/orvo.h"
 #include "framework/tavodb/schema.h"
+#include "host/root/scratch_folder.h"
 
 namespace {
 
@@ -99,10 +100,10 @@ void timeOperation(Session& session, const char* name, const std::function<bool(
 
 /// The scratch files lie on the disk that TMPDIR names, side by side.
 struct Files {
-    ScratchFolder folder;
-    std::string library = folder.file("library.db");
-    std::string raw = folder.file("raw.db");
-    std::string page = folder.file("page");
+    const host::ScratchFolder folder;
+    std::string library = folder.path() + "/library.db";
+    std::string raw = folder.path() + "/raw.db";
+    std::string page = folder.path() + "/page";
 };
 
 }  // namespace

@@ -9,6 +9,8 @@
 #include "bench/child.h"
 #include "bench/raw_store.h"
 #include "bench/topics.h"
+#include "host/root/scratch_folder.h"
+#include "host/statistics/median.h"
 
 namespace {
 
@@ -29,15 +31,15 @@ double probe(const char* mode, const std::string& argument) {
 /// opens the same tables with SQLite. The framework's libraries and Android's
 /// log count, the pages of libc, libstdc++ and SQLite do not.
 double residentKbBeyondSqlite(int rounds) {
-    const ScratchFolder folder;
-    const std::string database = folder.file("tavo.db");
+    const host::ScratchFolder folder;
+    const std::string database = folder.path() + "/tavo.db";
     setenv("TAVO_DB_PATH", database.c_str(), 1);
     probe("memory-library", kLibrary);  // makes the file
     std::vector<double> differences;
     for (int i = 0; i < rounds; ++i)
         differences.push_back(probe("memory-library", kLibrary) - probe("memory-sqlite", database));
     unsetenv("TAVO_DB_PATH");
-    return median(differences);
+    return host::medianOf(differences);
 }
 
 // Without TAVO_DB_PATH the tables are refused at once: what is left is loading
@@ -46,7 +48,7 @@ double startUpMs(int rounds) {
     std::vector<double> times;
     for (int i = 0; i < rounds; ++i)
         times.push_back(probe("startup", kLibrary));
-    return median(times);
+    return host::medianOf(times);
 }
 
 }  // namespace

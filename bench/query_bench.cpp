@@ -8,6 +8,7 @@
 #include "bench/topics.h"
 #include "feature/orvo.h"
 #include "framework/tavodb/schema.h"
+#include "host/root/scratch_folder.h"
 
 /// Fills the cache as if the process had learned the packages itself.
 class OrvoDBlayerPeer {
@@ -28,9 +29,9 @@ constexpr std::size_t kManyPackages = 1'000'000;
 class LearnedPackages {
 public:
     explicit LearnedPackages(std::size_t count)
-        : mNames(packageNames(count)), mRaw(mFolder.file("tavo.db")) {
+        : mNames(packageNames(count)), mRaw(mFolder.path() + "/tavo.db") {
         mRaw.addPackages(mNames, kLearned);
-        setenv("TAVO_DB_PATH", mFolder.file("tavo.db").c_str(), 1);
+        setenv("TAVO_DB_PATH", (mFolder.path() + "/tavo.db").c_str(), 1);
         if (OrvoDBlayer::mOrvoDB.Init() != 0) throw std::runtime_error("the store does not open");
     }
     ~LearnedPackages() { OrvoDBlayer::mOrvoDB.DeInit(); }
@@ -45,7 +46,7 @@ public:
     const RawStore& raw() const { return mRaw; }
 
 private:
-    ScratchFolder mFolder;
+    host::ScratchFolder mFolder;
     std::vector<std::string> mNames;
     RawStore mRaw;
 };

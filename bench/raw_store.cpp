@@ -15,17 +15,6 @@ constexpr char kEpTable[] = "OrvoEP";
 
 }  // namespace
 
-ScratchFolder::ScratchFolder() {
-    std::string pattern = std::filesystem::temp_directory_path() / "orvo-bench-XXXXXX";
-    if (!mkdtemp(pattern.data())) throw std::runtime_error("no scratch folder: " + pattern);
-    mPath = pattern;
-}
-
-ScratchFolder::~ScratchFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(mPath, ignored);
-}
-
 RawStatement::RawStatement(sqlite3* database, const std::string& sql) {
     sqlite3_stmt* statement = nullptr;
     sqlite3_prepare_v3(database, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);

@@ -11,20 +11,6 @@
 
 #include "store/orvo_dblayer.h"
 
-/// A folder of its own that is gone with the object.
-class ScratchFolder {
-public:
-    ScratchFolder();
-    ~ScratchFolder();
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-    std::string file(const std::string& name) const { return mPath / name; }
-
-private:
-    std::filesystem::path mPath;
-};
-
 /// One statement, bound and run by hand.
 class RawStatement {
 public:

@@ -45,8 +45,6 @@ void addSample(const std::string& line, std::size_t window, LabelledLaunch& laun
     launch.series[Metric::kFdCount].push_back(descriptors);
 }
 
-}  // namespace
-
 LabelledLaunch parseRecording(std::istream& text) {
     LabelledLaunch launch;
     Label label;
@@ -64,6 +62,8 @@ LabelledLaunch parseRecording(std::istream& text) {
     launch.settledAt = *label.settledAt;
     return launch;
 }
+
+}  // namespace
 
 std::vector<LabelledLaunch> readRecordings(const std::string& folder) {
     std::vector<std::filesystem::path> files;

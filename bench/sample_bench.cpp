@@ -16,8 +16,11 @@
 #include "bench/raw_store.h"
 #include "bench/syscall_count.h"
 #include "bench/topics.h"
+#include "host/base/file_content.h"
+#include "host/base/unique_fd.h"
 #include "host/dump/learner_peer.h"
 #include "host/library/launch_watch.h"
+#include "host/root/scratch_folder.h"
 
 namespace {
 
@@ -33,11 +36,6 @@ bool operator!=(const Sample& a, const Sample& b) {
 std::int32_t fieldKb(const std::string& text, const char* key) {
     const std::size_t at = text.find(key);
     return at == std::string::npos ? -1 : std::atoi(text.c_str() + at + std::strlen(key));
-}
-
-std::string wholeFile(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 /// A process that changes its memory and its score on command, and sleeps
@@ -56,13 +54,13 @@ public:
         mIsGrown = !mIsGrown;
         const char command = mIsGrown ? 'g' : 's';
         char done = 0;
-        if (write(mCommands.writeEnd(), &command, 1) != 1 ||
-            read(mReplies.readEnd(), &done, 1) != 1)
+        if (write(mCommands.writeEnd.get(), &command, 1) != 1 ||
+            read(mReplies.readEnd.get(), &done, 1) != 1)
             throwErrno("subject");
         std::ofstream(path("oom_score_adj")) << (mIsGrown ? 200 : 100);
-        const std::string status = wholeFile(path("status"));
+        const std::string status = host::contentOf(path("status"));
         mTruth.memoryKb = fieldKb(status, "RssAnon:") + fieldKb(status, "VmSwap:");
-        mTruth.score = std::atoi(wholeFile(path("oom_score")).c_str());
+        mTruth.score = std::atoi(host::contentOf(path("oom_score")).c_str());
     }
 
     /// What a fresh read of the process's files shows now.
@@ -75,18 +73,18 @@ private:
         void* const step =
             mmap(nullptr, kStepBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         char command = 0;
-        while (read(mCommands.readEnd(), &command, 1) == 1) {
+        while (read(mCommands.readEnd.get(), &command, 1) == 1) {
             if (command == 'g') {
                 std::memset(step, 1, kStepBytes);
             } else {
                 madvise(step, kStepBytes, MADV_DONTNEED);
             }
-            if (write(mReplies.writeEnd(), &command, 1) != 1) return;
+            if (write(mReplies.writeEnd.get(), &command, 1) != 1) return;
         }
     }
 
-    Pipe mCommands;
-    Pipe mReplies;
+    host::Pipe mCommands;
+    host::Pipe mReplies;
     Child mChild;
     bool mIsGrown = false;
     Sample mTruth;
@@ -132,8 +130,8 @@ void timeLines(Session& session) {
             writeLinesOfASample();
     });
     session.add("followed lines", [](benchmark::State& state) {
-        const ScratchFolder folder;
-        host::LogSink sink(folder.file("orvo.log"), 3, false);
+        const host::ScratchFolder folder;
+        host::LogSink sink(folder.path() + "/orvo.log", 3, false);
         host::LaunchWatch watch(sink);
         for (auto _ : state)
             writeLinesOfASample();

@@ -11,6 +11,7 @@
 
 #include "bench/child.h"
 #include "bench/topics.h"
+#include "host/base/unique_fd.h"
 #include "learner/orvo_learner.h"
 
 namespace {
@@ -27,8 +28,8 @@ public:
             mOthers.emplace_back([] { pause(); });
         // cat waits for its input without end; its name is the whole command line.
         mTarget = std::make_unique<Child>([this] {
-            dup2(mInput.readEnd(), STDIN_FILENO);
-            close(mInput.writeEnd());
+            dup2(mInput.readEnd.get(), STDIN_FILENO);
+            close(mInput.writeEnd.get());
             execl("/bin/cat", kPackage, nullptr);
         });
         std::ofstream file(kTasksPath, std::ios::trunc);
@@ -57,7 +58,7 @@ private:
         }
     }
 
-    Pipe mInput;
+    host::Pipe mInput;
     std::vector<Child> mOthers;
     std::unique_ptr<Child> mTarget;
 };

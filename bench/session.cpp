@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "host/statistics/median.h"
+
 namespace {
 
 constexpr double kNsPerSecond = 1e9;
@@ -41,17 +43,10 @@ private:
 Times mediansOf(const Rounds& rounds) {
     constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
     if (!rounds.error.empty()) return {kNone, kNone};
-    return {median(rounds.threadNs), median(rounds.wallNs)};
+    return {host::medianOf(rounds.threadNs), host::medianOf(rounds.wallNs)};
 }
 
 }  // namespace
-
-double median(std::vector<double> values) {
-    if (values.empty()) return std::numeric_limits<double>::quiet_NaN();
-    std::sort(values.begin(), values.end());
-    const std::size_t middle = values.size() / 2;
-    return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-}
 
 void Session::add(const std::string& name, std::function<void(benchmark::State&)> body) {
     benchmark::RegisterBenchmark(name.c_str(), std::move(body))

@@ -50,6 +50,3 @@ private:
     Table& mTable;
     std::map<std::string, Times> mMedians;
 };
-
-/// The middle of the values; of an even number, the mean of the middle two.
-double median(std::vector<double> values);

@@ -4,6 +4,7 @@
 #include "fuzz/support.h"
 #include "host/base/exit_code.h"
 #include "host/base/json_text.h"
+#include "host/base/prefix.h"
 #include "host/base/printable.h"
 #include "host/compare/comparison_report.h"
 #include "host/export/launch_export.h"
@@ -81,7 +82,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     } catch (const host::HostError& error) {
         const std::string told = error.what();
         fuzz::require(error.code() == host::kUsage && isOneLine(told));
-        fuzz::require(told.rfind(kName + ": ", 0) == 0);
+        fuzz::require(host::startsWith(told, kName + ": "));
         return 0;
     }
     const std::string text = host::renderResults(results);

@@ -1,6 +1,7 @@
 // Words that come in one text: a command's, and what the kernel tells of a machine.
 #include "fuzz/support.h"
 #include "host/base/exit_code.h"
+#include "host/base/prefix.h"
 #include "host/base/printable.h"
 #include "host/measure/command_words.h"
 #include "host/measure/machine.h"
@@ -23,7 +24,7 @@ void requireWords(const std::string& text) {
     } catch (const host::HostError& error) {
         const std::string told = error.what();
         fuzz::require(error.code() == host::kUsage && host::printable(told) == told);
-        fuzz::require(told.rfind(kOption + ' ', 0) == 0);
+        fuzz::require(host::startsWith(told, kOption + ' '));
         return;
     }
     std::string joined;

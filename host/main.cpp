@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include "host/base/exit_code.h"
-#include "host/base/printable.h"
 #include "host/base/standard_streams.h"
 #include "host/root/device_root.h"
 #include "host/verbs/verbs.h"
@@ -21,19 +20,15 @@ int run(const std::vector<std::string>& program) {
     return invocation.verb();
 }
 
-// One line, whatever the names in it hold.
-int complain(const char* what, ExitCode code) {
-    std::fprintf(stderr, "orvo-host: %s\n", printable(what).c_str());
-    return code;
-}
-
 int runGuarded(int argc, char** argv) {
     try {
         return run({argv, argv + argc});
     } catch (const HostError& error) {
-        return complain(error.what(), error.code());
+        sayLine(error.what());
+        return error.code();
     } catch (const std::exception& error) {
-        return complain(error.what(), kEnvironment);
+        sayLine(error.what());
+        return kEnvironment;
     }
 }
 

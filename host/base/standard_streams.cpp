@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "host/base/exit_code.h"
+#include "host/base/printable.h"
 
 namespace host {
 
@@ -25,6 +26,10 @@ void print(const std::string& text, const char* remedy) {
     if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return;
     throw HostError(kEnvironment, std::string("cannot write to standard output: ") +
                                       std::strerror(errno) + "; " + remedy);
+}
+
+void sayLine(const std::string& line) {
+    std::fprintf(stderr, "orvo-host: %s\n", printable(line).c_str());
 }
 
 }  // namespace host

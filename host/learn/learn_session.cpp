@@ -2,11 +2,10 @@
 #include "host/learn/learn_session.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
-#include "host/base/printable.h"
+#include "host/base/standard_streams.h"
 #include "host/state/history.h"
 
 namespace host {
@@ -106,7 +105,7 @@ std::deque<Assessment> LearnSession::latestOf(const LearnReport& report) const {
     try {
         return History(mState.history()).read().of(mPackage, mGeneration.number).latest;
     } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
+        sayLine(error.what());
     }
     std::deque<Assessment> latest;
     for (const LaunchResult& launch : report.launches) {

@@ -14,10 +14,8 @@ constexpr std::size_t kBatchSize = 4;
 
 constexpr double kPeriodMs = kSamplePeriodMs;
 
-}  // namespace
-
-// Since Linux 6.2 the folder's size is the number of its entries, at a tenth of what
-// reading them costs.
+// Nothing when the process is gone. Since Linux 6.2 the folder's size is the number of
+// its entries, at a tenth of what reading them costs.
 std::optional<std::int32_t> countDescriptors(pid_t process) {
     struct stat folder {};
     const std::string path = procPath(process, "fd");
@@ -31,6 +29,8 @@ std::optional<std::int32_t> countDescriptors(pid_t process) {
     }
     return count;
 }
+
+}  // namespace
 
 void FdCounts::take(double nowMs) {
     if (nowMs < mNextMs) return;

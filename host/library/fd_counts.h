@@ -11,10 +11,6 @@
 
 namespace host {
 
-/// The descriptors that the process has open; nothing when it is gone. Throws
-/// HostError when the host itself cannot read /proc.
-std::optional<std::int32_t> countDescriptors(pid_t process);
-
 /// Counts through one launch.
 class FdCounts {
 public:

@@ -2,20 +2,15 @@
 #include "host/measure/machine.h"
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <sys/utsname.h>
 #include <unistd.h>
+
+#include "host/base/file_content.h"
 
 namespace host {
 namespace {
 
 constexpr std::string_view kPadding = " \t";
-
-std::string textOf(const char* path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 }  // namespace
 
@@ -39,9 +34,9 @@ Machine thisMachine() {
     Machine machine;
     machine.host = system.nodename;
     machine.architecture = system.machine;
-    machine.processor = valueOf(textOf("/proc/cpuinfo"), "model name");
+    machine.processor = valueOf(contentOf("/proc/cpuinfo"), "model name");
     machine.processors = static_cast<std::int32_t>(sysconf(_SC_NPROCESSORS_ONLN));
-    machine.memoryKb = std::atoll(valueOf(textOf("/proc/meminfo"), "MemTotal").c_str());
+    machine.memoryKb = std::atoll(valueOf(contentOf("/proc/meminfo"), "MemTotal").c_str());
     machine.kernel = std::string(system.sysname) + ' ' + system.release;
     return machine;
 }

@@ -20,8 +20,8 @@ std::string percentText(double percent) {
     return text;
 }
 
-}  // namespace
-
+/// How wide the median's interval is, in percent of the median, of the command where
+/// that is most; none while one has too few runs for an interval.
 std::optional<double> widthPercent(const std::vector<SettledTimes>& commands) {
     double widest = 0;
     for (const SettledTimes& times : commands) {
@@ -31,6 +31,8 @@ std::optional<double> widthPercent(const std::vector<SettledTimes>& commands) {
     }
     return widest;
 }
+
+}  // namespace
 
 std::optional<MeasureEnd> endAfter(int runs, const MeasurePlan& plan,
                                    const std::vector<SettledTimes>& commands) {

@@ -31,10 +31,6 @@ using SettledTimes = std::vector<double>;
 std::optional<MeasureEnd> endAfter(int runs, const MeasurePlan& plan,
                                    const std::vector<SettledTimes>& commands);
 
-/// How wide the median's interval is, in percent of the median, of the command where
-/// that is most; none while one has too few runs for an interval.
-std::optional<double> widthPercent(const std::vector<SettledTimes>& commands);
-
 /// "stable after 12 runs: ..."; empty where it ended as it was asked to.
 std::string endText(MeasureEnd end, int runs, const MeasurePlan& plan,
                     const std::vector<SettledTimes>& commands);

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "host/base/exit_code.h"
+#include "host/base/prefix.h"
 
 namespace host {
 namespace {
@@ -37,8 +38,8 @@ std::vector<std::string> candidates(const std::string& name) {
 }
 
 bool isHostsOwn(const std::string& entry) {
-    return entry.rfind("TAVO_DB_PATH=", 0) == 0 || entry.rfind("TAVO_PROPERTIES=", 0) == 0 ||
-           entry.rfind(kLaunchMomentVariable, 0) == 0;
+    return startsWith(entry, "TAVO_DB_PATH=") || startsWith(entry, "TAVO_PROPERTIES=") ||
+           startsWith(entry, kLaunchMomentVariable);
 }
 
 }  // namespace

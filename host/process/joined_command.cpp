@@ -2,17 +2,15 @@
 #include "host/process/joined_command.h"
 
 #include <cerrno>
-#include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <optional>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "host/base/exit_code.h"
-#include "host/base/printable.h"
+#include "host/base/standard_streams.h"
+#include "host/process/child_process.h"
 #include "host/process/command.h"
 #include "host/process/fork.h"
 #include "host/process/package_name.h"
@@ -56,11 +54,6 @@ void setSignals() {
         std::signal(signal, passOn);
 }
 
-void resetSignals() {
-    for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGXFSZ})
-        std::signal(signal, SIG_DFL);
-}
-
 // The command inherits the place.
 void joinKernelList(const std::string& taskList) {
     const UniqueFd list(open(taskList.c_str(), O_WRONLY | O_CLOEXEC));
@@ -73,13 +66,12 @@ void joinKernelList(const std::string& taskList) {
 // Runs before any other thread of ours, so that nothing is forbidden here.
 [[noreturn]] void becomeCommand(const CommandLine& command, const SignalPause& pause) {
     prctl(PR_SET_PDEATHSIG, SIGHUP);  // as if its terminal were gone
-    resetSignals();
+    resetSignals({SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGXFSZ});
     pause.end();
     std::vector<std::string> words = command.arguments;
     execv(command.file.c_str(), pointersTo(words).data());
     const int error = errno;
-    std::fprintf(stderr, "orvo-host: cannot run %s: %s\n", printable(command.file).c_str(),
-                 std::strerror(error));
+    sayLine("cannot run " + command.file + ": " + std::strerror(error));
     _exit(kCannotRun);
 }
 
@@ -97,10 +89,8 @@ std::optional<int> reap(pid_t command) {
 void noteName(pid_t command, const std::string& expected) {
     const std::string name = shownName(command);
     if (name.empty() || name == expected || !looksLikePackage(expected)) return;
-    std::fprintf(stderr,
-                 "orvo-host: the process shows the name '%s', not '%s', and is not taken for a "
-                 "launch of it; run its interpreter as COMMAND\n",
-                 printable(name).c_str(), expected.c_str());
+    sayLine("the process shows the name '" + name + "', not '" + expected +
+            "', and is not taken for a launch of it; run its interpreter as COMMAND");
 }
 
 // False, and said, when the list cannot be kept: the command goes on without.
@@ -109,8 +99,7 @@ bool keepListed(TaskListKeeper& keeper, const ProcessTree& tree) {
         keeper.keep(tree.tasks());
         return true;
     } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: %s; nothing more of COMMAND is seen\n",
-                     printable(error.what()).c_str());
+        sayLine(std::string(error.what()) + "; nothing more of COMMAND is seen");
         return false;
     }
 }
@@ -132,7 +121,7 @@ int tendUntilEnd(pid_t command, const std::string& name, ProcessTree& tree,
         const std::optional<int> status = reap(command);
         tree.update();
         if (keeper && !keepListed(*keeper, tree)) keeper.reset();
-        if (status) return WIFSIGNALED(*status) ? 128 + WTERMSIG(*status) : WEXITSTATUS(*status);
+        if (status) return exitCodeOf(*status);
         nanosleep(&period, nullptr);
     }
 }

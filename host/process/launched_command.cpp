@@ -2,16 +2,15 @@
 #include "host/process/launched_command.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <ctime>
 #include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include "host/base/exit_code.h"
 #include "host/base/new_files.h"
 #include "host/base/steady_clock.h"
+#include "host/process/child_process.h"
 #include "host/process/command.h"
 #include "host/process/fork.h"
 
@@ -59,8 +58,7 @@ void report(const ChildPlan& plan, Step step, int error) {
 }
 
 void resetAllSignals() {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGTSTP, SIGTTOU, SIGXFSZ})
-        std::signal(signal, SIG_DFL);
+    resetSignals({SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGTSTP, SIGTTOU, SIGXFSZ});
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);

@@ -1,15 +1,14 @@
 // Runs a line of a person's through the shell.
 #include "host/process/shell.h"
 
-#include <csignal>
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include "host/base/interruption.h"
 #include "host/base/new_files.h"
 #include "host/base/steady_clock.h"
+#include "host/process/child_process.h"
 #include "host/process/command.h"
 #include "host/process/fork.h"
 #include "host/process/group_guard.h"
@@ -31,8 +30,7 @@ struct ShellPlan {
 [[noreturn]] void becomeShell(const ShellPlan& plan) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     setpgid(0, 0);
-    for (const int signal : {SIGPIPE, SIGXFSZ})
-        std::signal(signal, SIG_DFL);
+    resetSignals({SIGPIPE, SIGXFSZ});
     umask(plan.umask);
     const int nothing = open("/dev/null", O_RDONLY);
     dup2(nothing, STDIN_FILENO);
@@ -53,7 +51,7 @@ int awaitEnd(pid_t shell) {
         if (askedToEndMs > 0 && steadyMs() - askedToEndMs > kLineGraceMs) kill(-shell, SIGKILL);
         sleepMs(kLineLookPeriodMs);
     }
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    return exitCodeOf(status);
 }
 
 }  // namespace

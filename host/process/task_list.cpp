@@ -33,6 +33,15 @@ std::string textOf(int fd) {
     return text;
 }
 
+/// One task id a line, filled up with newlines to `minimumSize` bytes.
+std::string formatTaskList(const std::vector<pid_t>& tasks, std::size_t minimumSize) {
+    std::string text;
+    for (const pid_t task : tasks)
+        text += std::to_string(task) + '\n';
+    if (text.size() < minimumSize) text.resize(minimumSize, '\n');
+    return text;
+}
+
 // Holds the list against other hosts and against joining children.
 class ListLock {
 public:
@@ -62,14 +71,6 @@ std::vector<pid_t> parseTaskList(std::string_view text) {
         tasks.push_back(task);
         text.remove_prefix(static_cast<std::size_t>(end - text.data()));
     }
-}
-
-std::string formatTaskList(const std::vector<pid_t>& tasks, std::size_t minimumSize) {
-    std::string text;
-    for (const pid_t task : tasks)
-        text += std::to_string(task) + '\n';
-    if (text.size() < minimumSize) text.resize(minimumSize, '\n');
-    return text;
 }
 
 std::vector<pid_t> mergeTasks(const std::vector<pid_t>& listed, const std::vector<pid_t>& own,

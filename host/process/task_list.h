@@ -17,9 +17,6 @@ constexpr const char* kTaskListPath = "/dev/cpuset/top-app/tasks";
 /// The task ids in `text`, up to the first thing that is not a number.
 std::vector<pid_t> parseTaskList(std::string_view text);
 
-/// One task id a line, filled up with newlines to `minimumSize` bytes.
-std::string formatTaskList(const std::vector<pid_t>& tasks, std::size_t minimumSize);
-
 /// `listed` without the tasks that are gone, in their order, and then those of
 /// `own` that it does not hold yet.
 std::vector<pid_t> mergeTasks(const std::vector<pid_t>& listed, const std::vector<pid_t>& own,

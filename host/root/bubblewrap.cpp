@@ -2,18 +2,17 @@
 #include "host/root/bubblewrap.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 
 #include "host/base/exit_code.h"
 #include "host/base/unique_fd.h"
 #include "host/base/whole_file.h"
+#include "host/process/child_process.h"
 #include "host/process/command.h"
 #include "host/process/fork.h"
 #include "host/process/process_tree.h"
@@ -45,7 +44,7 @@ bool isIgnored(int signal) {
 /// were ignored at its start (nohup) stay so.
 struct AwaitedSignals {
     AwaitedSignals() {
-        std::signal(SIGCHLD, SIG_DFL);
+        resetSignals({SIGCHLD});
         sigemptyset(&set);
         sigaddset(&set, SIGCHLD);
         for (const int signal : kForwardedSignals) {
@@ -124,10 +123,6 @@ void dieWith(pid_t parent, int signal) {
 }
 
 // --- Between us and bubblewrap: the keeper, a process that cleans up after it.
-
-int exitCodeOf(int status) {
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-}
 
 /// Bubblewrap's second process waits for the first without end, should that be
 /// killed between the two's start; it is then the child of its nearest subreaper.
@@ -295,7 +290,7 @@ void arriveInDeviceRoot() {
     dup2(standardError, STDERR_FILENO);
     close(standardError);
     for (const int signal : kForwardedSignals) {
-        if ((ignored & (1U << signal)) == 0) std::signal(signal, SIG_DFL);
+        if ((ignored & (1U << signal)) == 0) resetSignals({signal});
     }
     char byte = 0;
     const bool isAwaited = send(door, &byte, 1, MSG_NOSIGNAL) == 1 && recv(door, &byte, 1, 0) == 1;

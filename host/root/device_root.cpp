@@ -54,7 +54,7 @@ std::vector<Graft> partsOf(const DeviceRootOptions& options, const KernelCpuset*
 // a command line that anyone would look at.
 UniqueFd mountList(const std::vector<Graft>& grafts) {
     std::string list;
-    for (const std::string& argument : mirrorArguments("", grafts))
+    for (const std::string& argument : mirrorArguments(grafts))
         list += argument + '\0';
     UniqueFd file(memfd_create("mounts", 0));
     const bool isOpen = file.isOpen();

@@ -5,24 +5,26 @@
 #include <filesystem>
 #include <set>
 
+#include "host/base/prefix.h"
+
 namespace host {
 namespace {
 
 namespace fs = std::filesystem;
 
+// Where the root is looked at: under an emulator "/" itself may be another folder.
+const std::string kSeenRoot = "/proc/self/root";
+
 class Mirror {
 public:
-    Mirror(const std::string& realRoot, const std::vector<Graft>& grafts)
-        : mRealRoot(realRoot),
-          mSeenRoot(realRoot.empty() ? "/proc/self/root" : realRoot),
-          mGrafts(grafts) {}
+    explicit Mirror(const std::vector<Graft>& grafts) : mGrafts(grafts) {}
 
     // `folder` without a slash at its end; "" is the root.
     void showEntriesOf(const std::string& folder) {
         std::set<std::string> paths;  // sorted, for arguments that do not vary
         std::error_code error;
         for (const fs::directory_entry& entry :
-             fs::directory_iterator(mSeenRoot + folder + '/', error)) {
+             fs::directory_iterator(kSeenRoot + folder + '/', error)) {
             paths.insert(folder + '/' + entry.path().filename().string());
         }
         for (const std::string& path : paths)
@@ -37,11 +39,11 @@ private:
         if (leadsToGraft(path)) {
             add({"--dir", path});
             showEntriesOf(path);
-        } else if (fs::is_symlink(mSeenRoot + path)) {
-            add({"--symlink", fs::read_symlink(mSeenRoot + path).string(), path});
+        } else if (fs::is_symlink(kSeenRoot + path)) {
+            add({"--symlink", fs::read_symlink(kSeenRoot + path).string(), path});
         } else {
             // An entry may go while we look, such as a device's.
-            add({"--dev-bind-try", mRealRoot + path, path});
+            add({"--dev-bind-try", path, path});
         }
     }
 
@@ -51,27 +53,22 @@ private:
     }
 
     bool leadsToGraft(const std::string& path) const {
-        return std::any_of(mGrafts.begin(), mGrafts.end(), [&](const Graft& graft) {
-            return graft.path.compare(0, path.size() + 1, path + '/') == 0;
-        });
+        return std::any_of(mGrafts.begin(), mGrafts.end(),
+                           [&](const Graft& graft) { return startsWith(graft.path, path + '/'); });
     }
 
     void add(const std::vector<std::string>& arguments) {
         mArguments.insert(mArguments.end(), arguments.begin(), arguments.end());
     }
 
-    const std::string& mRealRoot;
-    // Where it is looked at: under an emulator "/" itself may be another folder.
-    std::string mSeenRoot;
     const std::vector<Graft>& mGrafts;
     std::vector<std::string> mArguments;
 };
 
 }  // namespace
 
-std::vector<std::string> mirrorArguments(const std::string& realRoot,
-                                         const std::vector<Graft>& grafts) {
-    Mirror mirror(realRoot, grafts);
+std::vector<std::string> mirrorArguments(const std::vector<Graft>& grafts) {
+    Mirror mirror(grafts);
     mirror.showEntriesOf("");
     std::vector<std::string> arguments = mirror.take();
     for (const Graft& graft : grafts) {

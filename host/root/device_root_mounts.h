@@ -13,11 +13,9 @@ struct Graft {
     std::vector<std::string> arguments;
 };
 
-/// Bubblewrap arguments for a root that shows all of `realRoot` ("" for the
-/// machine's own) and the grafts. A folder that a graft goes into is made anew
-/// and its entries are bound one by one, for nothing may be added to the
-/// machine's own.
-std::vector<std::string> mirrorArguments(const std::string& realRoot,
-                                         const std::vector<Graft>& grafts);
+/// Bubblewrap arguments for a root that shows all of the machine's own and the grafts. A folder
+/// that a graft goes into is made anew and its entries are bound one by one, for nothing may be
+/// added to the machine's own.
+std::vector<std::string> mirrorArguments(const std::vector<Graft>& grafts);
 
 }  // namespace host

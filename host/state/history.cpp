@@ -2,14 +2,13 @@
 #include "host/state/history.h"
 
 #include <chrono>
-#include <cstdio>
 #include <stdexcept>
 
 #include "host/base/exit_code.h"
 #include "host/base/json_text.h"
-#include "host/base/printable.h"
 #include "host/base/regular_file.h"
 #include "host/base/rotating_file.h"
+#include "host/base/standard_streams.h"
 #include "host/state/store_reader.h"
 
 namespace host {
@@ -147,8 +146,7 @@ void History::note(const LaunchEntry& entry) const {
     try {
         RotatingFile(mPath).appendForGood(toJsonLine(entry));
     } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: the history misses a launch: %s\n",
-                     printable(error.what()).c_str());
+        sayLine(std::string("the history misses a launch: ") + error.what());
     }
 }
 

@@ -8,13 +8,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <fstream>
-#include <iterator>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 #include <vector>
 
+#include "host/base/file_content.h"
 #include "host/base/record_lock.h"
 #include "host/base/unique_fd.h"
 
@@ -105,8 +104,7 @@ std::string describeStoreFault(const std::string& error, const std::string& data
         return error + "; raise the limit of open files (ulimit -n)";
     }
     if (error.find("locked") == std::string::npos) return error + "; " + remedy;
-    std::ifstream file("/proc/locks");
-    const std::string locks(std::istreambuf_iterator<char>(file), {});
+    const std::string locks = contentOf("/proc/locks");
     const std::optional<pid_t> holder =
         writerIn(locks, identityOf(databaseFile), identityOf(databaseFile + "-shm"), getpid());
     return error + " by " + describeHolder(holder) + "; wait for its end, or end it";

@@ -1,8 +1,7 @@
 // What the verbs share.
-#include <cstdio>
 
 #include "host/base/exit_code.h"
-#include "host/base/printable.h"
+#include "host/base/standard_streams.h"
 #include "host/dump/dump_file.h"
 #include "host/export/recording.h"
 #include "host/verbs/verb.h"
@@ -47,7 +46,7 @@ std::vector<Recording> recordingsGivenAs(const std::string& argument, const std:
                                          const Invocation& invocation) {
     if (!isResultsFile(argument)) return {Recording(dumpGivenAs(argument, generation, invocation))};
     if (!generation.empty())
-        throw HostError(kUsage, "--generation is of a PACKAGE; a results file has none");
+        throw HostError(kUsage, "--generation needs a PACKAGE; a results file has no generations");
     return recordingsOf(readResults(argument), argument);
 }
 
@@ -68,7 +67,7 @@ void tellFailure(const std::function<void()>& write) {
     try {
         write();
     } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
+        sayLine(error.what());
     }
 }
 

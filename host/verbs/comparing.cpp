@@ -1,11 +1,8 @@
 // Comparing two measurements, for the verbs that do: compare, and measure --against.
 #include "host/verbs/comparing.h"
 
-#include <cstdio>
-
 #include "host/base/exit_code.h"
 #include "host/base/json_text.h"
-#include "host/base/printable.h"
 #include "host/base/replaced_file.h"
 #include "host/base/standard_streams.h"
 #include "host/compare/comparison_picture.h"
@@ -45,7 +42,7 @@ std::string pictureBelow(const Comparison& comparison) {
     try {
         return inCharacters(comparison);
     } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: no picture: %s\n", printable(error.what()).c_str());
+        sayLine(std::string("no picture: ") + error.what());
         return "";
     }
 }
@@ -56,12 +53,12 @@ TimeBy timeAskedFor(const CompareOptions& options) {
 
 int exitCodeOf(const Comparison& comparison, const CompareOptions& options) {
     if (options.isStrict && comparison.isDoubted()) {
-        std::fprintf(stderr, "orvo-host: refused by --strict, for doubted launches\n");
+        sayLine("refused by --strict, for doubted launches");
         return kDoubted;
     }
     if (!options.failIfSlowerPercent) return kDone;
     if (comparison.finding == Finding::kTooFewRuns) {
-        std::fprintf(stderr, "orvo-host: too few runs for --fail-if-slower to tell\n");
+        sayLine("too few runs for --fail-if-slower to tell");
         return kNotLearned;
     }
     return comparison.isSlowerBy(*options.failIfSlowerPercent) ? kSlower : kDone;

@@ -1,11 +1,10 @@
 // Takes a package from one generation to the next.
 #include "host/verbs/generation_steps.h"
 
-#include <cstdio>
 #include <filesystem>
 
 #include "host/base/exit_code.h"
-#include "host/base/printable.h"
+#include "host/base/standard_streams.h"
 #include "host/dump/dump_name.h"
 #include "host/dump/ended_dumps.h"
 #include "host/state/history.h"
@@ -26,7 +25,7 @@ GenerationSteps::GenerationSteps(const StateFolder& state, LogSink& log)
     try {
         history = History(state.history()).read();
     } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
+        sayLine(error.what());
     }
     mFile.adopt(history);
 }
@@ -47,11 +46,8 @@ Generation GenerationSteps::labelled(const std::string& package, const std::stri
         return current;
     }
     Generation next = begin(package, label, library);
-    std::fprintf(stderr,
-                 "orvo-host: generation %s of %s begins; what was learned of generation %s is "
-                 "erased\n",
-                 generationText(next).c_str(), printable(package).c_str(),
-                 generationText(current).c_str());
+    sayLine("generation " + generationText(next) + " of " + package +
+            " begins; what was learned of generation " + generationText(current) + " is erased");
     return next;
 }
 

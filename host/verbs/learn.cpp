@@ -1,12 +1,11 @@
 // orvo-host learn: launches a command and lets the library learn its endpoint.
-#include <cstdio>
 #include <memory>
 #include <optional>
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
 #include "host/base/new_files.h"
-#include "host/base/printable.h"
+#include "host/base/standard_streams.h"
 #include "host/dump/dump_writer.h"
 #include "host/dump/recorded_probe.h"
 #include "host/learn/learn_advice.h"
@@ -62,7 +61,7 @@ void checkArguments(LearnArguments& arguments, const Invocation& invocation) {
 
 void warnOfDumpName(const LearnArguments& arguments) {
     if (!arguments.dumps.dump || arguments.package().find('/') == std::string::npos) return;
-    std::fprintf(stderr, "orvo-host: no dump is written for a PACKAGE with '/' in it\n");
+    sayLine("no dump is written for a PACKAGE with '/' in it");
 }
 
 AdviceContext adviceContextOf(const LearnArguments& arguments, const Invocation& invocation,
@@ -74,7 +73,7 @@ AdviceContext adviceContextOf(const LearnArguments& arguments, const Invocation&
 
 void advise(const LearnReport& report, const AdviceContext& context) {
     for (const std::string& line : adviceOn(report, context))
-        std::fprintf(stderr, "orvo-host: %s\n", printable(line).c_str());
+        sayLine(line);
 }
 
 void writeDumpOf(const LearnOptions& options, const MadeLaunch& launch, DumpWriter& dumps) {

@@ -1,5 +1,4 @@
 // orvo-host measure: how long launches take, without learning anything.
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <unistd.h>
@@ -7,8 +6,8 @@
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
 #include "host/base/new_files.h"
-#include "host/base/printable.h"
 #include "host/base/replaced_file.h"
+#include "host/base/standard_streams.h"
 #include "host/learn/learn_advice.h"
 #include "host/measure/command_words.h"
 #include "host/measure/measure_report.h"
@@ -105,7 +104,7 @@ int printResults(const MeasureArguments& arguments, const Results& results) {
 }
 
 void tell(const std::string& line) {
-    std::fprintf(stderr, "orvo-host: %s\n", printable(line).c_str());
+    sayLine(line);
 }
 
 void advise(const MeasureReport& report, const MeasurePlan& plan, const StateFolder& state,

@@ -1,10 +1,10 @@
 // orvo-host plot: draws recorded launches.
-#include <cstdio>
 #include <deque>
 #include <memory>
 
 #include "host/base/exit_code.h"
 #include "host/base/replaced_file.h"
+#include "host/base/standard_streams.h"
 #include "host/dump/caption.h"
 #include "host/dump/dump_file.h"
 #include "host/dump/launch_notes.h"
@@ -67,9 +67,8 @@ Chosen chooseLaunches(const DumpSource& source, const PlotArguments& arguments) 
 }
 
 void tellOfThoseLeftOut(const Chosen& chosen) {
-    std::fprintf(stderr,
-                 "orvo-host: only the last %zu of the %zu launches with samples are drawn\n",
-                 chosen.launches.size(), chosen.inAll);
+    sayLine("only the last " + std::to_string(chosen.launches.size()) + " of the " +
+            std::to_string(chosen.inAll) + " launches with samples are drawn");
 }
 
 std::vector<Metric> chooseMetrics(const std::vector<const DumpedLaunch*>& launches,

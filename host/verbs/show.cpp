@@ -1,12 +1,11 @@
 // orvo-host show: what is known of all packages or of one.
-#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <set>
 #include <unistd.h>
 
 #include "host/base/exit_code.h"
-#include "host/base/printable.h"
+#include "host/base/standard_streams.h"
 #include "host/library/log_sink.h"
 #include "host/state/history.h"
 #include "host/state/package_report.h"
@@ -45,8 +44,7 @@ void addRows(std::vector<GenerationRow>& rows, const std::string& package,
 }
 
 void tellThatNothingIsLearned(const StateFolder& state) {
-    std::fprintf(stderr, "orvo-host: nothing is learned in %s yet\n",
-                 printable(state.path()).c_str());
+    sayLine("nothing is learned in " + state.path() + " yet");
 }
 
 /// Of what is erased the history and the generations' file go on telling.

@@ -1,12 +1,11 @@
 // orvo-host watch: stays, and lets the library learn every launch that it sees.
-#include <cstdio>
 #include <memory>
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
 #include "host/base/new_files.h"
-#include "host/base/printable.h"
 #include "host/base/record_lock.h"
+#include "host/base/standard_streams.h"
 #include "host/dump/dump_writer.h"
 #include "host/process/process_tree.h"
 #include "host/root/device_root.h"
@@ -60,7 +59,7 @@ std::optional<Generation> generationOf(const std::string& package, const Generat
     try {
         return steps.newest(package, library);
     } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
+        sayLine(error.what());
         return std::nullopt;
     }
 }
@@ -100,8 +99,7 @@ int watchHere(WatchArguments& arguments, const Invocation& invocation, const Sta
     };
     WatchSession session(arguments.options, state, log, invocation.library());
     if (!invocation.quiet) {
-        std::fprintf(stderr, "orvo-host: watching %s; what runs now is known already\n",
-                     kTaskListPath);
+        sayLine(std::string("watching ") + kTaskListPath + "; what runs now is known already");
     }
     session.run();
     return kDone;
@@ -138,7 +136,7 @@ void addWatchVerb(CLI::App& app, Invocation& invocation) {
         .named("N")
         .from(5, 10'000);
     verb.option("--look-after", arguments->lookAfterSeconds,
-                "Tell of a launch when it was looked at for so long behind the library's\n"
+                "Report a launch once it has been watched for so long after the library's\n"
                 "window, to see whether memory stays (default: as long as the window;\n"
                 "0: at once)")
         .named("SECONDS")

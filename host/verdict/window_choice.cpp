@@ -48,6 +48,19 @@ bool isConvincing(const SecondOpinion& opinion, std::size_t seen) {
            quiet >= *opinion.settledAt && quiet >= kRests * opinion.longestRest;
 }
 
+/// The shortest window in which a launch that settles there, after rests of at most
+/// that length, settles each time.
+//
+// The analysis takes the level that is held longest for the last: in the window
+// the last one must be held for longer than any before, and for a run at least.
+Window windowFor(std::size_t settledAt, std::size_t longestRest) {
+    const auto settled = static_cast<double>(settledAt);
+    const auto rest = static_cast<double>(std::max(kShortStreak, longestRest + 1));
+    if (kShortVariation * settled + rest <= kShortWindow) return Window::kShort;
+    if (kExtendedVariation * settled + rest <= kExtendedWindow) return Window::kExtended;
+    return Window::kLong;
+}
+
 }  // namespace
 
 const char* windowName(Window window) {
@@ -71,16 +84,6 @@ std::string windowText(Window window) {
 
 std::string windowOption(Window window) {
     return std::string("--window ") + windowName(window);
-}
-
-// The analysis takes the level that is held longest for the last: in the window
-// the last one must be held for longer than any before, and for a run at least.
-Window windowFor(std::size_t settledAt, std::size_t longestRest) {
-    const auto settled = static_cast<double>(settledAt);
-    const auto rest = static_cast<double>(std::max(kShortStreak, longestRest + 1));
-    if (kShortVariation * settled + rest <= kShortWindow) return Window::kShort;
-    if (kExtendedVariation * settled + rest <= kExtendedWindow) return Window::kExtended;
-    return Window::kLong;
 }
 
 std::optional<WindowChoice> chooseWindow(const std::vector<std::int32_t>& memoryKb, bool isLast) {

@@ -30,10 +30,6 @@ std::string windowText(Window window);
 /// The option of `learn` that asks for it.
 std::string windowOption(Window window);
 
-/// The shortest window in which a launch that settles there, after rests of at
-/// most that length, settles each time.
-Window windowFor(std::size_t settledAt, std::size_t longestRest);
-
 /// What a probing launch showed, and what follows. Indices count samples from the
 /// first.
 struct WindowChoice {

@@ -5,11 +5,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <fstream>
 #include <iterator>
 #include <sstream>
 #include <unistd.h>
 #include <vector>
+
+#include "host/base/file_content.h"
+#include "host/process/proc_file.h"
 
 namespace host {
 namespace {
@@ -40,8 +42,7 @@ std::optional<WatchCost> parseWatchCost(std::string_view stat, double uptimeMs,
 }
 
 std::optional<WatchCost> readWatchCost(pid_t process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-    const std::string stat(std::istreambuf_iterator<char>(file), {});
+    const std::string stat = contentOf(procPath(process, "stat"));
     return parseWatchCost(stat, uptimeMs(), {sysconf(_SC_CLK_TCK), sysconf(_SC_PAGESIZE)});
 }
 

@@ -11,7 +11,7 @@
 
 #include "host/base/exit_code.h"
 #include "host/base/interruption.h"
-#include "host/base/printable.h"
+#include "host/base/standard_streams.h"
 #include "host/base/steady_clock.h"
 #include "host/process/process_tree.h"
 
@@ -131,8 +131,8 @@ double WatchSession::countDescriptors() {
 
 bool WatchSession::takeLock(const std::string& package) {
     if (mLocks.take(package)) return true;
-    std::fprintf(stderr, "orvo-host: a launch of %s is not learned: %s is learning or erasing it\n",
-                 package.c_str(), printable(mLocks.describeHolder(package)).c_str());
+    sayLine("a launch of " + package + " is not learned: " + mLocks.describeHolder(package) +
+            " is learning or erasing it");
     return false;
 }
 
@@ -181,7 +181,7 @@ void WatchSession::keepRest() {
     try {
         reportAll();
     } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
+        sayLine(error.what());
     }
 }
 
@@ -193,10 +193,8 @@ void WatchSession::report(std::list<LookedAfter>::iterator looked) {
     const EndedLaunch& ended = launch.ended;
     const std::string& package = ended.launch.app.package;
     if (ended.record.countFailed()) {
-        std::fprintf(stderr,
-                     "orvo-host: the store did not count a launch of %s; orvo.log in the state "
-                     "folder says why\n",
-                     package.c_str());
+        sayLine("the store did not count a launch of " + package +
+                "; orvo.log in the state folder says why");
     }
     const auto endpointMs =
         launch.outcome == LaunchOutcome::kStored ? ended.record.endpointMs() : std::nullopt;
@@ -228,7 +226,7 @@ std::optional<std::int32_t> WatchSession::storedEndpointMs(const std::string& pa
     try {
         return mStore.package(package).finalEndpointMs();
     } catch (const HostError& error) {
-        std::fprintf(stderr, "orvo-host: %s\n", printable(error.what()).c_str());
+        sayLine(error.what());
         return std::nullopt;
     }
 }

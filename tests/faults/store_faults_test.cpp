@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <thread>
 
+#include "host/base/unique_fd.h"
 #include "platform/tavo_log.h"
 #include "store/orvo_dblayer.h"
 #include "tests/faults/real_store.h"
@@ -218,11 +219,10 @@ protected:
 
     /// Runs a host for so long; returns how many launches it reported.
     static std::uint32_t launchesUntilKilled(std::chrono::microseconds life) {
-        int ends[2];
-        EXPECT_EQ(pipe(ends), 0);
+        host::Pipe pipe;
         const pid_t child = fork();
-        if (child == 0) host(ends[1]);
-        close(ends[1]);
+        if (child == 0) host(pipe.writeEnd.get());
+        pipe.writeEnd.reset();
         std::this_thread::sleep_for(life);
         kill(child, SIGKILL);
         int status = 0;
@@ -230,9 +230,8 @@ protected:
         EXPECT_TRUE(WIFSIGNALED(status)) << "it ended by itself";
         // It reports before each launch, so that the last one is not counted yet.
         std::uint32_t reports = 0;
-        for (char report = 0; read(ends[0], &report, 1) == 1;)
+        for (char report = 0; read(pipe.readEnd.get(), &report, 1) == 1;)
             ++reports;
-        close(ends[0]);
         return reports == 0 ? 0 : reports - 1;
     }
 };

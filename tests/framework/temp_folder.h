@@ -3,10 +3,10 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <string>
+
+#include "host/base/file_content.h"
 
 /// Removed with all that is in it.
 class TempFolder {
@@ -27,7 +27,4 @@ private:
     std::string mPath;
 };
 
-inline std::string contentOf(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
+using host::contentOf;

@@ -5,13 +5,13 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <sys/wait.h>
 
 #include "framework/tavodb/schema.h"
 #include "host/base/locked_file.h"
 #include "host/base/record_lock.h"
 #include "host/base/regular_file.h"
 #include "host/base/rotating_file.h"
+#include "host/process/child_process.h"
 #include "host/state/command_output.h"
 #include "host/state/package_lock.h"
 #include "host/state/state_folder.h"
@@ -62,7 +62,7 @@ int elsewhere(const std::function<int()>& question) {
     if (child == 0) _exit(question());
     int status = 0;
     waitpid(child, &status, 0);
-    return WEXITSTATUS(status);
+    return exitCodeOf(status);
 }
 
 /// 1 when `action` is refused with a line that names `holder`.

@@ -2,26 +2,23 @@
 #include "tests/host/program.h"
 
 #include <chrono>
-#include <csignal>
 #include <fcntl.h>
-#include <sys/wait.h>
 #include <thread>
 
+#include "host/process/child_process.h"
+#include "host/process/command.h"
 #include "host/process/process_tree.h"
 
 Program::Program(const Words& words, const Words& settings) {
-    std::vector<char*> arguments;
-    for (const std::string& word : words)
-        arguments.push_back(const_cast<char*>(word.c_str()));
-    arguments.push_back(nullptr);
     mPid = fork();
     if (mPid != 0) return;
-    std::signal(SIGINT, SIG_DFL);  // which is ignored in the background
+    host::resetSignals({SIGINT});  // which is ignored in the background
     for (const std::string& setting : settings)
         putenv(const_cast<char*>(setting.c_str()));
     dup2(open((mFolder / "out").c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
     dup2(open((mFolder / "err").c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
-    execv(arguments[0], arguments.data());
+    Words arguments = words;
+    execv(words[0].c_str(), host::pointersTo(arguments).data());
     _exit(99);
 }
 
@@ -39,7 +36,7 @@ int Program::wait() {
     int status = 0;
     waitpid(mPid, &status, 0);
     mPid = -1;
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    return host::exitCodeOf(status);
 }
 
 bool eventually(const std::function<bool()>& isTrue) {

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <linux/sched.h>
 #include <stdexcept>
 #include <sys/mman.h>
@@ -50,11 +49,6 @@ void setTasks(const std::string& text) {
 
 std::string dumpPath(const std::string& appName) {
     return "/data/vendor/lm/" + appName + "_vmrss.csv";
-}
-
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string nameOf(pid_t task) {

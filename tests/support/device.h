@@ -6,13 +6,15 @@
 #include <string>
 #include <sys/types.h>
 
+#include "host/base/file_content.h"
+
 namespace device {
 
 constexpr char kTasksPath[] = "/dev/cpuset/top-app/tasks";
 
 void setTasks(const std::string& text);
 std::string dumpPath(const std::string& appName);
-std::string contentOf(const std::string& path);
+using host::contentOf;
 /// What the kernel shows as the task's name, up to its first NUL.
 std::string nameOf(pid_t task);
 

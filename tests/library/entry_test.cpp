@@ -161,13 +161,14 @@ TEST_F(EntryTest, QueriesAnswerFromStoreAndPidMap) {
     framework().tables["OrvoEP"].insert({mApp, {78}});
     EXPECT_EQ(get(4), 0);  // there can only be one
     mApp = "never seen";
+    EXPECT_EQ(OrvoLearner::mOrvoLearner.getPidFromMap(mApp), -1);
     EXPECT_EQ(get(7), 1);
     for (const std::int32_t pid : {-1, 0, 2, 4711}) {
         OrvoLearner::mOrvoLearner.setPidOnMap(mApp, pid);
         EXPECT_EQ(get(7), std::max(pid, 1));
     }
     EXPECT_EQ(log.count("PID from Map:1 app:never seen"), 3);
-    EXPECT_EQ(log.count("Finding pid for never seen found 0"), 1);
+    EXPECT_EQ(log.count("Finding pid for never seen found 0"), 2);
     EXPECT_EQ(log.count("Finding pid for never seen found 1"), 4);
 }
 

@@ -60,6 +60,7 @@ TEST_F(TavoDbTest, UpdatesReturnTheRowsTheyChanged) {
     EXPECT_EQ(change(DB_OP_DELETE), 4);
     EXPECT_EQ(values(), "");
     EXPECT_EQ(valuesOf(mDatabase, mTable, "ab", 3), "zzz|");
+    EXPECT_EQ(valuesOf(mDatabase, mTable, "ab", 4), "failed");
     EXPECT_LT(change(0), 0);
     EXPECT_LT(change(4), 0);
     EXPECT_LT(mDatabase.DBupdate(mTable, "a", nullptr, 1, DB_OP_INSERT), 0);

@@ -96,8 +96,8 @@ private:
     // One at a time: two first events of a package may each add a row, for counting
     // takes no lock.
     static void launchLiving() {
-        static std::mutex mutex;
-        const std::lock_guard<std::mutex> lock(mutex);
+        static std::mutex oneAtATime;
+        const std::lock_guard<std::mutex> lock(oneAtATime);
         EXPECT_EQ(launch("living"), 0);
     }
 

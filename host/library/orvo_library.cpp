@@ -44,6 +44,7 @@ OrvoLibrary::OrvoLibrary(const LibraryOptions& options, const StateFolder& state
     : mFile(loadLibrary(options)) {
     refuseUnlessDatabaseFiles(state.database());
     refuseUnlessRegular(state.properties());
+    state.removeDumpProperty();
     setenv("TAVO_DB_PATH", state.database().c_str(), 1);
     setenv("TAVO_PROPERTIES", state.properties().c_str(), 1);
     setTavoLogLevel(options.logLevel);

@@ -39,7 +39,8 @@ LibraryFile loadLibrary(const LibraryOptions& options);
 class OrvoLibrary {
 public:
     /// Loads the library, which opens the store in `state` and starts its learning
-    /// thread. Throws HostError when that fails.
+    /// thread, and writes no dumps: those are the host's, under the package's name.
+    /// Throws HostError when that fails.
     OrvoLibrary(const LibraryOptions& options, const StateFolder& state, LogSink& log);
 
     /// Shuts the library down.

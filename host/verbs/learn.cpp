@@ -102,7 +102,6 @@ Generation beginLearning(const LearnArguments& arguments, const GenerationSteps&
 
 int learnHere(LearnArguments& arguments, const Invocation& invocation, const StateFolder& state) {
     noteInterruptions();
-    state.removeDumpProperty();  // or the library would write its own, under the shown name
     DumpWriter dumps(state.dumps(), arguments.dumps.dumpsKept);
     LearnOptions& options = arguments.options;
     if (arguments.dumps.dump && arguments.package().find('/') == std::string::npos) {

@@ -82,7 +82,6 @@ int watchHere(WatchArguments& arguments, const Invocation& invocation, const Sta
     noteInterruptions();
     keepNewFilesPrivate();
     const WatchLock lock(state.watchLock());
-    state.removeDumpProperty();  // or the library would write its own beside ours
     DumpWriter dumps(state.dumps(), arguments.dumps.dumpsKept);
     if (arguments.dumps.dump) {
         arguments.options.keep = [&](const WatchedLaunch& launch) { writeDumpOf(launch, dumps); };

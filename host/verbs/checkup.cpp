@@ -1,6 +1,7 @@
 // Checks of what the runs need, each with a remedy.
 #include "host/verbs/checkup.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <sys/stat.h>
@@ -176,6 +177,12 @@ std::string describeLogLevel() {
 }
 
 }  // namespace
+
+bool isWell(const std::vector<CheckFinding>& findings) {
+    return std::none_of(findings.begin(), findings.end(), [](const CheckFinding& finding) {
+        return finding.health == Health::kAmiss;
+    });
+}
 
 std::vector<CheckFinding> checkDevicePaths() {
     return {finding("task list", describeTaskList), finding("dump folder", describeDumpFolder),

@@ -16,6 +16,9 @@ struct CheckFinding {
     std::string text;  ///< what was found, and for kAmiss what to do
 };
 
+/// Whether nothing is amiss.
+bool isWell(const std::vector<CheckFinding>& findings);
+
 /// Looks at what is inside a device root, and changes nothing. To be called
 /// while a LogSink keeps the database's complaints from the terminal.
 std::vector<CheckFinding> checkDevicePaths();

@@ -24,34 +24,35 @@ const char* wordFor(Health health) {
     return "FAIL";
 }
 
-// Returns whether nothing is amiss.
-bool tell(const std::vector<CheckFinding>& findings) {
-    bool isWell = true;
+void tell(const std::vector<CheckFinding>& findings) {
     for (const CheckFinding& finding : findings) {
         constexpr std::size_t kSubjectWidth = 14;
         std::string subject = finding.subject;
         subject.resize(std::max(subject.size(), kSubjectWidth), ' ');
         print(std::string(wordFor(finding.health)) + "  " + subject + printable(finding.text) +
               '\n');
-        isWell = isWell && finding.health != Health::kAmiss;
     }
-    return isWell;
+}
+
+CheckFinding rootFinding(const std::string& rootFault) {
+    if (!rootFault.empty()) return {Health::kAmiss, "device paths", rootFault};
+    return {Health::kWell, "device paths",
+            hasArrivedInDeviceRoot() ? "in a private root" : "the machine's own"};
 }
 
 int checkHere(const StateFolder& state, const std::string& rootFault,
               const Invocation& invocation) {
     const LogSink log("", invocation.logLevel, invocation.verbose);
-    bool isWell = rootFault.empty();
-    if (isWell) {
-        tell({{Health::kWell, "device paths",
-               hasArrivedInDeviceRoot() ? "in a private root" : "the machine's own"}});
-        isWell = tell(checkDevicePaths());
-    } else {
-        tell({{Health::kAmiss, "device paths", rootFault}});
-    }
-    isWell = tell(checkState(state)) && isWell;
-    isWell = tell(checkTools()) && isWell;
-    return isWell ? kDone : kEnvironment;
+    std::vector<CheckFinding> findings;
+    const auto add = [&](const std::vector<CheckFinding>& more) {
+        tell(more);
+        findings.insert(findings.end(), more.begin(), more.end());
+    };
+    add({rootFinding(rootFault)});
+    if (rootFault.empty()) add(checkDevicePaths());
+    add(checkState(state));
+    add(checkTools());
+    return isWell(findings) ? kDone : kEnvironment;
 }
 
 int doctor(const Invocation& invocation) {

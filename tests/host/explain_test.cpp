@@ -59,14 +59,29 @@ TEST(Explanation, WhatAnUndecidedLaunchLacks) {
     EXPECT_EQ(explain(unstable).missing, Missing::kStableEvaluations);
 }
 
-TEST(Explanation, AnUnstableComparisonStartsTheCountAnew) {
+/// A launch that was evaluated again and again, with these endpoints.
+DumpedLaunch evaluated(const std::vector<std::int32_t>& memory,
+                       const std::vector<std::int32_t>& score = {}) {
     DumpedLaunch launch;
-    for (const std::int32_t endpoint : {100, 105, 104, 200, 190}) {
-        launch.evaluations.emplace_back();
-        launch.evaluations.back().metrics[Metric::kVmRss].endpointIndex = endpoint;
+    launch.evaluations.resize(memory.size());
+    for (std::size_t i = 0; i < memory.size(); ++i) {
+        PerMetric<MetricResult>& metrics = launch.evaluations[i].metrics;
+        metrics[Metric::kVmRss].endpointIndex = memory[i];
+        if (!score.empty()) metrics[Metric::kOomScore].endpointIndex = score[i];
     }
-    const std::vector<EvaluationExplanation> evaluations = explain(launch).evaluations;
-    EXPECT_EQ((*evaluations.back().comparisons)[Metric::kVmRss].stableInARow, 1);
+    return launch;
+}
+
+TEST(Explanation, AnUnstableComparisonStartsTheCountAnew) {
+    // 110 to 100 is 10 %, which is not stable.
+    const LaunchExplanation explanation = explain(evaluated({100, 105, 104, 110, 100, 101}));
+    EXPECT_EQ((*explanation.evaluations.back().comparisons)[Metric::kVmRss].stableInARow, 1);
+}
+
+TEST(Explanation, ALongLaunchIsSetByTheHighestStableEndpointAndNotByTheLast) {
+    DumpedLaunch launch = evaluated({100, 104, 105, 103}, {120, 120, 120, 105});
+    launch.evaluations.back().finalIndex = 105;
+    EXPECT_THAT(explain(launch).setBy, ElementsAre(Metric::kVmRss));
 }
 
 TEST(Spread, OnlyALaunchFarFromTheRestIsFlagged) {

@@ -4,23 +4,37 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
-#include "framework/tavodb/schema.h"
 #include "host/base/locked_file.h"
 #include "host/base/record_lock.h"
 #include "host/base/regular_file.h"
 #include "host/base/rotating_file.h"
-#include "host/process/child_process.h"
 #include "host/state/command_output.h"
+#include "host/state/generations.h"
 #include "host/state/package_lock.h"
 #include "host/state/state_folder.h"
-#include "host/state/store_holder.h"
-#include "host/state/store_reader.h"
 #include "host/state/watch_lock.h"
-#include "host/watch/watch_cost.h"
 #include "tests/framework/temp_folder.h"
+#include "tests/host/elsewhere.h"
 #include "tests/host/refusal.h"
+
+namespace {
+
+struct Flush {
+    int times = 0;
+    int error = 0;  // that the next ones fail with
+} flush;
+
+}  // namespace
+
+// In place of the C library's.
+int fdatasync(int fd) {
+    ++flush.times;
+    errno = flush.error;
+    return flush.error == 0 ? static_cast<int>(syscall(SYS_fdatasync, fd)) : -1;
+}
 
 namespace host {
 namespace {
@@ -56,15 +70,6 @@ TEST(RegularFileTest, PipesAndFoldersAreRefusedWithoutWaiting) {
     EXPECT_FALSE(openKeptFile(folder / "none", O_RDWR).isOpen());
 }
 
-/// What `question` answers in another process: only others see a lock as held.
-int elsewhere(const std::function<int()>& question) {
-    const pid_t child = fork();
-    if (child == 0) _exit(question());
-    int status = 0;
-    waitpid(child, &status, 0);
-    return exitCodeOf(status);
-}
-
 /// 1 when `action` is refused with a line that names `holder`.
 int isRefusedBy(pid_t holder, const std::function<void()>& action) {
     try {
@@ -86,6 +91,7 @@ TEST(LockTest, SecondWatchIsToldWhoWatchesAndTheFileOutlivesNobody) {
         EXPECT_TRUE(elsewhere([&] { return WatchLock::holder(path) == self; }));
     }
     EXPECT_TRUE(elsewhere([&] { return !WatchLock::holder(path); }));
+    EXPECT_FALSE(WatchLock::holder(folder / "none"));
     EXPECT_EQ(contentOf(path), "");
 }
 
@@ -116,6 +122,26 @@ TEST(LockTest, WaitForALockHasALimitAndNamesTheHolder) {
     EXPECT_TRUE(elsewhere([&] {
         const UniqueFd file = openKeptFile(path, O_RDWR);
         return !takeLock(file.get(), path, {}, 30) && lockHolder(file.get(), {}) == self;
+    }));
+}
+
+TEST(FlushTest, WhatIsKeptForGoodIsFlushedAndAFlushThatFailsIsToldAndUnlocks) {
+    const TempFolder folder;
+    RotatingFile lines(folder / "log");
+    const GenerationsFile generations(folder / "generations.jsonl");
+    lines.appendForGood("a\n");
+    generations.put("com.a", {2});
+    EXPECT_EQ(flush.times, 2);
+    flush.error = EIO;
+    EXPECT_THAT([&] { lines.appendForGood("b\n"); },
+                refuses(kEnvironment, HasSubstr("Input/output error")));
+    EXPECT_THAT([&] { generations.put("com.a", {3}); },
+                refuses(kEnvironment, HasSubstr("Input/output error")));
+    flush.error = 0;
+    EXPECT_EQ(generations.read().newestOf("com.a").number, 2);
+    EXPECT_TRUE(elsewhere([&] {
+        const UniqueFd file = openKeptFile(folder / "log", O_RDWR);
+        return takeLock(file.get(), "", {}, 0);
     }));
 }
 
@@ -160,6 +186,16 @@ TEST(StateFolderTest, NewFolderIsItsOwnersAloneAndAForeignOneIsRefused) {
     EXPECT_THAT([&] { state.create(); }, refuses(kEnvironment, HasSubstr("belongs to user 65534")));
 }
 
+TEST(StateFolderTest, OnePropertyGoesAndTheOthersStay) {
+    const char* const cases[][2] = {
+        {"# c\nx=1", "# c\nx=1"},           {" a.b = false\nx=1\na.b=true", "x=1\n"},
+        {"a.b=true\na.bc=1\n", "a.bc=1\n"}, {"a.b\n\n", "a.b\n\n"},
+        {"\ta.b\t=\ttrue\n", ""},
+    };
+    for (const auto& [before, after] : cases)
+        EXPECT_EQ(withoutProperty(before, "a.b"), after) << before;
+}
+
 TEST(CommandOutputTest, LearnsSideBySideHaveAFileEach) {
     const TempFolder folder;
     const StateFolder state(folder / "state");
@@ -169,47 +205,6 @@ TEST(CommandOutputTest, LearnsSideBySideHaveAFileEach) {
     EXPECT_EQ(first.path(), state.commandOutput(1));
     EXPECT_TRUE(elsewhere([&] { return CommandOutput(state).path() == state.commandOutput(2); }));
     EXPECT_EQ(contentOf(first.path()), "");
-}
-
-TEST(StoreHolderTest, OnlyWhoKeepsWritersAwayIsNamed) {
-    const FileIdentity database{makedev(0x8, 0x1), 77};
-    const FileIdentity shared{makedev(0x8, 0x1), 78};
-    const std::pair<const char*, std::optional<pid_t>> cases[] = {
-        {"1: POSIX  ADVISORY  READ 12 08:01:77 1073741826 1073742335\n", std::nullopt},
-        {"1: POSIX  ADVISORY  WRITE 12 08:01:77 1073741826 1073742335", 12},
-        {"1: POSIX  ADVISORY  READ 12 08:01:78 128 128\n2: POSIX  ADVISORY  READ 13 08:01:78 "
-         "124 124\n",
-         std::nullopt},
-        {"1: POSIX  ADVISORY  READ 12 08:01:78 120 120\n", 12},
-        {"1: POSIX  ADVISORY  WRITE 12 08:01:78 0 EOF\n", 12},
-        {"1: -> POSIX  ADVISORY  WRITE 12 08:01:78 120 120\n", std::nullopt},
-        {"1: POSIX  ADVISORY  WRITE 12 08:02:78 120 120\n", std::nullopt},
-        {"1: OFDLCK ADVISORY  WRITE -1 08:01:78 120 120\n", std::nullopt},
-        {"1: POSIX  ADVISORY  WRITE 99 08:01:78 120 120\n", std::nullopt},
-        {"x\n\n1: POSIX\n", std::nullopt},
-    };
-    for (const auto& [locks, holder] : cases)
-        EXPECT_EQ(writerIn(locks, database, shared, 99), holder) << locks;
-}
-
-// It may be without end.
-TEST(StoreReaderTest, ViewInATablesPlaceIsRefusedAndNotRun) {
-    const TempFolder folder;
-    tavodb::Connection store;
-    ASSERT_TRUE(store.open(folder / "orvo.db", tavodb::Connection::Access::kReadWriteCreate));
-    ASSERT_TRUE(store.execute("CREATE VIEW " + tavodb::sqlTableName("OrvoEP") +
-                              " AS SELECT x'61' AS key, 1 AS seq, x'01000000' AS value"));
-    EXPECT_THAT([&] { StoreReader(folder / "orvo.db").packages(); },
-                refuses(kEnvironment, HasSubstr("view")));
-}
-
-TEST(WatchCostTest, CostIsReadBehindAHostileName) {
-    const char* const stat = "12 (a) b) S 1 1 1 0 -1 0 0 0 0 0 30 20 0 0 20 0 2 0 500 9000 1000 0";
-    const std::optional<WatchCost> cost = parseWatchCost(stat, 15'000, {100, 4096});
-    ASSERT_TRUE(cost);
-    EXPECT_EQ(renderText(12, *cost),
-              "process 12: 5.00 % of a core over 10.0 s, 4.1 MB of memory\n");
-    EXPECT_FALSE(parseWatchCost("12 (a) S 1", 15'000, {}));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "host/base/exit_code.h"
 #include "host/base/json_text.h"
 #include "host/learn/learn_advice.h"
+#include "host/learn/progress.h"
 #include "host/learn/shown_name.h"
 #include "host/learn/tree_growth.h"
 #include "host/library/look_after.h"
@@ -247,6 +248,12 @@ TEST(ProbeSightTest, TheLineSaysWhatWasSeenAndWhatIsDone) {
     sight = sightOf(Window::kShort, {}, 10);
     sight.hasEnded = true;
     EXPECT_THAT(textOf(sight), StartsWith("the process ended after 510 ms, before it had settled"));
+}
+
+TEST(ProgressTest, BarStaysInItsBoundsWhenALaunchTakesLonger) {
+    LaunchRecord record;
+    record.take({3, "TAVO-ORVO-LEARNER", "statsCollector", "Decided Samples = 34. Starting"});
+    EXPECT_EQ(barText("t", record, 9000), "t [########################] sampling 9.0 s");
 }
 
 TEST(LookAfterTest, LooksFillAValueAPeriodBehindTheLastSample) {

@@ -4,17 +4,17 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <thread>
 
 #include "host/process/process_tree.h"
-#include "host/process/task_list.h"
 #include "host/watch/app_scan.h"
 #include "host/watch/launch_ledger.h"
 #include "host/watch/launch_rules.h"
+#include "host/watch/watch_cost.h"
 #include "tests/host/program.h"
 #include "tests/host/refusal.h"
+#include "tests/support/device.h"
 
 namespace host {
 namespace {
@@ -70,6 +70,23 @@ TEST_F(AppScanTest, ProcessIsOneLaunchOnceItShowsANameThatIsNeitherItsRuntimesNo
     EXPECT_TRUE(eventually([&] { return !launch.isAlive(); })) << "nor is it as a zombie";
 }
 
+// The list names it still, or names it again.
+TEST_F(AppScanTest, NumberThatAnotherProcessHasByNowIsAnotherLaunch) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root chooses a process's number";
+    device::Child first = device::Child::named("com.a");
+    const pid_t pid = first.pid();
+    EXPECT_THAT(look({pid}), ElementsAre("com.a"));
+    const AppProcess before = mLaunches.at(0);
+    for (const bool isListedBetween : {true, false}) {
+        first.die();
+        if (!isListedBetween) look({});
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));  // two ticks of its clock
+        device::Child next = device::Child::named("com.a", pid);
+        EXPECT_THAT(look({pid}), ElementsAre("com.a")) << isListedBetween;
+        EXPECT_FALSE(before.isAlive());
+    }
+}
+
 TEST_F(AppScanTest, WhatRanBeforeIsNoLaunchAndAThreadStandsForItsProcess) {
     const Program old({"/bin/bash", "-c", "exec -a com.old sleep 60"});
     ASSERT_TRUE(eventually([&] { return shownName(old.pid()) == "com.old"; }));
@@ -86,56 +103,6 @@ TEST_F(AppScanTest, WhatRanBeforeIsNoLaunchAndAThreadStandsForItsProcess) {
         EXPECT_EQ(mLaunches.at(0).pid, getpid());
     }).join();
     std::memcpy(program_invocation_name, before.c_str(), sizeof "com.self");
-}
-
-// Taken by a process that is gone, the lock is held by its heir.
-TEST(TaskListLockTest, ListThatAnotherHasLockedIsGivenUpInALineThatNamesIt) {
-    const TempFolder folder;
-    const std::string list = folder / "tasks";
-    std::ofstream(list).flush();
-    const std::string script = "exec 9<>" + list + "; flock 9; exec -a com.a sleep 60";
-    const Program locker({"/bin/bash", "-c", script});
-    ASSERT_TRUE(eventually([&] { return shownName(locker.pid()) == "com.a"; }));
-    TaskListKeeper keeper(list);
-    EXPECT_THAT([&] { keeper.keep({}, 10); },
-                refuses(kEnvironment, HasSubstr(std::to_string(locker.pid()) + " (com.a) has")));
-    EXPECT_THAT([&] { keeper.keep({locker.pid()}, 0); },
-                refuses(kEnvironment, HasSubstr("COMMAND (com.a) has")));
-}
-
-// While one lives.
-class NoDescriptors {
-public:
-    NoDescriptors() {
-        getrlimit(RLIMIT_NOFILE, &mBefore);
-        const rlimit none{0, mBefore.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &mBefore); }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
-private:
-    rlimit mBefore{};
-};
-
-TEST(ProcFileTest, LivingProcessIsNotTakenForGoneWhenDescriptorsRunOut) {
-#ifdef __SANITIZE_ADDRESS__
-    GTEST_SKIP() << "the undefined-behaviour sanitizer opens a pipe to look at a thrown object";
-#endif
-    const auto withoutDescriptors = [](auto look) {
-        return [look] {
-            const NoDescriptors none;
-            look();
-        };
-    };
-    const AppProcess self{"a", getpid(), 0};
-    EXPECT_THAT(withoutDescriptors([&] { self.isAlive(); }),
-                refuses(kEnvironment, HasSubstr("ulimit -n")));
-    EXPECT_THAT(withoutDescriptors([] { numbersIn("/proc"); }),
-                refuses(kEnvironment, HasSubstr("ulimit -n")));
-    EXPECT_FALSE(readProcessStat(1 << 22));
-    EXPECT_THAT(numbersIn("/proc/4194304/task"), IsEmpty());
 }
 
 TEST(LaunchRulesTest, FirstRuleThatFitsCounts) {
@@ -247,6 +214,15 @@ TEST_F(LedgerTest, LaunchesThatTheLibraryDoesNotTakeEndAtOnce) {
     mLedger.settleOffer();
     EXPECT_THAT(ended(), ElementsAre("com.a already learned", "com.b launch limit reached"));
     EXPECT_FALSE(mLedger.isBusy());
+}
+
+TEST(WatchCostTest, CostIsReadBehindAHostileName) {
+    const char* const stat = "12 (a) b) S 1 1 1 0 -1 0 0 0 0 0 30 20 0 0 20 0 2 0 500 9000 1000 0";
+    const std::optional<WatchCost> cost = parseWatchCost(stat, 15'000, {100, 4096});
+    ASSERT_TRUE(cost);
+    EXPECT_EQ(renderText(12, *cost),
+              "process 12: 5.00 % of a core over 10.0 s, 4.1 MB of memory\n");
+    EXPECT_FALSE(parseWatchCost("12 (a) S 1", 15'000, {}));
 }
 
 }  // namespace

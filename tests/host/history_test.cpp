@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "host/base/exit_code.h"
+#include "host/library/metric.h"
 #include "host/state/package_report.h"
 #include "tests/framework/temp_folder.h"
 
@@ -183,6 +184,28 @@ TEST_F(HistoryTest, ShowTellsTheSpreadAndLeavesEmptyWhatWasNotMeasured) {
                 HasSubstr("damaged; erase it  240 ms       still changing, decided at a rest  "));
     EXPECT_THAT(renderText({known}, history, generations), HasSubstr("  676 ms       none    "));
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3) << text;
+}
+
+TEST_F(HistoryTest, ShowHasADashWhereNothingCanBeMissing) {
+    const auto cellsOf = [](const StoredPackage& package) {
+        std::vector<std::string> cells = tableOf({package}, {}, {}).at(1);
+        return std::vector<std::string>(cells.begin() + 2, cells.begin() + 7);
+    };
+    EXPECT_THAT(cellsOf({"a", true, 9, {}, {450}}), ElementsAre("9", "0", "-", "yes", "450 ms"));
+    EXPECT_THAT(cellsOf({"a", false, 9, {30, 30}, {450}}), ElementsAre("9", "2", "3", "no", "-"));
+    EXPECT_THAT(cellsOf({"a", false, 9, Series(7, 30), {}}), ElementsAre("9", "7", "0", "no", "-"));
+}
+
+TEST(AssessmentTest, SecondOpinionIsToldWhereItIsAnother) {
+    const auto told = [](std::optional<std::int32_t> opinionMs,
+                         std::optional<std::int32_t> endpointMs) {
+        return toldText({{}, {}, opinionMs, 30}, endpointMs);
+    };
+    EXPECT_EQ(told(330, 300), "");
+    EXPECT_EQ(told(331, 300), "; second opinion 331 ms, within 30 ms");
+    EXPECT_EQ(told(269, 300), "; second opinion 269 ms, within 30 ms");
+    EXPECT_EQ(told(300, {}), "; second opinion 300 ms, within 30 ms");
+    EXPECT_EQ(told({}, {}), "");
 }
 
 }  // namespace

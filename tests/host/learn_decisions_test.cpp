@@ -254,6 +254,7 @@ TEST(ProgressTest, BarStaysInItsBoundsWhenALaunchTakesLonger) {
     LaunchRecord record;
     record.take({3, "TAVO-ORVO-LEARNER", "statsCollector", "Decided Samples = 34. Starting"});
     EXPECT_EQ(barText("t", record, 9000), "t [########################] sampling 9.0 s");
+    EXPECT_EQ(barText("t", record, 510), "t [############------------] sampling 0.5 s");
 }
 
 TEST(LookAfterTest, LooksFillAValueAPeriodBehindTheLastSample) {

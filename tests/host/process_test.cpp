@@ -4,12 +4,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include "host/base/interruption.h"
+#include "host/base/new_files.h"
 #include "host/process/command.h"
 #include "host/process/package_name.h"
 #include "host/process/process_tree.h"
+#include "host/process/shell.h"
 #include "host/process/task_list.h"
 #include "host/watch/app_scan.h"
 #include "tests/framework/temp_folder.h"
@@ -23,6 +27,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 TEST(PackageNameTest, NamesThatTheLogOrTheOutputCannotCarryAreRefused) {
     const std::string longest(255, 'a');
@@ -33,7 +38,7 @@ TEST(PackageNameTest, NamesThatTheLogOrTheOutputCannotCarryAreRefused) {
 }
 
 TEST(PackageNameTest, PathsProgramsAndSecondaryProcessesAreNoPackages) {
-    for (const char* good : {"com.example.app", "a.b", "com.Example_2.a1"})
+    for (const char* good : {"com.example.app", "a.b", "com.Example_2.aZ19"})
         EXPECT_TRUE(looksLikePackage(good)) << good;
     const std::string tooLong = "a." + std::string(300, 'b');
     for (const char* bad : {"", "bash", "python3.11", "/a.b", "com.a:s", "com.a ", ".com", "com.",
@@ -125,6 +130,72 @@ TEST(TaskListLockTest, ListThatAnotherHasLockedIsGivenUpInALineThatNamesIt) {
                 refuses(kEnvironment, HasSubstr(std::to_string(locker.pid()) + " (com.a) has")));
     EXPECT_THAT([&] { keeper.keep({locker.pid()}, 0); },
                 refuses(kEnvironment, HasSubstr("COMMAND (com.a) has")));
+}
+
+class ProcessTreeTest : public testing::Test {
+protected:
+    /// A shell that runs `script`; the folder is $0.
+    Program shell(const std::string& script) const {
+        return Program({"/bin/bash", "-c", script, mFolder / "."});
+    }
+    static std::string await(const std::string& name) {
+        return "until [ -e $0/" + name + " ]; do sleep .01; done; ";
+    }
+    void let(const std::string& name) const { std::ofstream(mFolder / name).flush(); }
+
+    /// The process whose number the shell has printed.
+    static pid_t toldBy(const Program& program) {
+        EXPECT_TRUE(eventually([&] { return program.out().find('\n') != std::string::npos; }));
+        return std::stoi(program.out());
+    }
+
+    const TempFolder mFolder;
+};
+
+TEST_F(ProcessTreeTest, DescendantsAreFoundWithTheirThreadsUntilTheyEnd) {
+    ProcessTree tree;
+    const Program program = shell("sleep 60 & echo $!; wait");
+    const pid_t child = toldBy(program);
+    tree.update();
+    EXPECT_THAT(tree.processes(), UnorderedElementsAre(program.pid(), child));
+    EXPECT_THAT(tree.tasks(), UnorderedElementsAre(program.pid(), child));
+    kill(child, SIGKILL);
+    program.signal(SIGKILL);
+    EXPECT_TRUE(eventually([&] {
+        tree.update();
+        return tree.processes().empty();
+    })) << "a zombie has exited";
+}
+
+// Nor what they start and leave to us.
+TEST_F(ProcessTreeTest, WhatRanBeforeIsForeignWithAllThatItStarts) {
+    if (prctl(PR_SET_CHILD_SUBREAPER, 1) != 0) GTEST_SKIP() << "an emulator keeps orphans from us";
+    const Program before = shell(await("go") + "sleep 60 & echo $!; " + await("end"));
+    ProcessTree tree;
+    let("go");
+    const pid_t child = toldBy(before);
+    tree.update();
+    let("end");
+    EXPECT_TRUE(eventually([&] { return readProcessStat(child)->parent == getpid(); }));
+    tree.update();
+    EXPECT_THAT(tree.processes(), IsEmpty());
+    kill(child, SIGKILL);
+    prctl(PR_SET_CHILD_SUBREAPER, 0);
+}
+
+TEST(ShellTest, LineRunsWithThePersonsSettingsAndItsCodeIsReturned) {
+    const TempFolder folder;
+    const UniqueFd output(open((folder / "out").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    umask(027);
+    keepNewFilesPrivate();
+    EXPECT_EQ(runShell("umask; echo $ORVO_LAUNCH_NS; cat; sleep .02; exit 7", output.get()), 7);
+    EXPECT_EQ(contentOf(folder / "out"), "0027\n\n");
+    EXPECT_EQ(runShell("kill -9 $$", output.get()), 128 + SIGKILL);
+    const int interrupted = elsewhere([&] {
+        noteInterruptions();
+        return runShell("kill -TERM $PPID; sleep 60", output.get());
+    });
+    EXPECT_EQ(interrupted, 128 + SIGTERM);
 }
 
 TEST(LaunchEnvironmentTest, WhatTheHostAddedIsLeftOutAndTheMomentComesLast) {

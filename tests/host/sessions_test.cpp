@@ -3,6 +3,7 @@
 #include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <thread>
 
 #include "host/base/interruption.h"
@@ -27,6 +28,13 @@ using testing::Not;
 constexpr const char* kStatus = "OrvoStatus";
 constexpr const char* kLearning = "OrvoLearning";
 constexpr const char* kFinal = "OrvoEP";
+
+// What the library says when it is stopped.
+std::int32_t endLaunch(const std::string& package) {
+    ScriptedLibrary::learner("Abort Detected for " + package + '!');
+    ScriptedLibrary::learner("Waiting for Launch Event...");
+    return 0;
+}
 
 class SessionTest : public testing::Test {
 protected:
@@ -76,11 +84,6 @@ protected:
         session.run();
     }
 
-    static void endLaunch() {
-        ScriptedLibrary::learner("Abort Detected for com.a!");
-        ScriptedLibrary::learner("Waiting for Launch Event...");
-    }
-
     WatchOptions mOptions;
     std::string mTold;
 };
@@ -97,8 +100,7 @@ TEST_F(WatchSessionTest, HuntForAProcessThatIsGoneIsStoppedUntilItEnds) {
             };
             library().script[ORVO_SET_STOP] = [&](const std::string&) {
                 stopsMs.push_back(steadyMs());
-                if (stopsMs.size() == 2) endLaunch();
-                return 0;
+                return stopsMs.size() == 2 ? endLaunch("com.a") : 0;
             };
         });
         EXPECT_EQ(library().calls, "init; launch com.a 1 0; stop com.a; stop com.a; deinit; ");
@@ -125,10 +127,7 @@ TEST_F(WatchSessionTest, HuntForALivingProcessGoesOnUntilTheEndStopsIt) {
                 });
                 return 0;
             };
-            library().script[ORVO_SET_STOP] = [&](const std::string&) {
-                endLaunch();
-                return 0;
-            };
+            library().script[ORVO_SET_STOP] = endLaunch;
         });
         end.join();
         EXPECT_EQ(library().calls, "init; launch com.a 1 0; stop -; deinit; ");
@@ -146,8 +145,7 @@ TEST_F(WatchSessionTest, LaunchThatTheStoreDidNotCountIsToldAndNoOther) {
                     ScriptedLibrary::fails("TAVO-ORVO-DB", "checkStatus",
                                            "Failed to update status for app " + package);
                 ScriptedLibrary::takes(package);
-                endLaunch();
-                return 0;
+                return endLaunch(package);
             };
         };
     };
@@ -192,7 +190,7 @@ protected:
     LearnReport learn(const std::vector<std::string>& command) {
         mOptions.settings.command = {command.front(), command};
         LogSink log("", 0, false);
-        Progress progress(Progress::Style::kQuiet);
+        Progress progress(Progress::Style::kLines);
         const CommandOutput output(mState);
         return LearnSession(mOptions, mState, output, log, 0, progress).run();
     }
@@ -206,35 +204,72 @@ TEST_F(LearnSessionTest, CommandThatEndedIsNotHuntedForAnyLonger) {
             ScriptedLibrary::takes(package);
             return 0;
         };
-        library().script[ORVO_SET_STOP] = [](const std::string&) {
-            ScriptedLibrary::learner("Abort Detected for com.a!");
-            ScriptedLibrary::learner("Waiting for Launch Event...");
-            return 0;
-        };
+        library().script[ORVO_SET_STOP] = endLaunch;
         const LearnReport report = learn({"/bin/true"});
         EXPECT_EQ(library().calls, "init; launch com.a 1 0; stop com.a; deinit; ");
         EXPECT_STREQ(outcomeText(report.launches.at(0).outcome), "exited early");
-        EXPECT_EQ(contentOf(kTaskListPath), "") << "the launch's task is gone";
     });
 }
 
 TEST_F(LearnSessionTest, LaunchThatTheStoreDidNotKeepIsTheLastAndItsCauseIsTold) {
+    inHost(
+        [&] {
+            library().script[ORVO_SET_LAUNCH] = [](const std::string& package) {
+                ScriptedLibrary::takes(package);
+                ScriptedLibrary::learner("Learned Launch Endpoint for " + package + " = 300");
+                ScriptedLibrary::fails("TAVO-DB", "judge", "disk I/O error");
+                ScriptedLibrary::fails("TAVO-ORVO-DB", "writeAppSample",
+                                       "Failed to write sample for app " + package);
+                ScriptedLibrary::learner("Waiting for Launch Event...");
+                return 0;
+            };
+            mOptions.launches = 3;
+            const LearnReport report = learn({"/bin/sleep", "60"});
+            ASSERT_EQ(report.launches.size(), 1U);
+            EXPECT_STREQ(outcomeText(report.launches[0].outcome), "store failed");
+            EXPECT_FALSE(report.launches[0].endpointMs);
+            EXPECT_THAT(report.launches[0].storeFault, HasSubstr("disk I/O error; free the disk"));
+            EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a process was left";
+            EXPECT_EQ(contentOf(kTaskListPath), "");
+            EXPECT_EQ(contentOf(kTaskListPath), "");
+        },
+        "launch 1/3: started\nlaunch 1/3: store failed");
+}
+
+TEST_F(LearnSessionTest, InterruptedHuntIsStoppedAndItsLaunchIsNoFailureOfTheCommand) {
     inHost([&] {
         library().script[ORVO_SET_LAUNCH] = [](const std::string& package) {
             ScriptedLibrary::takes(package);
-            ScriptedLibrary::learner("Learned Launch Endpoint for " + package + " = 300");
-            ScriptedLibrary::fails("TAVO-DB", "judge", "disk I/O error");
-            ScriptedLibrary::fails("TAVO-ORVO-DB", "writeAppSample",
-                                   "Failed to write sample for app " + package);
-            ScriptedLibrary::learner("Waiting for Launch Event...");
+            raise(SIGTERM);
             return 0;
         };
-        mOptions.launches = 3;
+        library().script[ORVO_SET_STOP] = endLaunch;
         const LearnReport report = learn({"/bin/sleep", "60"});
-        ASSERT_EQ(report.launches.size(), 1U);
-        EXPECT_STREQ(outcomeText(report.launches[0].outcome), "store failed");
-        EXPECT_FALSE(report.launches[0].endpointMs);
-        EXPECT_THAT(report.launches[0].storeFault, HasSubstr("disk I/O error; free the disk"));
+        EXPECT_STREQ(outcomeText(report.launches.at(0).outcome), "interrupted");
+        EXPECT_THAT(contentOf(mState.history()), HasSubstr(R"("outcome":"interrupted")"));
+    });
+}
+
+TEST_F(LearnSessionTest, ProbingLaunchEndsWithItsProcessOrWhereNoNameStandsOut) {
+    mOptions.kind.reset();
+    inHost([&] {
+        library().script[ORVO_SET_LAUNCH] = [](const std::string& package) {
+            ScriptedLibrary::takes(package);
+            return endLaunch(package);
+        };
+        EXPECT_FALSE(learn({"/bin/true"}).probe);
+        mOptions.settings.follow = "/bin/sleep";
+        const LearnReport ended = learn({"/bin/sleep", "0.5"});
+        ASSERT_TRUE(ended.probe);
+        EXPECT_TRUE(ended.probe->hasEnded);
+        EXPECT_EQ(windowOf(*ended.kind), Window::kShort);
+        mOptions.settings.follow.clear();
+        library().calls.clear();
+        const LearnReport lost =
+            learn({"/bin/sh", "-c", "sleep 60 & cat /dev/zero >/dev/null & wait"});
+        EXPECT_STREQ(outcomeText(lost.launches.at(0).outcome), "not found");
+        EXPECT_THAT(lost.namesShown, testing::UnorderedElementsAre("/bin/sh", "sleep", "cat"));
+        EXPECT_EQ(library().calls, "init; deinit; ");
     });
 }
 

@@ -54,12 +54,12 @@ TEST(WholeTexts, Explanations) {
     const Dump node = golden("node");
     expectRecorded("explain-long", renderText(game.explained(1)));
     expectRecorded("explain-undecided", renderText(node.explained(2, 955)));
-    expectRecorded("explain-long.json", renderJson(game.explained(1)));
     DumpSummary summary;
     const DumpedLaunch launch = restless(1);
     summary.add(launch);
-    expectRecorded("explain-noted",
-                   renderText({{"com.a_vmrss.csv", "com.a", true}, summary, launch, {}}));
+    const ExplanationReport report{{"com.a_vmrss.csv", "com.a", true}, summary, launch, {}};
+    expectRecorded("explain-noted", renderText(report));
+    expectRecorded("explain-noted.json", renderJson(report));
 }
 
 TEST(WholeTexts, Pictures) {

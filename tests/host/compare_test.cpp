@@ -16,6 +16,7 @@ namespace {
 
 using nlohmann::json;
 using testing::AllOf;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -146,6 +147,9 @@ TEST(Comparison, WarnsOfAllThatIsNotTheBuild) {
                     testing::StartsWith("the later launches of the old"),
                     "left out of the new: 2 launches without a time to an endpoint (1 undecided, "
                     "1 with no time since their start)"));
+    older.kind = {2, 1};
+    EXPECT_THAT(compare(older, newer).warnings,
+                Contains("measured as different kinds of launch, which are decided differently"));
 }
 
 TEST(ComparisonReport, SaysItInOneSentenceAndNamesDoubtedLaunches) {

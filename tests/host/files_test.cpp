@@ -11,6 +11,7 @@
 #include "host/base/record_lock.h"
 #include "host/base/regular_file.h"
 #include "host/base/rotating_file.h"
+#include "host/base/text_file.h"
 #include "host/state/command_output.h"
 #include "host/state/generations.h"
 #include "host/state/package_lock.h"
@@ -79,6 +80,20 @@ int isRefusedBy(pid_t holder, const std::function<void()>& action) {
         return std::string(error.what()).find(name) != std::string::npos ? 1 : 2;
     }
     return 0;
+}
+
+TEST(TextFileTest, ControlCharacterIsToldWithItsLine) {
+    const TempFolder folder;
+    const std::string path = folder / "text";
+    for (const char bad : {'\0', '\x1f', '\x7f', '\x1b'}) {
+        std::ofstream(path) << "a\tb\r\n" << bad << '\n';
+        EXPECT_THAT([&] { readTextFile(path, kUsage); }, refuses(kUsage, HasSubstr("text:2: ")));
+    }
+    std::ofstream(path) << "\ta\r\n\xff ";
+    EXPECT_EQ(readKeptTextFile(path), "\ta\r\n\xff ");
+    EXPECT_EQ(readKeptTextFile(folder / "none"), "");
+    EXPECT_THAT([&] { readTextFile(folder / "none", kUsage); },
+                refuses(kUsage, HasSubstr("No such file")));
 }
 
 TEST(LockTest, SecondWatchIsToldWhoWatchesAndTheFileOutlivesNobody) {

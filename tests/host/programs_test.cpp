@@ -284,19 +284,6 @@ TEST_F(LearnTest, CommandsThatCannotRunHaveTheShellsCodesAndLeaveNoLaunch) {
     EXPECT_THAT(mErr, HasSubstr("interpreter"));
 }
 
-TEST_F(LearnTest, WrongUsageIsOneLineAndCodeTwo) {
-    for (const Words& words :
-         {Words{"learn", "p"}, Words{"learn", "", "--", "true"},
-          Words{"learn", "p", "--launches", "0", "--", "true"},
-          Words{"learn", "p", "--type", "7", "--", "true"},
-          Words{"learn", "p", "--window", "long", "--type", "2", "--", "true"},
-          Words{"learn", "p", "--follow", "a\nb", "--", "true"}, Words{"join", "x", "--", "true"},
-          Words{"show", "p", "--", "true"}, Words{"erase", "p", "show"}, Words{"non\nsense"}}) {
-        EXPECT_EQ(host(words), 2) << words.back();
-        EXPECT_EQ(std::count(mErr.begin(), mErr.end(), '\n'), 1) << mErr;
-    }
-}
-
 TEST_F(LearnTest, MeasuringTwoCommandsComparesThemAndTouchesNothingThatIsLearned) {
     const std::string file = mFolder / "r.json";
     const Words measure{"measure", mPackage, "--window", "short", "--look-after", "0", "-o", file};

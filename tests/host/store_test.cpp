@@ -9,6 +9,7 @@
 #include "host/verbs/checkup.h"
 #include "tests/framework/temp_folder.h"
 #include "tests/host/made_up_store.h"
+#include "tests/host/program.h"
 #include "tests/host/refusal.h"
 
 namespace host {
@@ -18,6 +19,7 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::Field;
 using testing::HasSubstr;
+using testing::Not;
 
 TEST(StoreHolderTest, OnlyWhoKeepsWritersAwayIsNamed) {
     const FileIdentity database{makedev(0x8, 0x1), 77};
@@ -70,10 +72,10 @@ TEST(StoredPackageTest, DamageIsWhatNeverComesToAResultByItself) {
     }
 }
 
-class StoreTest : public testing::Test {
+class StoreTest : public HostTest {
 protected:
     StoreTest() {
-        mState.create();
+        mFolderOfState.create();
         for (const std::int32_t endpointMs : {300, 330})
             addRow(mFile, "OrvoLearning", "com.a", {endpointMs});
         addRow(mFile, "OrvoStatus", "com.a", {0, 2});
@@ -82,7 +84,7 @@ protected:
     }
 
     /// What doctor finds of the store.
-    CheckFinding finding() const { return checkState(mState).at(1); }
+    CheckFinding finding() const { return checkState(mFolderOfState).at(1); }
 
     void replaceInFile(const std::string& what, const std::string& by) const {
         std::string bytes = contentOf(mFile);
@@ -91,9 +93,8 @@ protected:
         std::ofstream(mFile) << bytes;
     }
 
-    const TempFolder mFolder;
-    const StateFolder mState{mFolder / "state"};
-    const std::string mFile = mState.database();
+    const StateFolder mFolderOfState{mState};
+    const std::string mFile = mFolderOfState.database();
 };
 
 TEST_F(StoreTest, RowsOfAPackageAreReadAloneAndAmongAll) {
@@ -109,6 +110,34 @@ TEST_F(StoreTest, RowsOfAPackageAreReadAloneAndAmongAll) {
     EXPECT_TRUE(all[1].learned);
     EXPECT_EQ(store.package("com.b").finalEndpointMs(), 450);
     EXPECT_FALSE(store.package("com.c").isKnown());
+}
+
+TEST_F(StoreTest, ShowTellsOfAllOrOfOneAndOfNoOther) {
+    EXPECT_EQ(host({"show", "--csv"}), kDone) << mErr;
+    EXPECT_THAT(mOut, AllOf(HasSubstr("\n1,com.a,2,2,3,300 330,false,,,"),
+                            HasSubstr("\n1,com.b,9,0,,,true,450,,")));
+    EXPECT_EQ(host({"show", "com.b", "--json"}), kDone);
+    EXPECT_THAT(mOut, AllOf(HasSubstr("com.b"), Not(HasSubstr("com.a"))));
+    EXPECT_EQ(host({"show", "com.b", "--generations"}), kDone);
+    EXPECT_THAT(mOut, AllOf(HasSubstr("\ncom.b    1 "), Not(HasSubstr("com.a"))));
+    EXPECT_EQ(host({"show", "com.c"}), kNotLearned);
+    EXPECT_EQ(host({"show", "com.c", "--generations"}), kNotLearned);
+    EXPECT_THAT(mErr, HasSubstr("nothing is known of com.c"));
+    std::filesystem::remove(mFile);
+    EXPECT_EQ(host({"show"}), kDone);
+    EXPECT_THAT(mErr, HasSubstr("nothing is learned in"));
+}
+
+TEST_F(StoreTest, EraseForgetsOnePackageAndItsNextGenerationBegins) {
+    std::ofstream(mFolderOfState.dumps() + "/com.a_vmrss.csv") << "recorded";
+    EXPECT_EQ(host({"erase", "com.a"}), kDone) << mErr;
+    EXPECT_FALSE(StoreReader(mFile).package("com.a").isKnown());
+    EXPECT_TRUE(StoreReader(mFile).package("com.b").isKnown());
+    EXPECT_EQ(contentOf(mFolderOfState.dumps() + "/com.a_vmrss.1.csv"), "recorded");
+    EXPECT_EQ(host({"show", "com.a", "--generations", "--csv"}), kDone) << mErr;
+    EXPECT_THAT(mOut, AllOf(HasSubstr("\n1,com.a,1,,0,"), HasSubstr("\n1,com.a,2,,0,")));
+    EXPECT_EQ(host({"erase", "com.a"}), kNotLearned);
+    EXPECT_EQ(host({"erase", ""}), kUsage);
 }
 
 TEST_F(StoreTest, DoctorTellsOfADamagedPackageAndOfADamagedFile) {

@@ -1,6 +1,8 @@
 // The library's two functions with a script behind them.
 #include "tests/host/scripted_library.h"
 
+#include <algorithm>
+
 namespace {
 
 void say(int priority, const std::string& tag, const char* function, const std::string& message) {
@@ -36,8 +38,23 @@ void ScriptedLibrary::takes(const std::string& package) {
     learner("Start Learning appName:" + package);
 }
 
-void ScriptedLibrary::learner(const std::string& message) {
-    say(ANDROID_LOG_DEBUG, "TAVO-ORVO-LEARNER", "statsCollector", message);
+void ScriptedLibrary::learns(const std::string& package, int process) {
+    takes(package);
+    learner("actual pid = " + std::to_string(process) + " TimeTakenToFind 200.5 ms");
+    learner("Decided Samples = 34. Starting collection ...");
+    for (int i = 0; i < 12; ++i)
+        learner("Process total rss = " + std::to_string(1000 * std::min(i + 1, 4)),
+                "getProcessVmRss");
+    learner("vmRssBias=0, streak=5", "churnForStablizingPoints");
+    learner("VMRSS EndPoint IDX 3", "calculateEndp");
+    learner("Final EndPoint * * * IDX 3", "concludeEp");
+    learner("dump property not set, cancelling", "exportToFile");
+    learner("Learned Launch Endpoint for " + package + " = 300");
+    learner("Waiting for Launch Event...");
+}
+
+void ScriptedLibrary::learner(const std::string& message, const char* function) {
+    say(ANDROID_LOG_DEBUG, "TAVO-ORVO-LEARNER", function, message);
 }
 
 void ScriptedLibrary::fails(const char* tag, const char* function, const std::string& message) {

@@ -18,9 +18,11 @@ struct ScriptedLibrary {
     /// "launch com.a 1 0; stop com.a; " and so on, since the process began.
     std::string calls;
 
-    // What it logs: that it takes a launch, and lines of the learner or of errors.
+    // What it logs: that it takes a launch, that it has sampled twelve samples of a
+    // process and learned 300 ms, and single lines of the learner or of errors.
     static void takes(const std::string& package);
-    static void learner(const std::string& message);
+    static void learns(const std::string& package, int process);
+    static void learner(const std::string& message, const char* function = "statsCollector");
     static void fails(const char* tag, const char* function, const std::string& message);
 };
 

@@ -22,6 +22,7 @@ namespace host {
 namespace {
 
 using device::Child;
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -153,6 +154,35 @@ TEST_F(WatchSessionTest, LaunchThatTheStoreDidNotCountIsToldAndNoOther) {
     inHost([&] { watch(scriptOf(true)); }, "^orvo-host: cost: [^\n]*\n$");
 }
 
+TEST_F(WatchSessionTest, LaunchIsLookedAtBehindItsWindowAndToldWithItsRuleAndGeneration) {
+    inHost([&] {
+        mOptions.lookAfterMs = 60;
+        mOptions.rules = LaunchRules::parse("com.a 1 2", "rules");
+        mOptions.generationOf = [](const std::string&, OrvoLibrary&) {
+            return Generation{3, "v3"};
+        };
+        std::size_t seen = 0;
+        mOptions.keep = [&](const WatchedLaunch& watched) {
+            EXPECT_EQ(watched.endpointMs, 300);
+            EXPECT_EQ(watched.ended.recorded.sampledAtMs.size(), 12U);
+            seen = watched.seen.memoryKb.size();
+        };
+        watch([](Child& app) {
+            library().script[ORVO_SET_LAUNCH] = [&](const std::string& package) {
+                ScriptedLibrary::learns(package, app.pid());
+                return 0;
+            };
+        });
+        EXPECT_GE(seen, 14U);
+        EXPECT_EQ(library().calls, "init; launch com.a 1 2; deinit; ");
+        const std::string history = contentOf(mState.history());
+        EXPECT_THAT(history, HasSubstr(R"("launch_subtype":2,"outcome":"stored","endpoint_ms":300,)"
+                                       R"("final_endpoint_ms":null,"since_start_ms":)"));
+        EXPECT_THAT(history, AllOf(Not(HasSubstr(R"("since_start_ms":null)")),
+                                   HasSubstr(R"("generation":3,"label":"v3"})")));
+    });
+}
+
 // Taken out of the list of launches before they are told: none is told twice.
 TEST_F(WatchSessionTest, LaunchThatCannotBeToldIsInTheHistoryOnce) {
     inHost([&] {
@@ -236,6 +266,35 @@ TEST_F(LearnSessionTest, LaunchThatTheStoreDidNotKeepIsTheLastAndItsCauseIsTold)
         "launch 1/3: started\nlaunch 1/3: store failed");
 }
 
+TEST_F(LearnSessionTest, LaunchIsKeptAndNotedAndTheNextSessionGoesOnInItsWindow) {
+    addRow(mState.database(), kLearning, "com.a", {300});
+    const auto session = [&] {
+        library().script[ORVO_SET_LAUNCH] = [](const std::string& package) {
+            ScriptedLibrary::learns(package, getpid());
+            return 0;
+        };
+        mOptions.settings.lookAfterMs = 60;
+        std::size_t kept = 0;
+        mOptions.keep = [&](const MadeLaunch& launch) {
+            EXPECT_EQ(launch.recorded.sampledAtMs.size(), 12U);
+            kept = launch.result.judged->seen.memoryKb.size();
+        };
+        const LearnReport report = learn({"/bin/sleep", "60"});
+        EXPECT_GE(kept, 14U);
+        EXPECT_EQ(report.launches.at(0).endpointMs, 300);
+        EXPECT_TRUE(report.launches[0].assessment.sinceStartMs);
+        EXPECT_EQ(report.samplesStored, 1);
+        EXPECT_EQ(report.inheritance.judged, report.kindBefore ? 2U : 1U);
+        EXPECT_EQ(library().calls, "init; launch com.a 1 2; deinit; ");
+    };
+    mOptions.kind = LaunchKind{1, 2};
+    inHost(session);
+    EXPECT_THAT(contentOf(mState.history()),
+                HasSubstr(R"("launch_subtype":2,"outcome":"stored","endpoint_ms":300)"));
+    mOptions.kind.reset();
+    inHost(session, "launches stored already: 1 of 5; going on with their window, the extended");
+}
+
 TEST_F(LearnSessionTest, InterruptedHuntIsStoppedAndItsLaunchIsNoFailureOfTheCommand) {
     inHost([&] {
         library().script[ORVO_SET_LAUNCH] = [](const std::string& package) {
@@ -244,6 +303,7 @@ TEST_F(LearnSessionTest, InterruptedHuntIsStoppedAndItsLaunchIsNoFailureOfTheCom
             return 0;
         };
         library().script[ORVO_SET_STOP] = endLaunch;
+        mOptions.settings.follow = "sleep";
         const LearnReport report = learn({"/bin/sleep", "60"});
         EXPECT_STREQ(outcomeText(report.launches.at(0).outcome), "interrupted");
         EXPECT_THAT(contentOf(mState.history()), HasSubstr(R"("outcome":"interrupted")"));

@@ -30,6 +30,13 @@ constexpr const char* kStatus = "OrvoStatus";
 constexpr const char* kLearning = "OrvoLearning";
 constexpr const char* kFinal = "OrvoEP";
 
+const LibraryOptions kLibrary{SCRIPTED_LIBRARY, 0};
+
+ScriptedLibrary& library() {
+    void* const file = dlopen(SCRIPTED_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    return *reinterpret_cast<decltype(&scriptedLibrary)>(dlsym(file, "scriptedLibrary"))();
+}
+
 // What the library says when it is stopped.
 std::int32_t endLaunch(const std::string& package) {
     ScriptedLibrary::learner("Abort Detected for " + package + '!');
@@ -78,7 +85,7 @@ protected:
     /// Watches the launch of com.a, until one is told of.
     void watch(const std::function<void(Child&)>& script) {
         LogSink log("", 0, false);
-        WatchSession session(mOptions, mState, log, 0);
+        WatchSession session(mOptions, mState, log, kLibrary);
         Child app = Child::named("com.a");
         device::setTasks(std::to_string(1 << 22) + '\n' + std::to_string(app.pid()) + '\n');
         script(app);
@@ -222,7 +229,7 @@ protected:
         LogSink log("", 0, false);
         Progress progress(Progress::Style::kLines);
         const CommandOutput output(mState);
-        return LearnSession(mOptions, mState, output, log, 0, progress).run();
+        return LearnSession(mOptions, mState, output, log, kLibrary, progress).run();
     }
 
     LearnOptions mOptions;
@@ -349,7 +356,7 @@ TEST_F(EraseTest, PackageThatIsStillThereIsAFailureAndItsGenerationIsUnfinished)
     addRow(mState.database(), kLearning, "com.a", {300});
     inHost([&] {
         LogSink log("", 0, false);
-        OrvoLibrary orvo(mState, log, 0);
+        OrvoLibrary orvo(kLibrary, mState, log);
         const GenerationSteps steps(mState, log);
         library().script[ORVO_SET_ERASE] = [](const std::string&) {
             ScriptedLibrary::fails("TAVO-DB", "judge", "disk I/O error");
@@ -374,17 +381,17 @@ TEST_F(LibraryTest, StoreOrThreadThatFailsIsToldAndTheLibraryWritesNoDumps) {
     inHost([&] {
         LogSink log("", 0, false);
         std::ofstream(mState.properties()) << "debug.vendor.zorv.enable.lm_csv_dump=true\nx=1\n";
-        { const OrvoLibrary orvo(mState, log, 0); }
+        { const OrvoLibrary orvo(kLibrary, mState, log); }
         EXPECT_EQ(contentOf(mState.properties()), "x=1\n");
         library().script[ORVO_SET_INIT] = [](const std::string&) {
             ScriptedLibrary::fails("TAVO-DB", "judge", "disk I/O error");
             ScriptedLibrary::fails("TAVO-ORVO-DB", "openTable", "Could not open DB:OrvoEP");
             return 0;
         };
-        EXPECT_THAT([&] { OrvoLibrary(mState, log, 0); },
+        EXPECT_THAT([&] { OrvoLibrary(kLibrary, mState, log); },
                     refuses(kEnvironment, HasSubstr("does not open: disk I/O error; free")));
         library().script[ORVO_SET_INIT] = [](const std::string&) { return -1; };
-        EXPECT_THAT([&] { OrvoLibrary(mState, log, 0); },
+        EXPECT_THAT([&] { OrvoLibrary(kLibrary, mState, log); },
                     refuses(kEnvironment, HasSubstr("ulimit -u")));
         EXPECT_EQ(library().calls, "init; deinit; init; deinit; init; ");
     });

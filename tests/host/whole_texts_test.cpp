@@ -27,22 +27,22 @@ DumpedLaunch restless(std::int64_t number) {
     launch.number = number;
     launch.outcome = DumpOutcome::kDecided;
     LaunchNote note;
-    for (int i = 0; i < 34; ++i) {
+    for (int i = 0; i < 14; ++i) {
         launch.series[Metric::kVmRss].push_back(20'000 + 1000 * std::min(i, 8));
         launch.series[Metric::kOomScore].push_back(667);
         note.lookAfterKb.push_back(28'000 + 1000 * std::min(i, 4));
     }
     launch.evaluations.resize(2);
     for (Evaluation& evaluation : launch.evaluations) {
-        evaluation.metrics[Metric::kVmRss] = {20, {28'000, 20'000}, 28'000, 8};
-        evaluation.metrics[Metric::kOomScore] = {20, {667}, 667, 0};
+        evaluation.metrics[Metric::kVmRss] = {12, {28'000, 20'000}, 28'000, 8};
+        evaluation.metrics[Metric::kOomScore] = {12, {667}, 667, 0};
     }
-    launch.evaluations[1].metrics[Metric::kVmRss].samples = 34;
+    launch.evaluations[1].metrics[Metric::kVmRss].samples = 14;
     launch.evaluations[1].finalIndex = 8;
-    note.samples = note.windowSamples = 34;
+    note.samples = note.windowSamples = 14;
     note.launchedAtUnixMs = 1'700'000'000'123;
     note.firstSampleSinceStartMs = 210;
-    note.lastSampleSinceStartMs = 210 + 33 * 31;
+    note.lastSampleSinceStartMs = 210 + 13 * 31;
     note.endpointMs = 255;
     note.assessment.sinceStartMs = 458;
     launch.note = note;

@@ -142,6 +142,7 @@ TEST(LockTest, WaitForALockHasALimitAndNamesTheHolder) {
 
 TEST(FlushTest, WhatIsKeptForGoodIsFlushedAndAFlushThatFailsIsToldAndUnlocks) {
     const TempFolder folder;
+    flush.times = 0;
     RotatingFile lines(folder / "log");
     const GenerationsFile generations(folder / "generations.jsonl");
     lines.appendForGood("a\n");

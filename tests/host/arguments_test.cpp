@@ -68,7 +68,7 @@ TEST_F(ArgumentsTest, WhatIsWrongIsSaidInOneLineWithWhatHelps) {
         {{"learn", "p", "--label", "12", "--", "true"}, "the --label is a number"},
         {{"learn", "p", "--launches", "0", "--", "true"}, "--launches"},
         {{"learn", "p", "--type", "7", "--", "true"}, "launch type"},
-        {{"learn", "p", "--window", "wide", "--", "true"}, "'wide' is none of short"},
+        {{"learn", "p", "--window", "wide", "--", "true"}, "'wide' is not one of short"},
         {{"learn", "p", "--follow", "a\nb", "--", "true"}, "to --follow holds a control"},
         {{"learn", "p", "--stdin", "--tty", "--", "true"}, "give --stdin or --tty"},
         {{"watch", "--interval-ms", "4"}, "--interval-ms"},

@@ -24,7 +24,7 @@ target_compile_definitions(orvo-headers INTERFACE
     $<$<BOOL:${ORVO_HARDENED_LOCKING}>:ORVO_HARDENED_LOCKING>)
 
 set(is_clang $<CXX_COMPILER_ID:Clang>)
-set(is_optimised $<NOT:$<CONFIG:Debug>>)
+set(is_optimised $<NOT:$<OR:$<CONFIG:Debug>,$<BOOL:$<TARGET_PROPERTY:ORVO_UNOPTIMISED>>>>)
 set(is_shared $<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>)
 
 add_library(orvo-flags INTERFACE)
@@ -116,6 +116,12 @@ if(ORVO_LIBCXX)
     target_compile_definitions(orvo-flags INTERFACE _LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS)
 endif()
 
+
+# What is compiled more often than it is run.
+function(orvo_compile_fast target)
+    set_target_properties(${target} PROPERTIES ORVO_UNOPTIMISED ON)
+    target_compile_options(${target} PRIVATE -O0)
+endfunction()
 
 # The framework's libraries export their classes, so this is the library's alone.
 add_library(orvo-hidden INTERFACE)

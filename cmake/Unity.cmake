@@ -1,7 +1,7 @@
 # Compiles many sources as one: what the host and the tests include (JSON, GoogleMock)
 # takes far longer to read and to instantiate than their own code. So names in
-# anonymous namespaces are unique within a folder; the preset debug compiles each
-# file by itself, and finds what one of them lacks.
+# anonymous namespaces are unique within a folder. What a file forgets to include,
+# scripts/lint finds, which reads each by itself.
 option(ORVO_UNITY "Compile the host folder by folder, and tests some at a time" ON)
 
 # One file for each folder that sources of the target lie in.

@@ -64,11 +64,12 @@ TEST(StoredPackageTest, DamageIsWhatNeverComesToAResultByItself) {
         {{"", false, 0, four, {}}, true, false, {}},
         {{"", false, 0, {}, {}}, false, false, {}},
     };
+    int number = 0;
     for (const auto& [package, isKnown, isDamaged, finalMs] : cases) {
-        const std::size_t number = &package - &cases[0].package;
-        EXPECT_EQ(package.isKnown(), isKnown) << number;
-        EXPECT_EQ(package.isDamaged(), isDamaged) << number;
-        EXPECT_EQ(package.finalEndpointMs(), finalMs) << number;
+        SCOPED_TRACE(number++);
+        EXPECT_EQ(package.isKnown(), isKnown);
+        EXPECT_EQ(package.isDamaged(), isDamaged);
+        EXPECT_EQ(package.finalEndpointMs(), finalMs);
     }
 }
 

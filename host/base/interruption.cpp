@@ -1,16 +1,19 @@
 // The wish to end, by INT, TERM or HUP.
 #include "host/base/interruption.h"
 
+#include <atomic>
 #include <csignal>
 #include <initializer_list>
 
 namespace host {
 namespace {
 
-volatile std::sig_atomic_t interrupted = 0;
+// A signal may come to the library's thread.
+std::atomic<bool> interrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal's handler must not wait");
 
 void onSignal(int) {
-    interrupted = 1;
+    interrupted = true;
 }
 
 void noteUnlessIgnored(int signal) {
@@ -31,7 +34,7 @@ void noteInterruptions() {
 }
 
 bool isInterrupted() {
-    return interrupted != 0;
+    return interrupted;
 }
 
 }  // namespace host

@@ -117,8 +117,12 @@ if(ORVO_LIBCXX)
 endif()
 
 
-# What is compiled more often than it is run.
+# What is compiled more often than it is run; an emulator runs it slowly enough.
 function(orvo_compile_fast target)
+    if(CMAKE_CROSSCOMPILING)
+        target_compile_options(${target} PRIVATE -O1)
+        return()
+    endif()
     set_target_properties(${target} PROPERTIES ORVO_UNOPTIMISED ON)
     target_compile_options(${target} PRIVATE -O0)
 endfunction()

@@ -7,7 +7,7 @@ if(NOT EXISTS ${ORVO_GTEST_DIR}/CMakeLists.txt)
 endif()
 
 set(INSTALL_GTEST OFF CACHE INTERNAL "")
-add_compile_options(${orvo_branch_protection} -O0)
+add_compile_options(${orvo_branch_protection} $<IF:$<BOOL:${CMAKE_CROSSCOMPILING}>,-O1,-O0>)
 if(ORVO_SANITIZE)
     add_compile_options(-fsanitize=${ORVO_SANITIZE})
 endif()

@@ -1,12 +1,8 @@
 // The library's file: which one is loaded, and which locking it was built with.
 #include "host/library/library_file.h"
 
-#include <climits>
-#include <cstdlib>
 #include <dlfcn.h>
 #include <filesystem>
-#include <string_view>
-#include <unistd.h>
 
 #include "host/base/exit_code.h"
 #include "host/base/regular_file.h"

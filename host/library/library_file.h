@@ -20,8 +20,6 @@ public:
     std::int32_t set(int op, std::string& package, void* message) const;
     std::int32_t get(int op, std::string& package) const;
 
-    const std::string& path() const { return mPath; }
-
     /// Whether it takes descriptor counts and may be shut down at any time.
     bool isHardened() const { return mIsHardened; }
 

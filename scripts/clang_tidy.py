@@ -1,0 +1,109 @@
+"""Runs clang-tidy on the files of a compilation database (scripts/lint).
+
+    clang_tidy.py BUILD-FOLDER [PATH-REGEX]
+
+All files are checked folder by folder: most of the time goes into the headers that
+the files of a folder share. Joined text is checked rather than a file that includes
+them, because the static analyzer looks at main files only. Before that each is read
+by itself, which tells what it forgot to include. With PATH-REGEX (from the project's
+root) every check reads each matching file by itself.
+"""
+import bisect
+import collections
+import concurrent.futures
+import json
+import os
+import pathlib
+import re
+import shlex
+import shutil
+import subprocess
+import sys
+
+CLANG_TIDY = "clang-tidy-14"
+BY_ITSELF = "readability-duplicate-include"  # joined files do repeat their includes
+MOST_JOINED = 10  # so that the last ones do not leave the other processors idle
+
+root = pathlib.Path.cwd()
+
+
+def clang_tidy(database, file, checks):
+    """What it finds in `file`, empty if nothing."""
+    run = subprocess.run([CLANG_TIDY, "-quiet", f"--checks={checks}", "-p", database, file],
+                         capture_output=True, text=True)
+    return run.stdout if run.returncode else ""
+
+
+def unit_of(command):
+    """Equal for files that may be joined: of one target and folder, with the same macros."""
+    words = shlex.split(command["command"])
+    macros = tuple(word for word in words if word.startswith("-D"))
+    return os.path.dirname(words[words.index("-o") + 1]), macros
+
+
+class JoinedFile:
+    """Sources of one target and folder as one text that keeps their order."""
+
+    def __init__(self, path, commands):
+        self.path, self.sources, self.first_lines = path, [c["file"] for c in commands], []
+        text = ""
+        for source in self.sources:
+            self.first_lines.append(text.count("\n") + 1)
+            text += pathlib.Path(source).read_text() + "\n"
+        path.write_text(text)
+        self.command = dict(commands[0], file=str(path))
+        self.command["command"] = commands[0]["command"].replace(commands[0]["file"], str(path))
+
+    def in_sources(self, findings):
+        """The findings with the sources' own lines."""
+        def place(match):
+            line = int(match[1])
+            source = bisect.bisect_right(self.first_lines, line) - 1
+            return f"{self.sources[source]}:{line - self.first_lines[source] + 1}:"
+        return re.sub(rf"{re.escape(str(self.path))}:(\d+):", place, findings)
+
+
+def join_by_folder(commands, folder):
+    """Writes the joined files, each below its sources' configuration, and their database."""
+    shutil.rmtree(folder, ignore_errors=True)
+    groups = collections.defaultdict(list)
+    for command in commands:
+        groups[unit_of(command)].append(command)
+    joined = []
+    for group in groups.values():
+        top = pathlib.Path(group[0]["file"]).relative_to(root).parts[0]
+        (folder / top).mkdir(parents=True, exist_ok=True)
+        if (root / top / ".clang-tidy").exists():
+            shutil.copy(root / top / ".clang-tidy", folder / top)
+        for first in range(0, len(group), MOST_JOINED):
+            path = folder / top / f"joined-{len(joined)}.cpp"
+            joined.append(JoinedFile(path, group[first:first + MOST_JOINED]))
+    (folder / "compile_commands.json").write_text(json.dumps([j.command for j in joined]))
+    return joined
+
+
+def main():
+    build = root / sys.argv[1]
+    wanted = re.compile(re.escape(f"{root}/") + (sys.argv[2] if len(sys.argv) > 2 else ""))
+    commands = [c for c in json.loads((build / "compile_commands.json").read_text())
+                if wanted.match(c["file"])]
+    if not commands:
+        sys.exit(f"lint: no compiled file matches '{sys.argv[2]}'")
+    # A source of several targets once, unless its macros differ.
+    commands = list({(c["file"], unit_of(c)[1]): c for c in commands}.values())
+    files = sorted({c["file"] for c in commands})
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        if len(sys.argv) > 2:
+            found = list(pool.map(lambda file: clang_tidy(build, file, ""), files))
+        else:
+            found = list(pool.map(lambda file: clang_tidy(build, file, f"-*,{BY_ITSELF}"), files))
+            joined = join_by_folder(commands, build / "joined")
+            joined.sort(key=lambda j: len(j.sources), reverse=True)
+            found += pool.map(
+                lambda j: j.in_sources(clang_tidy(build / "joined", j.path, f"-{BY_ITSELF}")), joined)
+    print("".join(found), end="")
+    print(f"lint: {len(files)} files, {'FINDINGS' if any(found) else 'no finding'}")
+    sys.exit(any(found))
+
+
+main()

@@ -22,9 +22,9 @@ constexpr std::size_t kPathSize = 128;  // a longer path is cut
 
 using DumpPath = char[kPathSize];
 
-/// Opens the package's dump for appending and gives its path. The caller passes
-/// over a stream that is not open; a name with '/' would leave the dump's
-/// folder and is never opened.
+// Opens the package's dump for appending and gives its path. The caller passes
+// over a stream that is not open; a name with '/' would leave the dump's
+// folder and is never opened.
 std::ofstream openDump(const char* appName, DumpPath& path) {
     std::snprintf(path, sizeof(path), "/data/vendor/lm/%s_vmrss.csv", appName);
     if (std::strchr(appName, '/') != nullptr) return {};

@@ -13,8 +13,8 @@ namespace {
 
 constexpr float kClosePercent = 10.0F;
 
-/// The difference of a top value from the one before it. After a 0, and for
-/// the first, it is 0: nothing is divided by zero.
+// The difference of a top value from the one before it. After a 0, and for
+// the first, it is 0: nothing is divided by zero.
 float stepDifference(std::int32_t previous, std::int32_t current) {
     if (previous == 0) return 0.0F;
     return OrvoLearner::calcDiffPercentage(static_cast<float>(current),
@@ -52,9 +52,9 @@ bool isClose(float difference) {
     return difference <= kClosePercent;
 }
 
-/// The summed weights of the points that equal `value`, cut to an integer at
-/// every step: weights below 1 are lost, so in effect this counts the points
-/// of weight 1, the newest ones. The cut is intended.
+// The summed weights of the points that equal `value`, cut to an integer at
+// every step: weights below 1 are lost, so in effect this counts the points
+// of weight 1, the newest ones. The cut is intended.
 std::int32_t ageOf(std::int32_t value, const std::vector<std::int32_t>& dataPt,
                    const std::vector<float>& elemAges) {
     std::int32_t age = 0;
@@ -65,9 +65,9 @@ std::int32_t ageOf(std::int32_t value, const std::vector<std::int32_t>& dataPt,
     return age;
 }
 
-/// Lower bound by halving, in a series that is usually not sorted: there the
-/// result is whatever position the halving ends at, which std::lower_bound
-/// does not promise.
+// Lower bound by halving, in a series that is usually not sorted: there the
+// result is whatever position the halving ends at, which std::lower_bound
+// does not promise.
 std::int32_t halvingLowerBound(const std::vector<std::int32_t>& data, std::int32_t value) {
     std::size_t first = 0;
     std::size_t length = data.size();
@@ -83,8 +83,8 @@ std::int32_t halvingLowerBound(const std::vector<std::int32_t>& data, std::int32
     return static_cast<std::int32_t>(first);
 }
 
-/// The index up to which points are skipped, -1 for none: the peak's, when it
-/// comes before the target value first occurs and is not that value.
+// The index up to which points are skipped, -1 for none: the peak's, when it
+// comes before the target value first occurs and is not that value.
 std::int32_t lastSkippedIndex(const std::vector<std::int32_t>& data, std::int32_t target) {
     const auto peak = std::max_element(data.begin(), data.end());
     const auto peakIdx = static_cast<std::int32_t>(peak - data.begin());

@@ -18,10 +18,10 @@ constexpr float kFrequencyCutOff = 0.75F;  // of the highest count
 
 using CountedValue = std::pair<std::int32_t, std::int32_t>;  // count, value
 
-/// The entries with the highest counts, at most 12, highest first; of equal
-/// counts the larger value first, so that the order is the same with every
-/// hash map. No later entry can reach the top values: those of a count start
-/// after all values of higher counts, and 12 fill them.
+// The entries with the highest counts, at most 12, highest first; of equal
+// counts the larger value first, so that the order is the same with every
+// hash map. No later entry can reach the top values: those of a count start
+// after all values of higher counts, and 12 fill them.
 std::vector<CountedValue> highestCounts(
     const std::unordered_map<std::int32_t, std::int32_t>& freq) {
     std::vector<CountedValue> ranked;
@@ -42,7 +42,7 @@ std::string countsText(const std::vector<CountedValue>& ranked, std::size_t walk
     return text;
 }
 
-/// Appends the values of `count` until `top` is full; returns whether it is.
+// Appends the values of `count` until `top` is full; returns whether it is.
 bool appendValuesOf(std::int32_t count, const std::vector<CountedValue>& ranked,
                     std::vector<std::int32_t>& top) {
     for (const auto& [otherCount, value] : ranked) {

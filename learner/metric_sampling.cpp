@@ -15,11 +15,11 @@ namespace {
 constexpr std::size_t kLineSize = 150;
 constexpr std::size_t kSeriesMax = 2000;  // exactly the budget of a long launch
 
-/// Back to the start of a procfs file for a fresh copy. fseek alone moves a
-/// read-only stream inside its filled buffer and repeats the first sample for
-/// ever. It may do so even after __fpurge, namely where the reader stopped at
-/// the very end of the buffer; so the descriptor itself is moved. A stream
-/// in memory has none.
+// Back to the start of a procfs file for a fresh copy. fseek alone moves a
+// read-only stream inside its filled buffer and repeats the first sample for
+// ever. It may do so even after __fpurge, namely where the reader stopped at
+// the very end of the buffer; so the descriptor itself is moved. A stream
+// in memory has none.
 void rewindFresh(std::FILE* file) {
     const int descriptor = fileno(file);
     if (descriptor < 0) {

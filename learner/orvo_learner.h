@@ -85,7 +85,7 @@ public:
     /// The OOM score, read from the start of the stream; -1 without a stream.
     std::int32_t getProcessOMMScore(std::FILE* oomFile);
 
-    // Appends; a series that holds 2000 values drops more in silence.
+    /// Appends; a series that holds 2000 values drops more in silence.
     void insertVmRss(std::int32_t value);
     void insertOMMScroe(std::int32_t value);
     void insertFDCount(std::int32_t value);

@@ -20,7 +20,7 @@ std::string procPath(std::int32_t task, const char* file) {
     return "/proc/" + std::to_string(task) + file;
 }
 
-/// The last "Tgid" line's number goes into `tgid`, if there is such a line.
+// The last "Tgid" line's number goes into `tgid`, if there is such a line.
 void readStatus(std::istream& status, std::int32_t& tgid) {
     std::string line;
     while (std::getline(status, line)) {
@@ -28,8 +28,8 @@ void readStatus(std::istream& status, std::int32_t& tgid) {
     }
 }
 
-/// Whether the task's command line, up to its first NUL, is `appName`. A task
-/// that has gone or has no command line (a kernel thread) is no match.
+// Whether the task's command line, up to its first NUL, is `appName`. A task
+// that has gone or has no command line (a kernel thread) is no match.
 bool isLaunchedTask(std::ifstream& file, std::string& name, std::int32_t task,
                     const std::string& appName) {
     file.clear();

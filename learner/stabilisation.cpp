@@ -20,8 +20,8 @@ std::int32_t stabilityThreshold(std::int32_t launchType, std::int32_t launchSubT
     return launchSubType == 0 ? 3 : 4;
 }
 
-/// Stable comparisons in a row of one metric, and the largest endpoint that a
-/// stable comparison of the launch has shown.
+// Stable comparisons in a row of one metric, and the largest endpoint that a
+// stable comparison of the launch has shown.
 struct MetricStability {
     std::int32_t count = 0;
     std::int32_t maxEndpoint = 0;

@@ -25,7 +25,7 @@ std::int32_t int32At(const void* value) {
     return result;
 }
 
-/// Opens a table into `handle`, 0 when it cannot be opened.
+// Opens a table into `handle`, 0 when it cannot be opened.
 bool openTable(TavoDB& db, const std::string& name, HardenedAtomic<std::uint32_t>& handle) {
     std::uint32_t opened = 0;
     const bool ok = db.DBopen(name, opened) == 0;

@@ -13,9 +13,9 @@
 
 /// The status record of a package, stored as it is.
 struct AppStatus {
-    std::uint8_t isLearned = 0;  // 0 or 1
+    std::uint8_t isLearned = 0;  ///< 0 or 1
     std::uint8_t reserved[3] = {};
-    std::int32_t launchCount = 0;  // launch events since the row was created
+    std::int32_t launchCount = 0;  ///< launch events since the row was created
 };
 static_assert(sizeof(AppStatus) == 8, "a stored format");
 

@@ -6,7 +6,7 @@
 namespace tavodb {
 namespace {
 
-/// Lives as long as its thread and remembers where the thread has buffers.
+// Lives as long as its thread and remembers where the thread has buffers.
 class ThreadsBuffers {
 public:
     ~ThreadsBuffers() {

@@ -21,8 +21,8 @@ using tavodb::ResultBuffers;
 using tavodb::storedKeyOf;
 using tavodb::Table;
 
-/// The object's open tables. Calls keep what they use alive by themselves, so a
-/// call still under way when its table is closed ends in peace.
+// The object's open tables. Calls keep what they use alive by themselves, so a
+// call still under way when its table is closed ends in peace.
 struct TavoDB::Impl {
     std::mutex mutex;
     std::unordered_map<std::uint32_t, std::shared_ptr<Table>> tables ORVO_GUARDED_BY(mutex);

@@ -25,7 +25,7 @@ constexpr std::uint32_t kOtherSeed = 5;
 constexpr int kLaunchesPerKind = 200;
 constexpr std::size_t kWindows[] = {34, 100, 2000};
 
-/// A sample index, or nothing where the method does not decide.
+// A sample index, or nothing where the method does not decide.
 using Answer = std::optional<double>;
 
 struct Method {
@@ -55,7 +55,7 @@ Answer analysed(const LaunchSeries& series) {
     return analyse(series).endpoint;
 }
 
-/// As in a default build, where descriptor counts never reach the analysis.
+// As in a default build, where descriptor counts never reach the analysis.
 Analysis analyseByDefault(LaunchSeries series) {
     series[Metric::kFdCount].clear();
     return analyse(series);
@@ -73,7 +73,7 @@ Answer lastSegment(const LaunchSeries& series) {
     return changes.empty() ? 0.0 : static_cast<double>(changes.back());
 }
 
-/// The first third of a second within which the memory moves by 1 % at most.
+// The first third of a second within which the memory moves by 1 % at most.
 Answer quietWindow(const LaunchSeries& series) {
     constexpr std::ptrdiff_t kWindow = 11;
     const std::vector<std::int32_t>& values = series[Metric::kVmRss];
@@ -125,8 +125,8 @@ Score scoreOf(const Method& method, const std::vector<LabelledLaunch>& launches)
     return score;
 }
 
-/// "120 / 5 %": the mean error in ms of what was decided, and the share of
-/// launches left undecided.
+// "120 / 5 %": the mean error in ms of what was decided, and the share of
+// launches left undecided.
 std::string cell(const Score& score) {
     char text[48];
     const int undecided = score.launches - score.decided;
@@ -211,7 +211,7 @@ void printSecondOpinion(std::size_t window, const std::vector<std::vector<Labell
     }
 }
 
-/// How long the host goes on looking.
+// How long the host goes on looking.
 struct LookAfter {
     const char* name;
     std::function<std::size_t(std::size_t seen, std::size_t window)> samples;  // in all
@@ -244,7 +244,7 @@ bool isWrong(const Answer& endpoint, double settledAt, std::size_t window) {
     return !(std::fabs(*endpoint - settledAt) <= host::allowedDifference(window));
 }
 
-/// Endpoints of one look after, and how many of them got a doubt.
+// Endpoints of one look after, and how many of them got a doubt.
 struct Doubts {
     int wrong = 0;
     int wrongDoubted = 0;

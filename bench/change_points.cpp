@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kMinSegment = 2;
 
-/// Sums over prefixes, from which a segment's cost comes in constant time.
+// Sums over prefixes, from which a segment's cost comes in constant time.
 class SquaredDeviations {
 public:
     explicit SquaredDeviations(const std::vector<std::int32_t>& values)
@@ -21,7 +21,7 @@ public:
         }
     }
 
-    /// Of the values from `begin` up to before `end`.
+    // Of the values from `begin` up to before `end`.
     double cost(std::size_t begin, std::size_t end) const {
         const double sum = mSums[end] - mSums[begin];
         return mSquares[end] - mSquares[begin] - sum * sum / static_cast<double>(end - begin);

@@ -27,7 +27,7 @@ constexpr double kSlower = 1.1;
 constexpr double kGatePercent = 5;
 constexpr double kDeviation = 0.017;  // from launch to launch, of a launch's time
 
-/// Those that settle within the window, also when they are slower.
+// Those that settle within the window, also when they are slower.
 constexpr LaunchKind kKinds[] = {
     LaunchKind::kSteps,       LaunchKind::kRamp,        LaunchKind::kCollectorDrops,
     LaunchKind::kExponential, LaunchKind::kTwoPlateaus, LaunchKind::kSpikes,
@@ -49,7 +49,7 @@ std::int32_t opinionOn(const std::vector<std::int32_t>& memoryKb) {
     return static_cast<std::int32_t>(opinion.settledAt.value_or(0));
 }
 
-/// A command whose launches all have the same course, at their own pace.
+// A command whose launches all have the same course, at their own pace.
 class Command {
 public:
     // A value a millisecond instead of one a period.
@@ -63,9 +63,9 @@ public:
 
     double settledMs() const { return mSettledMs; }
 
-    /// With the time to its endpoint, or to the second opinion, for which it was looked
-    /// at for as long again. The samples lie by chance within their period, as measure
-    /// has it.
+    // With the time to its endpoint, or to the second opinion, for which it was looked
+    // at for as long again. The samples lie by chance within their period, as measure
+    // has it.
     host::MeasuredLaunch launch(double slowness, TimeBy by, Random& random) const {
         const double pace = slowness * (1 + kDeviation * random.normal());
         const double firstMs = kFirstLookMs + random.uniform(0, kPeriodMs);
@@ -115,8 +115,8 @@ bool holds(const host::Comparison& comparison, double truthMs) {
            truthMs <= comparison.intervalMs->high;
 }
 
-/// Endpoints differ by what those of many launches do, which may be less than the
-/// launches do: that is what they say.
+// Endpoints differ by what those of many launches do, which may be less than the
+// launches do: that is what they say.
 std::optional<double> trueDifference(const Command& command, TimeBy by, Random& random) {
     if (by == TimeBy::kOpinion) return (kSlower - 1) * command.settledMs();
     const auto medianOfMany = [&](double slowness) {

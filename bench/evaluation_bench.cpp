@@ -14,14 +14,14 @@ namespace {
 
 constexpr std::uint32_t kSeed = 20240501;
 
-/// A launch in which values repeat as they do in real ones: growth in steps for
-/// a part of the window, then a level.
+// A launch in which values repeat as they do in real ones: growth in steps for
+// a part of the window, then a level.
 LaunchSeries repeatingSeries(std::size_t samples) {
     Random random(kSeed);
     return simulateLaunch(LaunchKind::kSteps, samples, random).series;
 }
 
-/// The same lengths, every value met once in its series, in no order.
+// The same lengths, every value met once in its series, in no order.
 LaunchSeries distinctSeries(std::size_t samples) {
     Random random(kSeed);
     const auto shuffled = [&](std::int32_t base) {
@@ -35,7 +35,7 @@ LaunchSeries distinctSeries(std::size_t samples) {
     return {{shuffled(100'000), shuffled(500), shuffled(20)}};
 }
 
-/// The peak and its place: the least that says anything of a series.
+// The peak and its place: the least that says anything of a series.
 struct Peak {
     std::int32_t value = 0;
     std::size_t at = 0;
@@ -49,7 +49,7 @@ Peak peakOf(const std::vector<std::int32_t>& values) {
     return peak;
 }
 
-/// One evaluation, and then all of it forgotten but the series.
+// One evaluation, and then all of it forgotten but the series.
 host::Series evaluateOnce(OrvoLearner& learner, OrvoLearnerPeer& peer, std::int32_t streak) {
     learner.churnForStablizingPoints(0, streak);
     learner.clearIntermediates();

@@ -19,8 +19,8 @@ namespace {
 constexpr char kHost[] = ORVO_BENCH_HOST;
 constexpr char kSampleApp[] = ORVO_BENCH_SAMPLE_APP;
 
-/// orvo-host, making one launch that it samples for twenty seconds at least, under the
-/// package's name: two in one task list would find each other's processes.
+// orvo-host, making one launch that it samples for twenty seconds at least, under the
+// package's name: two in one task list would find each other's processes.
 Child launchingHost(const std::string& state, const char* verb, const char* package,
                     const std::vector<const char*>& options) {
     return Child([=] {
@@ -45,7 +45,7 @@ void awaitSampling(const std::string& log) {
     throw std::runtime_error("orvo-host has not begun to sample");
 }
 
-/// Processor time by who uses it.
+// Processor time by who uses it.
 struct Usage {
     double hostNs = 0;     // the program's first thread
     double libraryNs = 0;  // the library's, in the same process

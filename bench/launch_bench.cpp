@@ -35,7 +35,7 @@ private:
     std::size_t mNext = 0;
 };
 
-/// The read and the write of a launch event, on held statements.
+// The read and the write of a launch event, on held statements.
 class RawLaunchEvents {
 public:
     explicit RawLaunchEvents(RawStore& store)
@@ -57,7 +57,7 @@ private:
     RawStatement mUpdate;
 };
 
-/// A file of one page, overwritten in place.
+// A file of one page, overwritten in place.
 class Page {
 public:
     explicit Page(const std::string& path)
@@ -98,7 +98,7 @@ void timeOperation(Session& session, const char* name, const std::function<bool(
     });
 }
 
-/// The scratch files lie on the disk that TMPDIR names, side by side.
+// The scratch files lie on the disk that TMPDIR names, side by side.
 struct Files {
     const host::ScratchFolder folder;
     std::string library = folder.path() + "/library.db";

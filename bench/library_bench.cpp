@@ -27,9 +27,9 @@ double probe(const char* mode, const std::string& argument) {
     return figure;
 }
 
-/// The median of what the library's process has resident beyond one that only
-/// opens the same tables with SQLite. The framework's libraries and Android's
-/// log count, the pages of libc, libstdc++ and SQLite do not.
+// The median of what the library's process has resident beyond one that only
+// opens the same tables with SQLite. The framework's libraries and Android's
+// log count, the pages of libc, libstdc++ and SQLite do not.
 double residentKbBeyondSqlite(int rounds) {
     const host::ScratchFolder folder;
     const std::string database = folder.path() + "/tavo.db";

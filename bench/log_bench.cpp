@@ -11,13 +11,13 @@ constexpr char kLogTag[] = "BENCH";
 
 std::int64_t gArgumentsMade = 0;
 
-/// An argument that allocates, and tells that it was made.
+// An argument that allocates, and tells that it was made.
 std::string expensiveArgument() {
     ++gArgumentsMade;
     return {std::string(100, 'x')};
 }
 
-/// Lines that reached the platform's log.
+// Lines that reached the platform's log.
 std::int64_t gLinesWritten = 0;
 
 }  // namespace

@@ -25,7 +25,7 @@ bool isOfTheSystem(const std::string& mapping) {
     return false;
 }
 
-/// What the process has resident, without the system's libraries.
+// What the process has resident, without the system's libraries.
 long residentKb() {
     std::ifstream maps("/proc/self/smaps");
     std::string line;

@@ -10,7 +10,7 @@
 #include "framework/tavodb/schema.h"
 #include "host/root/scratch_folder.h"
 
-/// Fills the cache as if the process had learned the packages itself.
+// Fills the cache as if the process had learned the packages itself.
 class OrvoDBlayerPeer {
 public:
     static void cache(const std::string& name, std::int32_t endpointMs) {
@@ -25,7 +25,7 @@ constexpr AppStatus kLearned{1, {}, 6};
 constexpr std::size_t kFewPackages = 100;
 constexpr std::size_t kManyPackages = 1'000'000;
 
-/// Learned packages in a database that both sides read.
+// Learned packages in a database that both sides read.
 class LearnedPackages {
 public:
     explicit LearnedPackages(std::size_t count)
@@ -36,7 +36,7 @@ public:
     }
     ~LearnedPackages() { OrvoDBlayer::mOrvoDB.DeInit(); }
 
-    /// As if all had been learned since the process started.
+    // As if all had been learned since the process started.
     void cacheAll() {
         for (std::size_t i = 0; i < mNames.size(); ++i)
             OrvoDBlayerPeer::cache(mNames[i], endpointOf(i));
@@ -51,8 +51,8 @@ private:
     RawStore mRaw;
 };
 
-/// Times `query`, a function of a package's name, on packages in no order;
-/// `truth` tells what it must return from the package's index.
+// Times `query`, a function of a package's name, on packages in no order;
+// `truth` tells what it must return from the package's index.
 template <typename Query, typename Truth>
 void timeQueries(Session& session, const std::string& name, std::vector<std::string>& names,
                  Query query, Truth truth) {
@@ -68,7 +68,7 @@ void timeQueries(Session& session, const std::string& name, std::vector<std::str
     });
 }
 
-/// Names a benchmark, and its baseline of the same run.
+// Names a benchmark, and its baseline of the same run.
 std::string named(const std::string& way, std::size_t count, const char* who) {
     return way + "/" + std::to_string(count) + "/" + who;
 }

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kNoWindow = std::numeric_limits<std::size_t>::max();
 
-/// What the comments at a recording's top say.
+// What the comments at a recording's top say.
 struct Label {
     std::optional<double> settledAt;
     std::size_t window = kNoWindow;

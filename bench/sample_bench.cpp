@@ -38,8 +38,8 @@ std::int32_t fieldKb(const std::string& text, const char* key) {
     return at == std::string::npos ? -1 : std::atoi(text.c_str() + at + std::strlen(key));
 }
 
-/// A process that changes its memory and its score on command, and sleeps
-/// otherwise. What it shows meanwhile is therefore known exactly.
+// A process that changes its memory and its score on command, and sleeps
+// otherwise. What it shows meanwhile is therefore known exactly.
 class Subject {
 public:
     Subject() : mChild([this] { obey(); }) { change(); }
@@ -49,7 +49,7 @@ public:
     }
     pid_t pid() const { return mChild.pid(); }
 
-    /// Grows or shrinks by some MiB and moves the score.
+    // Grows or shrinks by some MiB and moves the score.
     void change() {
         mIsGrown = !mIsGrown;
         const char command = mIsGrown ? 'g' : 's';
@@ -63,7 +63,7 @@ public:
         mTruth.score = std::atoi(host::contentOf(path("oom_score")).c_str());
     }
 
-    /// What a fresh read of the process's files shows now.
+    // What a fresh read of the process's files shows now.
     const Sample& truth() const { return mTruth; }
 
 private:
@@ -113,7 +113,7 @@ private:
     std::FILE* mScore;
 };
 
-/// The two lines that the library writes of one sample where it runs in the host.
+// The two lines that the library writes of one sample where it runs in the host.
 void writeLinesOfASample() {
     constexpr const char* kTag = "TAVO-ORVO-LEARNER";
     __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s: %s() %d: Process total rss = %d\n", kTag,

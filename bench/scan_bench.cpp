@@ -19,7 +19,7 @@ namespace {
 constexpr char kTasksPath[] = "/dev/cpuset/top-app/tasks";
 constexpr char kPackage[] = "com.example.bench.target";
 
-/// Processes in the task list: many that sleep, and last the one looked for.
+// Processes in the task list: many that sleep, and last the one looked for.
 class TaskList {
 public:
     void growTo(std::size_t tasks) {
@@ -63,8 +63,8 @@ private:
     std::unique_ptr<Child> mTarget;
 };
 
-/// Opens, reads and closes the command line of each task; the task whose name
-/// is the package's, or -1.
+// Opens, reads and closes the command line of each task; the task whose name
+// is the package's, or -1.
 pid_t rawScan(const std::vector<pid_t>& tasks) {
     char path[32];
     char text[4096];
@@ -81,7 +81,7 @@ pid_t rawScan(const std::vector<pid_t>& tasks) {
     return -1;
 }
 
-/// Times `find`, which must come to the target.
+// Times `find`, which must come to the target.
 template <typename Find>
 void timeScan(Session& session, const std::string& name, const TaskList& tasks, Find find) {
     session.add(name, [&tasks, find](benchmark::State& state) {

@@ -8,7 +8,7 @@ namespace {
 
 constexpr double kPageKb = 4.0;
 
-/// The parts of one launch that chance decides.
+// The parts of one launch that chance decides.
 struct Plan {
     double window;
     std::size_t samples;
@@ -46,8 +46,8 @@ Levels levelsOf(const Plan& plan, Shape shape) {
     return levels;
 }
 
-/// Growth from the start's level to the settled one in some steps of chance
-/// size and time, the last of them at the settling time.
+// Growth from the start's level to the settled one in some steps of chance
+// size and time, the last of them at the settling time.
 class Steps {
 public:
     Steps(const Plan& plan, Random& random) : mPlan(plan) {
@@ -91,7 +91,7 @@ Levels ramp(const Plan& plan) {
     });
 }
 
-/// 1 % of the settled level is missing at the settling time.
+// 1 % of the settled level is missing at the settling time.
 Levels exponential(const Plan& plan) {
     const double missing = 1.0 - plan.startKb / plan.settledKb;
     const double timeConstant = plan.settledAt / std::log(100.0 * missing);
@@ -116,8 +116,8 @@ void addNoise(Levels& levels, double share, Random& random) {
         level *= 1.0 + share * random.normal();
 }
 
-/// Each of three collections frees a part at a chance time before the launch
-/// has settled.
+// Each of three collections frees a part at a chance time before the launch
+// has settled.
 void collectForGood(Levels& levels, const Plan& plan, Random& random) {
     for (int i = 0; i < 3; ++i) {
         const auto from = static_cast<std::size_t>(random.uniform(0.3, 1.0) * plan.settledAt);
@@ -127,7 +127,7 @@ void collectForGood(Levels& levels, const Plan& plan, Random& random) {
     }
 }
 
-/// Garbage that grows evenly and is collected every 3 to 12 % of the window.
+// Garbage that grows evenly and is collected every 3 to 12 % of the window.
 void addTeeth(Levels& levels, const Plan& plan, Random& random) {
     const double period = std::max(3.0, random.uniform(0.03, 0.12) * plan.window);
     const double heightKb = plan.partKb(random);
@@ -138,7 +138,7 @@ void addTeeth(Levels& levels, const Plan& plan, Random& random) {
     }
 }
 
-/// One to four a window, each of a sample.
+// One to four a window, each of a sample.
 void addSpikes(Levels& levels, const Plan& plan, Random& random) {
     const int count = 2 * (1 + static_cast<int>(random.uniform(0, 4)));
     for (int i = 0; i < count; ++i) {

@@ -32,20 +32,20 @@ private:
 };
 
 enum class LaunchKind {
-    kSteps,           // memory grows in steps, and stays
-    kRamp,            // even growth; a little noise, 0.2 % of the level
-    kNoisyRamp,       // even growth; noise of 2 %, more than the 1 % tolerance
-    kCollectorDrops,  // even growth; a collector drops a part now and then, for good
-    kDrift,           // steps, and then slow growth that counts as settled
-    kLate,            // steps up to shortly before the last sample
-    kAfterWindow,     // steps that go on after the window
-    kNever,           // even growth without end
-    kExponential,     // ever slower approach; settled within 1 % of its end
-    kTwoPlateaus,     // even growth with a rest of chance length, longer or shorter than the end
-    kSawTooth,        // garbage on top of what stays, collected at even intervals; settled
-                      // when what stays is complete
-    kSpikes,          // steps; single samples lie higher
-    kStepAfter,       // steps, settled, and one more step after the window
+    kSteps,           ///< memory grows in steps, and stays
+    kRamp,            ///< even growth; a little noise, 0.2 % of the level
+    kNoisyRamp,       ///< even growth; noise of 2 %, more than the 1 % tolerance
+    kCollectorDrops,  ///< even growth; a collector drops a part now and then, for good
+    kDrift,           ///< steps, and then slow growth that counts as settled
+    kLate,            ///< steps up to shortly before the last sample
+    kAfterWindow,     ///< steps that go on after the window
+    kNever,           ///< even growth without end
+    kExponential,     ///< ever slower approach; settled within 1 % of its end
+    kTwoPlateaus,     ///< even growth with a rest of chance length, longer or shorter than the end
+    kSawTooth,        ///< garbage on top of what stays, collected at even intervals; settled
+                      ///< when what stays is complete
+    kSpikes,          ///< steps; single samples lie higher
+    kStepAfter,       ///< steps, settled, and one more step after the window
 };
 
 const char* kindName(LaunchKind kind);
@@ -59,14 +59,14 @@ constexpr LaunchKind kAllKinds[] = {
 /// How far chance reaches; the second set is for checking rules that were made
 /// while looking at the first.
 struct ChanceRanges {
-    double earliestShare = 0.15;  // of the window: when a launch settles
+    double earliestShare = 0.15;  ///< of the window: when a launch settles
     double latestShare = 0.7;
-    double leastGrowth = 2.0;  // the settled level, in starts
+    double leastGrowth = 2.0;  ///< the settled level, in starts
     double mostGrowth = 6.0;
-    double littleNoise = 0.002;  // of the level
+    double littleNoise = 0.002;  ///< of the level
     double muchNoise = 0.02;
     double driftPerWindow = 0.05;
-    double leastPart = 0.03;  // of the level: drops, teeth and spikes
+    double leastPart = 0.03;  ///< of the level: drops, teeth and spikes
     double mostPart = 0.12;
     int fewestSteps = 3;
     int mostSteps = 10;
@@ -78,8 +78,8 @@ struct LabelledLaunch {
     static constexpr double kNeverSettles = std::numeric_limits<double>::infinity();
 
     std::string name;
-    LaunchSeries series;                   // of the window
-    std::vector<std::int32_t> laterRssKb;  // behind it
+    LaunchSeries series;                   ///< of the window
+    std::vector<std::int32_t> laterRssKb;  ///< behind it
     double settledAt = kNeverSettles;
 };
 

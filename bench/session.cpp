@@ -12,7 +12,7 @@ namespace {
 
 constexpr double kNsPerSecond = 1e9;
 
-/// What the rounds of one benchmark came to.
+// What the rounds of one benchmark came to.
 struct Rounds {
     std::vector<double> threadNs;
     std::vector<double> wallNs;

@@ -12,7 +12,7 @@
 /// How much to measure; the defaults are the published table's.
 struct Effort {
     int rounds = 15;
-    double minSeconds = 0.05;  // of one round of one benchmark
+    double minSeconds = 0.05;  ///< of one round of one benchmark
 };
 
 /// Which time counts: the measuring thread's own, which other programs on the

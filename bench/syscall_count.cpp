@@ -18,7 +18,7 @@ void marker() {
     syscall(SYS_getpgid, 0);
 }
 
-/// Runs the child up to its next system call. Returns the call's number.
+// Runs the child up to its next system call. Returns the call's number.
 std::int64_t nextSystemCall(pid_t pid) {
     while (true) {
         if (ptrace(PTRACE_SYSCALL, pid, nullptr, nullptr) != 0) throwErrno("ptrace");

@@ -8,8 +8,8 @@ struct Row {
     std::string what;
     std::string against;
     std::string figure;
-    std::string target;   // empty for a figure that is only told
-    std::string verdict;  // "met" or "missed"; empty without a target
+    std::string target;   ///< empty for a figure that is only told
+    std::string verdict;  ///< "met" or "missed"; empty without a target
 };
 
 class Table {

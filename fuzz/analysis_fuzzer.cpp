@@ -31,7 +31,7 @@ Launch launchOf(FuzzedDataProvider& input) {
     return launch;
 }
 
-/// The decided index, 0 for none.
+// The decided index, 0 for none.
 std::int32_t analyse(const Launch& launch) {
     std::vector<host::SeriesLengths> seen(launch.evaluations);
     for (std::size_t part = 1; part <= launch.evaluations; ++part) {

@@ -16,7 +16,7 @@ std::vector<std::string> programOf(const std::string& text) {
     return program;
 }
 
-/// True for the line that a person needs; only the arguments' own lines may break it.
+// True for the line that a person needs; only the arguments' own lines may break it.
 bool isHelpful(const std::string& complaint, const std::string& text) {
     const auto has = [&](const char* words) { return complaint.find(words) != std::string::npos; };
     const bool isOneLine = !has("\n") || text.find('\n') != std::string::npos;

@@ -15,7 +15,7 @@ std::string_view withoutReturn(std::string_view line) {
     return line;
 }
 
-/// The lines as they are when the text is there whole, and their number.
+// The lines as they are when the text is there whole, and their number.
 std::size_t requireLines(std::string_view text) {
     host::LineReader lines(fuzz::readsOf(text), kLongestLine);
     std::size_t number = 0;

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// The property's value in a file of this text.
+// The property's value in a file of this text.
 std::optional<std::string> propertyIn(const std::string& text, const std::string& name) {
     const fuzz::Stream file =
         fuzz::streamOf(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());

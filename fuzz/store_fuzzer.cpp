@@ -19,7 +19,7 @@ void write(const std::string& path, std::string_view bytes) {
     fuzz::require(file.good());
 }
 
-/// The store's file of these bytes.
+// The store's file of these bytes.
 std::string storeOf(std::string_view bytes) {
     static const TempFolder folder(std::filesystem::temp_directory_path());
     std::string path = folder / "orvo.db";

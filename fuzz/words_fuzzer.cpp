@@ -33,7 +33,7 @@ void requireWords(const std::string& text) {
     fuzz::require(!words.empty() && host::commandWords(joined, kOption) == words);
 }
 
-/// The input's first word is looked for, in all of it and behind a line that has it.
+// The input's first word is looked for, in all of it and behind a line that has it.
 void requireValue(const std::string& text) {
     const std::string name = text.substr(0, text.find_first_of(" \t\n:"));
     const std::string value = host::valueOf(text, name);

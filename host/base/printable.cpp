@@ -53,7 +53,7 @@ bool isShown(std::uint32_t codePoint) {
     });
 }
 
-/// Bytes of the character that `text` starts with; 0 when it is not to be shown.
+// Bytes of the character that `text` starts with; 0 when it is not to be shown.
 std::size_t shownBytes(std::string_view text) {
     const Sequence sequence = sequenceOf(static_cast<unsigned char>(text.front()));
     if (sequence.bytes == 0 || sequence.bytes > text.size()) return 0;

@@ -8,9 +8,9 @@
 
 namespace host {
 
-// Anything but a regular file is refused before it can do harm: a pipe would
-// stall its reader for good, a device would act. Where there is none, what is
-// returned is not open, and errno is ENOENT; every other failure is a HostError.
+/// Anything but a regular file is refused before it can do harm: a pipe would
+/// stall its reader for good, a device would act. Where there is none, what is
+/// returned is not open, and errno is ENOENT; every other failure is a HostError.
 
 /// A file that a person names, for reading; links are followed.
 UniqueFd openGivenFile(const std::string& path, ExitCode code);

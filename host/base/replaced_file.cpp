@@ -23,7 +23,7 @@ constexpr mode_t kNewFileMode = 0666;
     throw HostError(kEnvironment, "cannot write " + printable(file) + ": " + why);
 }
 
-/// The file behind symbolic links.
+// The file behind symbolic links.
 std::string targetOf(const std::string& file) {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(file, error);

@@ -11,7 +11,7 @@ namespace host {
 /// that had it open then goes on with the new one.
 class RotatingFile {
 public:
-    static constexpr off_t kLargestSize = 4 << 20;  // some 15,000 launches of history
+    static constexpr off_t kLargestSize = 4 << 20;  ///< some 15,000 launches of history
 
     explicit RotatingFile(std::string path) : mPath(std::move(path)) {}
 

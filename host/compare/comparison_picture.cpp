@@ -13,7 +13,7 @@
 namespace host {
 namespace {
 
-/// Heights of a picture's parts, in pixels or rows.
+// Heights of a picture's parts, in pixels or rows.
 struct Heights {
     int titleLine;
     int dots;
@@ -32,7 +32,7 @@ std::string titleOf(const Comparison& comparison, const ComparisonPicture& pictu
     return wrapped(name, kTitleColumns, 0) + wrapped(finding, kTitleColumns, 0);
 }
 
-/// What holds for both panels.
+// What holds for both panels.
 std::string frameOf(const ComparisonPicture& picture, const std::string& title) {
     const std::string common = "\nset border 3\nset tics nomirror out\nset format '%g'\n";
     if (picture.isText()) {

@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    /// Launches of about the same time.
+    // Launches of about the same time.
     struct Stack {
         std::vector<bool> doubted;  // the doubted ones last
         double sumMs = 0;

@@ -11,7 +11,7 @@ namespace {
 // Whatever times a file tells of: twice what the longest window takes.
 constexpr std::size_t kMostPoints = 2 * kMostSamples;
 
-/// One launch's samples, looked at in the order of time.
+// One launch's samples, looked at in the order of time.
 class Walk {
 public:
     explicit Walk(const MeasuredLaunch& launch)
@@ -21,8 +21,8 @@ public:
 
     bool hasSamples() const { return mSamples > 0; }
 
-    /// Goes on to the last sample up to then; false before the first, and a period
-    /// after the last.
+    // Goes on to the last sample up to then; false before the first, and a period
+    // after the last.
     bool goTo(double timeMs) {
         while (mNext < mSamples && mSampledAtMs[mNext] <= timeMs)
             ++mNext;
@@ -32,7 +32,7 @@ public:
     double memoryKb() const { return mMemoryKb[mNext - 1]; }
 
 private:
-    /// For which a sample stands: until the next, which may be late.
+    // For which a sample stands: until the next, which may be late.
     double lengthMs() const {
         return mNext < mSamples ? kForever : static_cast<double>(kSamplePeriodMs);
     }

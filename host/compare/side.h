@@ -9,9 +9,9 @@ struct SideStyle {
     const char* name;
     const char* colour;
     int dash;
-    int mark;         // a filled one; the one before it is hollow
-    char letter;      // in a text
-    double interval;  // height in the panel of dots of the median's interval; dots stand above
+    int mark;         ///< a filled one; the one before it is hollow
+    char letter;      ///< in a text
+    double interval;  ///< height in the panel of dots of the median's interval; dots stand above
 };
 
 constexpr SideStyle kOld{"old", kBlue, 1, 7, 'o', 6};

@@ -19,7 +19,7 @@ std::size_t charactersOf(std::string_view text) {
     return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), startsCharacter));
 }
 
-/// Bytes of the first `characters` of it.
+// Bytes of the first `characters` of it.
 std::size_t lengthOf(std::string_view text, std::size_t characters) {
     std::size_t at = 0;
     for (; at < text.size(); ++at) {
@@ -28,7 +28,7 @@ std::size_t lengthOf(std::string_view text, std::size_t characters) {
     return at;
 }
 
-/// Bytes of `text` that a line takes; a word that is longer than a line is cut.
+// Bytes of `text` that a line takes; a word that is longer than a line is cut.
 std::size_t lineBytes(std::string_view text, std::size_t columns) {
     if (charactersOf(text) <= columns) return text.size();
     const std::size_t most = lengthOf(text, columns);

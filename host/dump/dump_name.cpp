@@ -15,14 +15,14 @@ constexpr std::string_view kDumpMiddle = "_vmrss.";
 constexpr std::string_view kCsv = "csv";
 constexpr std::string_view kDecimalDigits = "0123456789";
 
-/// Between "_vmrss." and "csv": empty, or a generation with its dot, as "2.".
+// Between "_vmrss." and "csv": empty, or a generation with its dot, as "2.".
 bool isGeneration(std::string_view text) {
     if (text.empty()) return true;
     return text.size() > 1 && text.find_first_not_of(kDecimalDigits) == text.size() - 1 &&
            text.back() == '.';
 }
 
-/// `what` in place of the dump's "_vmrss.", or behind a name without it.
+// `what` in place of the dump's "_vmrss.", or behind a name without it.
 std::string besideOf(const std::string& dump, const std::string& what) {
     const std::size_t middle = dump.rfind(kDumpMiddle);
     const std::size_t end = dump.rfind(kCsv);

@@ -67,7 +67,7 @@ std::optional<std::int32_t> parseIndex(std::string_view text) {
     return isIndex ? index : std::nullopt;
 }
 
-/// Whether a weight is there: it has decimals, a missing one is the digit 0.
+// Whether a weight is there: it has decimals, a missing one is the digit 0.
 std::optional<std::int32_t> parseWeight(std::string_view text) {
     const std::size_t point = text.find('.');
     if (point == std::string_view::npos) return text == "0" ? parseInt(text) : std::nullopt;
@@ -105,7 +105,7 @@ std::optional<Triple> parseTriple(std::string_view text, ParseNumber* parseNumbe
     return triple;
 }
 
-/// Whether `text` may be the first part of a line of numbers.
+// Whether `text` may be the first part of a line of numbers.
 bool isNumbersStart(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789-., ") == std::string_view::npos;
 }
@@ -114,7 +114,7 @@ bool isNumbersStart(std::string_view text) {
 
 enum class LineKind { kHeader, kMarker, kOther };
 
-/// What a line is the first part of; nothing else starts like these two.
+// What a line is the first part of; nothing else starts like these two.
 LineKind kindOf(std::string_view text) {
     if (text.empty()) return LineKind::kOther;
     if (startsWith(kHeaderText, text)) return LineKind::kHeader;
@@ -164,7 +164,7 @@ private:
         return block;
     }
 
-    /// Takes all lines up to the start of the next block.
+    // Takes all lines up to the start of the next block.
     void takeLinesOfBlock() {
         mText.clear();
         mBlock.clear();
@@ -228,7 +228,7 @@ private:
         }
     }
 
-    /// Cuts the zeros off that end `values` beyond the first `kept`.
+    // Cuts the zeros off that end `values` beyond the first `kept`.
     static void cutFill(std::vector<std::int32_t>& values, std::size_t kept) {
         while (values.size() > kept && values.back() == 0)
             values.pop_back();

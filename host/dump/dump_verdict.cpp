@@ -15,7 +15,7 @@ std::size_t windowOf(const DumpedLaunch& launch) {
     return launch.samples() > kShortWindow ? kExtendedWindow : kShortWindow;
 }
 
-/// Also of a long launch, which takes the endpoint of one of its evaluations.
+// Also of a long launch, which takes the endpoint of one of its evaluations.
 bool isByMemory(const DumpedLaunch& launch) {
     return std::any_of(
         launch.evaluations.begin(), launch.evaluations.end(), [&](const Evaluation& evaluation) {
@@ -81,7 +81,7 @@ Assessment assessmentOf(const DumpedLaunch& launch, const std::optional<JudgedLa
 
 namespace {
 
-/// Without its doubts.
+// Without its doubts.
 std::string outcomeText(const DumpedLaunch& launch) {
     if (launch.finalIndex()) {
         const std::string start = startText(assessmentOf(launch, std::nullopt));

@@ -38,7 +38,7 @@ void findLines(int fd, const std::string& name, const TrimmedFiles::Note& note) 
         note(lines.peek().offset);
 }
 
-/// A line that a kill or a full disk cut off is closed first.
+// A line that a kill or a full disk cut off is closed first.
 void appendLine(int fd, const std::string& line) {
     const off_t size = lseek(fd, 0, SEEK_END);
     char last = '\n';

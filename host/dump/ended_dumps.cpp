@@ -15,7 +15,7 @@
 namespace host {
 namespace {
 
-/// All that a dump consists of.
+// All that a dump consists of.
 std::vector<std::string> filesOf(const std::string& dump) {
     return {dump, notesNameOf(dump), probeNameOf(dump)};
 }

@@ -29,7 +29,7 @@ std::vector<CountedValue> countValues(const MetricResult& result, const Series& 
     return counted;
 }
 
-/// Whether each is close to the one before; nothing is compared with a 0.
+// Whether each is close to the one before; nothing is compared with a 0.
 bool areClose(const std::vector<std::int32_t>& values) {
     for (std::size_t i = 1; i < values.size(); ++i) {
         const bool isFar =

@@ -30,7 +30,7 @@ struct ExplanationReport {
 /// Why it ended where it did, in indented lines; times count from the first sample.
 std::string explanationText(const DumpedLaunch& launch);
 
-// Each ends with a newline.
+/// Each ends with a newline.
 std::string renderText(const ExplanationReport& report);
 std::string renderJson(const ExplanationReport& report);
 

@@ -23,8 +23,8 @@ constexpr std::size_t kQuotedComplaint = 200;
     throw HostError(kEnvironment, "cannot " + doing + ": " + std::strerror(errno));
 }
 
-/// A file in memory. Gnuplot's streams are such files and no pipes, so that
-/// neither side ever waits for the other.
+// A file in memory. Gnuplot's streams are such files and no pipes, so that
+// neither side ever waits for the other.
 UniqueFd memoryFile() {
     UniqueFd file(memfd_create("gnuplot", MFD_CLOEXEC));
     if (!file.isOpen()) fail("make a file in memory");
@@ -38,7 +38,7 @@ std::string contentOf(const UniqueFd& file) {
     return text;
 }
 
-/// Async-signal-safe: it stands between fork and exec.
+// Async-signal-safe: it stands between fork and exec.
 [[noreturn]] void becomeGnuplot(const char* file, int input, int output, int errors) {
     dup2(input, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);

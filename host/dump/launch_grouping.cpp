@@ -16,7 +16,7 @@ bool continuesSeries(const PerMetric<Series>& earlier, const PerMetric<Series>& 
                        [&](Metric metric) { return isPrefix(earlier[metric], later[metric]); });
 }
 
-/// Whether a launch may have more blocks: a long one that is not over.
+// Whether a launch may have more blocks: a long one that is not over.
 bool isOpen(const DumpedLaunch& launch) {
     return launch.outcome == DumpOutcome::kUnfinished;
 }

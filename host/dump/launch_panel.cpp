@@ -77,7 +77,7 @@ private:
                          '-', "");
     }
 
-    /// What nobody saw: the time from the program's start to the first sample.
+    // What nobody saw: the time from the program's start to the first sample.
     void addUnseen() {
         if (!mAxes.time.isSinceStart() || mSurface.isText()) return;
         std::ostringstream out;

@@ -31,7 +31,7 @@ constexpr int kDigits = 12;
 constexpr int kWidthPx = 1000;
 constexpr int kPixelsPerTic = 90;
 constexpr int kColumnsPerTic = 9;
-constexpr int kColumnsBeside = 11;  // a drawing in characters, for tics
+constexpr int kColumnsBeside = 11;  ///< a drawing in characters, for tics
 
 /// Where a panel is drawn.
 struct Surface {

@@ -15,7 +15,7 @@
 namespace host {
 namespace {
 
-/// Heights of a picture's parts, in pixels or rows.
+// Heights of a picture's parts, in pixels or rows.
 struct Heights {
     int titleLine;
     int panel;
@@ -54,7 +54,7 @@ std::string overlayTitle(const Picture& picture) {
            (doubted > 0 ? ", " + std::to_string(doubted) + " of them doubted" : "");
 }
 
-/// The package, and what became of its launches.
+// The package, and what became of its launches.
 std::pair<std::string, std::string> titlesOf(const Picture& picture) {
     const std::string name = printable(picture.package);
     if (isOverlay(picture)) return {name, overlayTitle(picture)};
@@ -68,7 +68,7 @@ bool hasDecided(const DumpedLaunch& launch, Metric metric) {
     return std::find(setBy.begin(), setBy.end(), metric) != setBy.end();
 }
 
-/// Beside memory the other metrics seldom tell anything, unless they decided.
+// Beside memory the other metrics seldom tell anything, unless they decided.
 bool isStrip(const Picture& picture, Metric metric) {
     if (metric == picture.metrics.front()) return false;
     return std::none_of(picture.launches.begin(), picture.launches.end(),
@@ -90,7 +90,7 @@ int panelHeight(const Picture& picture, Metric metric) {
     return height;
 }
 
-/// Of a picture: it ends in a newline, as each of its lines.
+// Of a picture: it ends in a newline, as each of its lines.
 std::string titleOf(const Picture& picture) {
     const auto [name, outcome] = titlesOf(picture);
     return wrapped(name, kTitleColumns, 0) + wrapped(outcome, kTitleColumns, 0);

@@ -9,8 +9,8 @@
 
 namespace host {
 
-constexpr int kFewestColumns = 40;     // of a text that can be read
-constexpr int kTextFileColumns = 100;  // of one in a file
+constexpr int kFewestColumns = 40;     ///< of a text that can be read
+constexpr int kTextFileColumns = 100;  ///< of one in a file
 
 /// What a picture shows: one launch with all that its evaluations came to, or
 /// several launches laid over each other.

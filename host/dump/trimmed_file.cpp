@@ -28,8 +28,8 @@ struct stat statusOf(const UniqueFd& fd, const std::string& file) {
     return status;
 }
 
-/// The library, which writes dumps, does not tell what it could not write; but every
-/// launch ends a line.
+// The library, which writes dumps, does not tell what it could not write; but every
+// launch ends a line.
 void checkGrowth(const UniqueFd& fd, const std::string& file, off_t sizeBefore) {
     const off_t size = statusOf(fd, file).st_size;
     char last = 0;
@@ -76,7 +76,7 @@ TrimmedFiles::Known TrimmedFiles::lookInto(const UniqueFd& fd, const std::string
     return known;
 }
 
-/// Of more launches than it takes to trim only the last matter.
+// Of more launches than it takes to trim only the last matter.
 void TrimmedFiles::note(Known& known, off_t start) const {
     known.starts.push_back(start);
     if (known.starts.size() > most() + 1) known.starts.pop_front();

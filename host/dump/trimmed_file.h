@@ -28,7 +28,7 @@ public:
     void append(const std::string& file, const std::function<void(int fd)>& write);
 
 private:
-    /// What is known of a file while it is as we left it.
+    // What is known of a file while it is as we left it.
     struct Known {
         dev_t device = 0;
         ino_t inode = 0;

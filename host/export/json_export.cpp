@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kSchemaVersion = 1;
 
-/// An object's text without its end, so that more can follow.
+// An object's text without its end, so that more can follow.
 std::string opened(const Json& object) {
     std::string text = jsonLine(object);
     text.resize(text.rfind('}'));
@@ -39,7 +39,7 @@ Json evaluationsOf(const DumpedLaunch& launch) {
     return list;
 }
 
-/// When each memory sample was taken, those behind the window included.
+// When each memory sample was taken, those behind the window included.
 Json timesOf(const DumpedLaunch& launch) {
     const Moments moments(launch);
     if (!moments.isSinceStart()) return nullptr;

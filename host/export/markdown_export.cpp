@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::string_view kSpecial = "\\`*_[]<>|~&";
 
-/// Text from outside as Markdown shows it, on one line.
+// Text from outside as Markdown shows it, on one line.
 std::string literal(const std::string& text) {
     std::string result;
     for (const char c : printable(text)) {

@@ -28,7 +28,7 @@ std::int64_t stamp(double ms) {
     return kOriginUs + us(ms);
 }
 
-/// The events of one launch, which is a process of the trace.
+// The events of one launch, which is a process of the trace.
 class LaunchTrace {
 public:
     LaunchTrace(const DumpedLaunch& launch, const std::string& title, std::int64_t process)
@@ -55,13 +55,13 @@ private:
         mText += (mText.empty() ? "\n" : ",\n") + line;
     }
 
-    /// To be written in the order of time: some viewers count from the first in the file.
+    // To be written in the order of time: some viewers count from the first in the file.
     void add(Json event) {
         event["pid"] = mProcess;
         mTimed.push_back(std::move(event));
     }
 
-    /// No two launches share a thread's number, by which alone some viewers tell rows.
+    // No two launches share a thread's number, by which alone some viewers tell rows.
     std::int64_t threadOf(int track) const { return (mProcess - 1) * kTracks + track; }
 
     // With a time, without which some viewers pass a name over.

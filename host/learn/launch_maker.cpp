@@ -45,7 +45,7 @@ bool countUntil(LaunchWatch& watch, FdCounts& counts, double limitMs) {
 
 }  // namespace
 
-/// One launch under way.
+// One launch under way.
 struct LaunchMaker::Launch {
     explicit Launch(const LaunchMaker& maker)
         : command(maker.mSettings.command, maker.mMeans.output.fd()),

@@ -33,7 +33,7 @@ struct LaunchMeans {
     LogSink& log;
     const CommandOutput& output;
     Progress& progress;
-    std::string logFile;  // both for messages
+    std::string logFile;  ///< both for messages
     std::string database;
 };
 

@@ -25,7 +25,7 @@ std::string launchList(const std::vector<LaunchResult>& launches) {
     return text;
 }
 
-/// What speaks against the final endpoint, with what helps.
+// What speaks against the final endpoint, with what helps.
 std::string doubtsOf(const LearnReport& report) {
     const Inheritance& inheritance = report.inheritance;
     if (inheritance.doubted == 0) return "";

@@ -30,7 +30,7 @@ struct LearnReport {
 /// "840 ms stored, 1043 ms after the start; doubted: still growing", "undecided".
 std::string renderResult(const LaunchResult& result);
 
-// Each ends with a newline.
+/// Each ends with a newline.
 std::string renderText(const LearnReport& report);
 std::string renderJson(const LearnReport& report);
 

@@ -41,7 +41,7 @@ bool isTop(const ProcessLook& look, const std::vector<ProcessLook>& tree) {
     return above == nullptr;
 }
 
-/// The name that all of them show, or else the one with most of the memory.
+// The name that all of them show, or else the one with most of the memory.
 std::optional<std::string> dominantName(const std::vector<ProcessLook>& processes) {
     std::map<std::string, double> memoryByName;
     double totalKb = 0;

@@ -32,7 +32,7 @@ public:
 private:
     struct Range {
         std::string name;
-        std::int64_t baseKb = 0;  ///< what it did not grow itself
+        std::int64_t baseKb = 0;  // what it did not grow itself
         std::int64_t smallestKb = 0;
         std::int64_t largestKb = 0;
 

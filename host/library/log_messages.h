@@ -14,15 +14,15 @@ constexpr std::string_view kDatabaseTag = "TAVO-DB";
 // Of the entry functions.
 constexpr std::string_view kWakingThread = "waking up learning thread";
 constexpr std::string_view kStopping = "Stopping learning";
-constexpr std::string_view kErased = "Erased Learning for ";  // as the host asked
+constexpr std::string_view kErased = "Erased Learning for ";  ///< as the host asked
 constexpr std::string_view kCountsTaken = "setData appName:";
 constexpr std::string_view kSampleAsked = "sample for ";
-constexpr std::string_view kLimitErased = "Erased learning for ";  // at the five hundredth event
+constexpr std::string_view kLimitErased = "Erased learning for ";  ///< at the five hundredth event
 
 // Of the learner, in the order of a launch.
 constexpr std::string_view kWaiting = "Waiting for Launch Event";
 constexpr std::string_view kTaken = "Start Learning appName:";
-constexpr std::string_view kCleared = "cleared";  // the series of the launch before
+constexpr std::string_view kCleared = "cleared";  ///< the series of the launch before
 constexpr std::string_view kNoProcess = "Could not find pid";
 constexpr std::string_view kHuntingOn = "getPid in loop for ";
 constexpr std::string_view kFoundProcess = "actual pid = ";
@@ -31,7 +31,7 @@ constexpr std::string_view kSampleBudget = "Decided Samples = ";
 constexpr std::string_view kMemory = "Process total rss = ";
 constexpr std::string_view kOomScore = " OmmScore (";
 constexpr std::string_view kScoreRead = "nread=";
-constexpr std::string_view kFdCount = "FD info ";  // the entry functions' too
+constexpr std::string_view kFdCount = "FD info ";  ///< the entry functions' too
 constexpr std::string_view kFdCountStart = "[";
 constexpr std::string_view kEvaluation = "vmRssBias=";
 constexpr std::string_view kMetricEndpoint = " EndPoint IDX ";
@@ -59,6 +59,6 @@ constexpr std::string_view kTableNotOpened = "Could not open DB:";
 constexpr std::string_view kSampleNotWritten = "Failed to write sample for ";
 constexpr std::string_view kEndpointNotWritten = "Failed to write endpoint for ";
 constexpr std::string_view kStatusNotWritten = "Failed to update status for ";
-constexpr std::string_view kCountingFunction = "checkStatus";  // which writes the last one too
+constexpr std::string_view kCountingFunction = "checkStatus";  ///< which writes the last one too
 
 }  // namespace host::log

@@ -48,12 +48,12 @@ constexpr const MetricTraits& traitsOf(Metric metric) {
 
 // The analysis's numbers, as the library has them.
 constexpr std::int64_t kSamplePeriodMs = 30;
-constexpr std::size_t kMostSamples = 2000;      // of a series, and of a long launch
-constexpr std::size_t kMostShortSamples = 100;  // of any launch that is not long
-constexpr std::int32_t kShortLaunchStreak = 5;  // samples in a row near the settled value
+constexpr std::size_t kMostSamples = 2000;      ///< of a series, and of a long launch
+constexpr std::size_t kMostShortSamples = 100;  ///< of any launch that is not long
+constexpr std::int32_t kShortLaunchStreak = 5;  ///< samples in a row near the settled value
 constexpr std::int32_t kLongLaunchStreak = 10;
-constexpr float kClosePercent = 10.0F;           // frequent values, and successive endpoints
-constexpr std::int32_t kStableForOneMetric = 5;  // comparisons in a row, whatever the subtype
+constexpr float kClosePercent = 10.0F;           ///< frequent values, and successive endpoints
+constexpr std::int32_t kStableForOneMetric = 5;  ///< comparisons in a row, whatever the subtype
 
 /// Stable comparisons in a row that decide a long launch: of two metrics, and
 /// with subtype 0 of one.

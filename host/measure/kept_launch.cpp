@@ -20,7 +20,7 @@ void addSamples(MeasuredLaunch& kept, const RecordedLaunch& recorded, double sta
         kept.sampledAtMs.push_back(rounded(atMs - startedAtMs));
 }
 
-/// Its second opinion counts from the library's first look, as the endpoint does.
+// Its second opinion counts from the library's first look, as the endpoint does.
 Assessment assessmentSinceStart(const MeasuredLaunch& launch) {
     Assessment assessment = launch.assessment;
     if (assessment.secondOpinionMs && !launch.sampledAtMs.empty()) {

@@ -20,8 +20,8 @@ std::string percentText(double percent) {
     return text;
 }
 
-/// How wide the median's interval is, in percent of the median, of the command where
-/// that is most; none while one has too few runs for an interval.
+// How wide the median's interval is, in percent of the median, of the command where
+// that is most; none while one has too few runs for an interval.
 std::optional<double> widthPercent(const std::vector<SettledTimes>& commands) {
     double widest = 0;
     for (const SettledTimes& times : commands) {

@@ -10,7 +10,7 @@
 namespace host {
 namespace {
 
-/// Async-signal-safe, for another thread may have held any lock at the fork.
+// Async-signal-safe, for another thread may have held any lock at the fork.
 [[noreturn]] void standGuard(int groups) {
     pid_t group = 0;
     pid_t told = 0;

@@ -19,7 +19,7 @@ namespace {
 constexpr int kLineLookPeriodMs = 5;
 constexpr double kLineGraceMs = 2000;
 
-/// Made before the fork, after which only async-signal-safe calls are allowed.
+// Made before the fork, after which only async-signal-safe calls are allowed.
 struct ShellPlan {
     char* const* arguments;
     char* const* environment;

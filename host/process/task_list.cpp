@@ -33,7 +33,7 @@ std::string textOf(int fd) {
     return text;
 }
 
-/// One task id a line, filled up with newlines to `minimumSize` bytes.
+// One task id a line, filled up with newlines to `minimumSize` bytes.
 std::string formatTaskList(const std::vector<pid_t>& tasks, std::size_t minimumSize) {
     std::string text;
     for (const pid_t task : tasks)

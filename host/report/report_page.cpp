@@ -32,7 +32,7 @@ std::string launchesText(std::size_t count) {
     return counted(count, "launch", "launches");
 }
 
-/// With the zone, for whoever reads it elsewhere.
+// With the zone, for whoever reads it elsewhere.
 std::string timeText(std::int64_t unixMs) {
     const auto seconds = static_cast<std::time_t>(unixMs / 1000);
     std::tm local{};
@@ -91,7 +91,7 @@ std::string windowsText(const std::deque<DumpedLaunch>& launches) {
     return text;
 }
 
-/// Without the folders of whoever writes the page.
+// Without the folders of whoever writes the page.
 std::string fileName(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }

@@ -25,7 +25,7 @@ constexpr double kRoomBeside = 0.05;                              // the dots, o
 constexpr std::array<double, 4> kDotHeights{0.3, 0.7, 0.5, 0.9};  // lest they hide each other
 constexpr std::size_t kLooks = 6;  // that the page has: the newest launches' own
 
-/// An entry of a key: what the line of that class is.
+// An entry of a key: what the line of that class is.
 std::string keyEntry(const std::string& style, const std::string& text) {
     return "<span class='k " + style + "'>" + htmlText(text) + "</span>\n";
 }
@@ -34,7 +34,7 @@ std::string figure(const std::string& picture, const std::string& key) {
     return "<figure>\n" + picture + "<figcaption>" + key + "</figcaption></figure>\n";
 }
 
-/// Beside memory the other metrics seldom tell anything, unless they decided.
+// Beside memory the other metrics seldom tell anything, unless they decided.
 bool isStrip(const std::vector<const DumpedLaunch*>& launches, Metric metric) {
     if (metric == Metric::kVmRss) return false;
     return std::none_of(launches.begin(), launches.end(), [&](const DumpedLaunch* launch) {
@@ -181,7 +181,7 @@ private:
         if (const auto ms = medianMs()) mChart.addMark(*ms, "ep");
     }
 
-    /// The oldest have none of their own.
+    // The oldest have none of their own.
     std::string styleOf(std::size_t i) const {
         const std::size_t faint = mAlike.size() - std::min(mAlike.size(), kLooks);
         return i < faint ? "old" : "l" + std::to_string(i - faint);

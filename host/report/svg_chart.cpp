@@ -67,7 +67,7 @@ std::string rectElement(double left, double top, double right, double bottom,
            number(std::max(bottom - top, 0.0)) + "'/>";
 }
 
-/// Of the points in one column the first, the lowest, the highest and the last.
+// Of the points in one column the first, the lowest, the highest and the last.
 SvgChart::Points thinned(const SvgChart::Points& points) {
     SvgChart::Points result;
     for (auto first = points.begin(); first != points.end();) {
@@ -87,7 +87,7 @@ SvgChart::Points thinned(const SvgChart::Points& points) {
     return result;
 }
 
-/// Without the points between two others of the same height.
+// Without the points between two others of the same height.
 SvgChart::Points withoutMiddles(const SvgChart::Points& points) {
     SvgChart::Points result;
     for (std::size_t i = 0; i < points.size(); ++i) {
@@ -99,8 +99,8 @@ SvgChart::Points withoutMiddles(const SvgChart::Points& points) {
     return result;
 }
 
-/// From the first point, which counts from 0, in steps, which take half of the bytes that
-/// places would. Each counts from where the rounded ones before it lead.
+// From the first point, which counts from 0, in steps, which take half of the bytes that
+// places would. Each counts from where the rounded ones before it lead.
 std::string pathOf(const SvgChart::Points& points) {
     std::string path;
     double left = 0;

@@ -21,7 +21,7 @@ constexpr std::size_t kLargestSize = std::size_t{256} << 20U;
 constexpr std::size_t kMostMeasurements = 2;
 constexpr const char* kKind = "orvo measurements";
 
-/// For whoever reads the file without us; it is not read back.
+// For whoever reads the file without us; it is not read back.
 Json summaryOf(const std::vector<MeasuredLaunch>& launches) {
     std::vector<double> settledMs;
     for (const MeasuredLaunch& launch : launches) {
@@ -78,7 +78,7 @@ Json jsonOf(const Measurement& measurement) {
     return json;
 }
 
-/// Says what was being read when a value turned out to be none.
+// Says what was being read when a value turned out to be none.
 class Place {
 public:
     explicit Place(std::string name) : mName(std::move(name)) {}
@@ -260,7 +260,7 @@ Measurement measurementIn(const Json& json, Place& place, const std::string& whe
     return measurement;
 }
 
-/// A cut file is fine as far as it goes; elsewhere a byte is at fault.
+// A cut file is fine as far as it goes; elsewhere a byte is at fault.
 Json parsed(std::string_view text, const Place& place) {
     try {
         return parseJson(text);

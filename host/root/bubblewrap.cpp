@@ -40,8 +40,8 @@ bool isIgnored(int signal) {
     return action.sa_handler == SIG_IGN;
 }
 
-/// The signals that this process takes, blocked, by waiting for them. Those that
-/// were ignored at its start (nohup) stay so.
+// The signals that this process takes, blocked, by waiting for them. Those that
+// were ignored at its start (nohup) stay so.
 struct AwaitedSignals {
     AwaitedSignals() {
         resetSignals({SIGCHLD});
@@ -65,7 +65,7 @@ struct AwaitedSignals {
     unsigned ignored = 0;
 };
 
-/// Where the two sides meet.
+// Where the two sides meet.
 struct Door {
     Door() {
         int ends[2];
@@ -124,8 +124,8 @@ void dieWith(pid_t parent, int signal) {
 
 // --- Between us and bubblewrap: the keeper, a process that cleans up after it.
 
-/// Bubblewrap's second process waits for the first without end, should that be
-/// killed between the two's start; it is then the child of its nearest subreaper.
+// Bubblewrap's second process waits for the first without end, should that be
+// killed between the two's start; it is then the child of its nearest subreaper.
 void endStuckBubblewrap() {
     try {
         for (const pid_t process : numbersIn("/proc")) {
@@ -139,7 +139,7 @@ void endStuckBubblewrap() {
     }
 }
 
-/// Waits for bubblewrap, and ends it when our own end is told by kOurEnd.
+// Waits for bubblewrap, and ends it when our own end is told by kOurEnd.
 int awaitBubblewrap(pid_t bubblewrap, const sigset_t& awaited) {
     int status = 0;
     while (waitpid(bubblewrap, &status, WNOHANG) == 0) {
@@ -204,7 +204,7 @@ bool hasEnded(pid_t child) {
            info.si_pid == child;
 }
 
-/// The process that arrived inside; 0 when the keeper ended before.
+// The process that arrived inside; 0 when the keeper ended before.
 pid_t awaitArrival(int door, pid_t keeper) {
     pollfd knock{door, POLLIN, 0};
     while (poll(&knock, 1, kLookPeriodMs) < 1) {
@@ -216,7 +216,7 @@ pid_t awaitArrival(int door, pid_t keeper) {
     return inside;
 }
 
-/// Passes signals on to `inside` until `child` has ended; returns its exit code.
+// Passes signals on to `inside` until `child` has ended; returns its exit code.
 int passSignalsOn(const AwaitedSignals& signals, pid_t inside, pid_t child) {
     int status = 0;
     while (waitpid(child, &status, WNOHANG) == 0) {

@@ -70,7 +70,7 @@ class GenerationsFile {
 public:
     explicit GenerationsFile(std::string path) : mPath(std::move(path)) {}
 
-    // All throw HostError.
+    /// All throw HostError.
     Generations read() const;
     void put(const std::string& package, const Generation& generation) const;
 

@@ -16,7 +16,7 @@ using TextTable = std::vector<std::vector<std::string>>;
 TextTable tableOf(const std::vector<StoredPackage>& packages, const HistoryContents& history,
                   const Generations& generations);
 
-// Each ends with a newline. What was measured is that of the newest generation.
+/// Each ends with a newline. What was measured is that of the newest generation.
 std::string renderText(const std::vector<StoredPackage>& packages, const HistoryContents& history,
                        const Generations& generations);
 std::string renderJson(const std::vector<StoredPackage>& packages, const HistoryContents& history,
@@ -33,7 +33,7 @@ struct GenerationRow {
     PackageHistory history;
 };
 
-// The same of generations.
+/// The same of generations.
 TextTable tableOf(const std::vector<GenerationRow>& rows);
 std::string renderText(const std::vector<GenerationRow>& rows);
 std::string renderJson(const std::vector<GenerationRow>& rows);

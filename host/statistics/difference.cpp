@@ -11,8 +11,8 @@ namespace {
 // Of both sets. Beyond it the normal distribution is as good, and far cheaper.
 constexpr std::size_t kMostExactValues = 50;
 
-/// All values in their order, as ranks. Equal values share the mean of theirs, so
-/// ranks are counted in halves, which are whole.
+// All values in their order, as ranks. Equal values share the mean of theirs, so
+// ranks are counted in halves, which are whole.
 struct Ranks {
     std::vector<std::size_t> halves;
     std::size_t earlierSum = 0;  // of those in the earlier set
@@ -40,7 +40,7 @@ Ranks ranksOf(const std::vector<double>& earlier, const std::vector<double>& lat
     return ranks;
 }
 
-/// How many ways there are to choose `count` of the ranks, by their sum.
+// How many ways there are to choose `count` of the ranks, by their sum.
 std::vector<double> waysBySum(const std::vector<std::size_t>& ranks, std::size_t count) {
     std::size_t total = 0;
     for (const std::size_t rank : ranks)
@@ -56,7 +56,7 @@ std::vector<double> waysBySum(const std::vector<std::size_t>& ranks, std::size_t
     return ways[count];
 }
 
-/// The share of the ways whose sum is as far from the mean as this one.
+// The share of the ways whose sum is as far from the mean as this one.
 double exactP(const Ranks& ranks, std::size_t count) {
     const std::size_t all = ranks.halves.size();
     const auto awayOf = [&](std::size_t sum) {

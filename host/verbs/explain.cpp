@@ -27,7 +27,7 @@ std::optional<std::int32_t> storedMeanMs(const DumpSource& source, const StateFo
     return StoreReader(state.database()).package(source.package).finalEndpointMs();
 }
 
-/// The launch of that number; with 0 the last. All others are summed up.
+// The launch of that number; with 0 the last. All others are summed up.
 DumpedLaunch findLaunch(const DumpSource& source, std::int64_t number, DumpSummary& summary) {
     DumpFile file(source);
     LaunchNotes notes(source);

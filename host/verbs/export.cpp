@@ -18,7 +18,7 @@ struct ExportArguments {
     std::string file;  // empty: standard output
 };
 
-/// Prints as it goes, or gathers what a file is replaced by as a whole.
+// Prints as it goes, or gathers what a file is replaced by as a whole.
 class Destination {
 public:
     explicit Destination(std::string file) : mFile(std::move(file)) {}

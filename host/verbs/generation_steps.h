@@ -25,7 +25,7 @@ public:
     /// cannot be read. Throws HostError when the generations cannot.
     GenerationSteps(const StateFolder& state, LogSink& log);
 
-    // All are for the process that has the package's lock. They throw HostError.
+    /// All are for the process that has the package's lock. They throw HostError.
 
     /// The newest, after finishing what a killed process left. To be called before
     /// the package is learned.

@@ -73,7 +73,7 @@ bool hasLaunches(const Results& results) {
                        [](const Measurement& each) { return !each.launches.empty(); });
 }
 
-/// What went wrong is told when all else is. Of no launches there is no file.
+// What went wrong is told when all else is. Of no launches there is no file.
 std::optional<HostError> keepResults(const std::string& file, const Results& results) {
     if (file.empty() || !hasLaunches(results)) return std::nullopt;
     try {
@@ -89,7 +89,7 @@ bool canCompare(const Results& results) {
     return times.size() == 2 && !times.front().empty() && !times.back().empty();
 }
 
-/// The exit code of comparing; kDone without.
+// The exit code of comparing; kDone without.
 int printResults(const MeasureArguments& arguments, const Results& results) {
     if (arguments.json) print(renderResults(results));
     if (canCompare(results))

@@ -30,7 +30,7 @@ struct PlotArguments {
     std::string metric;  // empty: all with samples
 };
 
-/// The launches to draw, with samples, and how many there are of that kind.
+// The launches to draw, with samples, and how many there are of that kind.
 struct Chosen {
     std::deque<DumpedLaunch> launches;
     std::size_t inAll = 0;

@@ -122,8 +122,8 @@ private:
             mAdded.emplace_back(std::move(recording), std::move(launches));
     }
 
-    /// Two generations, or two files or measurements, are there to be compared; two
-    /// packages are not.
+    // Two generations, or two files or measurements, are there to be compared; two
+    // packages are not.
     void addComparison() {
         const bool areFiles = std::none_of(mAdded.begin(), mAdded.end(), [](const auto& added) {
             return added.first.dump && added.first.dump->isOfState;

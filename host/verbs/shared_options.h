@@ -16,11 +16,11 @@ class Verb;
 
 /// How launches are made, for the verbs that make any.
 struct LaunchArguments {
-    LaunchSettings settings;  // without the command
-    std::string window;       // empty: not given, which means auto
+    LaunchSettings settings;  ///< without the command
+    std::string window;       ///< empty: not given, which means auto
     std::optional<std::int32_t> type;
     std::optional<std::int32_t> subtype;
-    double lookAfterSeconds = -1;  // without it: as long as the window
+    double lookAfterSeconds = -1;  ///< without it: as long as the window
     bool keepName = false;
     bool noFdCounts = false;
     bool realCpuset = false;

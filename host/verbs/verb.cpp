@@ -34,7 +34,7 @@ private:
 
 constexpr std::uint32_t kHighestLogLevel = 255;  // the library looks at one byte
 
-/// The usage line says where COMMAND goes, which the parser does not know of.
+// The usage line says where COMMAND goes, which the parser does not know of.
 void useUsage(CLI::App& app, const std::string& usage) {
     app.formatter(std::make_shared<UsageFormatter>(usage));
 }

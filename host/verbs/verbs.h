@@ -54,7 +54,7 @@ void describe(CLI::App& app, Invocation& invocation);
 /// answer (help, version) has been printed. Throws HostError, kUsage.
 std::optional<int> parse(Invocation& invocation);
 
-// Each adds its verb to `app`. The invocation must outlive the verb.
+/// Each adds its verb to `app`. The invocation must outlive the verb.
 void addLearnVerb(CLI::App& app, Invocation& invocation);
 void addWatchVerb(CLI::App& app, Invocation& invocation);
 void addJoinVerb(CLI::App& app, Invocation& invocation);

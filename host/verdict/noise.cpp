@@ -7,9 +7,9 @@
 namespace host {
 namespace {
 
-/// How many samples from `begin` on form a spike, 0 for none. The value before
-/// it holds for two samples before or behind it, and the spike is there at once:
-/// a collector's tooth is met by one sample at its foot, and rises.
+// How many samples from `begin` on form a spike, 0 for none. The value before
+// it holds for two samples before or behind it, and the spike is there at once:
+// a collector's tooth is met by one sample at its foot, and rises.
 std::size_t spikeAt(const Levels& series, std::size_t begin, std::size_t streak, double reach) {
     const double base = series[begin - 1];
     const double allowed = std::max(reach, kToleranceShare * base);
@@ -29,7 +29,7 @@ std::size_t spikeAt(const Levels& series, std::size_t begin, std::size_t streak,
     return isAtBase(end) && isAtBaseTwice && nearest > farthest / 3 ? end - begin : 0;
 }
 
-/// One last sample that leaves a full run says nothing yet: it takes its value.
+// One last sample that leaves a full run says nothing yet: it takes its value.
 void dropLoneLast(Levels& series, std::size_t streak, double reach) {
     if (series.size() <= streak) return;
     const auto last = series.end() - 1;
@@ -38,7 +38,7 @@ void dropLoneLast(Levels& series, std::size_t streak, double reach) {
     if (*high - *low <= allowed) *last = *(last - 1);
 }
 
-/// 0 for none; of an even number the larger of the middle two.
+// 0 for none; of an even number the larger of the middle two.
 double upperMedianOf(Levels values) {
     if (values.empty()) return 0.0;
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -46,7 +46,7 @@ double upperMedianOf(Levels values) {
     return *middle;
 }
 
-/// From the second differences of samples `lag` apart, in the last half.
+// From the second differences of samples `lag` apart, in the last half.
 double noiseAtLag(const Levels& series, std::size_t lag) {
     // A normal deviation is 1.4826 median magnitudes; a second difference has
     // the variance of six samples (1 + 4 + 1).

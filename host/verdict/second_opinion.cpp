@@ -11,8 +11,8 @@
 namespace host {
 namespace {
 
-/// The end of a series that its last level is taken from: an eighth, since a
-/// launch may settle late, and never less than a level needs.
+// The end of a series that its last level is taken from: an eighth, since a
+// launch may settle late, and never less than a level needs.
 constexpr std::size_t kTailShare = 8;
 
 struct Band {
@@ -34,8 +34,8 @@ bool isNarrow(const Band& range, double tolerance) {
     return range.high - range.low <= 2 * tolerance;
 }
 
-/// Whether both halves go through most of the whole range: up and down evenly,
-/// and not from one level to another.
+// Whether both halves go through most of the whole range: up and down evenly,
+// and not from one level to another.
 bool swingsEvenly(const Levels& values, std::size_t from) {
     constexpr double kMost = 0.75;
     const std::size_t middle = from + (values.size() - from) / 2;
@@ -47,8 +47,8 @@ bool swingsEvenly(const Levels& values, std::size_t from) {
     return std::min(*high - *low, late.high - late.low) >= kMost * (whole.high - whole.low);
 }
 
-/// Samples of one swing up and down: from how often the lower third of the
-/// range is followed by the upper one.
+// Samples of one swing up and down: from how often the lower third of the
+// range is followed by the upper one.
 std::size_t swingLength(const Levels& values, std::size_t from) {
     const Band range = rangeOf(values, from);
     const double third = (range.high - range.low) / 3;
@@ -62,7 +62,7 @@ std::size_t swingLength(const Levels& values, std::size_t from) {
     return (values.size() - from) / std::max<std::size_t>(rises, 1);
 }
 
-/// The first index from which all values lie in the band.
+// The first index from which all values lie in the band.
 std::size_t entersForGood(const Levels& values, const Band& band) {
     std::size_t at = values.size();
     while (at > 0 && band.holds(values[at - 1]))
@@ -70,7 +70,7 @@ std::size_t entersForGood(const Levels& values, const Band& band) {
     return at;
 }
 
-/// The most samples in a row before `end` that stay as near together as a level.
+// The most samples in a row before `end` that stay as near together as a level.
 std::size_t restBefore(std::size_t end, const Levels& values) {
     std::size_t longest = 0;
     std::size_t begin = 0;
@@ -96,7 +96,7 @@ double slopeFrom(const Levels& values, std::size_t from) {
     return timeTime > 0 ? timeValue / timeTime : 0.0;
 }
 
-/// The steps of one estimate.
+// The steps of one estimate.
 class Estimate {
 public:
     Estimate(const Levels& series, std::size_t streak)
@@ -119,7 +119,7 @@ public:
 private:
     Band tailRange() const { return rangeOf(mFit, mSize - mTail); }
     double tolerance() const { return std::max(kPageKb, kToleranceShare * tailRange().middle()); }
-    /// Of a mean of so many samples.
+    // Of a mean of so many samples.
     double reachOf(std::size_t samples) const {
         return noiseReach(mSize) * mNoise / std::sqrt(static_cast<double>(samples));
     }
@@ -129,8 +129,8 @@ private:
         mFit = valuesOf(mPieces);
     }
 
-    /// Takes the mean over a swing where the end goes up and down evenly, over
-    /// as much of the last half as does so.
+    // Takes the mean over a swing where the end goes up and down evenly, over
+    // as much of the last half as does so.
     bool smoothSwings() {
         std::size_t even = 0;
         for (std::size_t tail = mTail; tail <= mSize / 2; tail *= 2) {
@@ -174,8 +174,8 @@ private:
         return opinion;
     }
 
-    /// Change of more than a tenth of the level in half of what was seen is
-    /// growth: the library too takes values for close up to that.
+    // Change of more than a tenth of the level in half of what was seen is
+    // growth: the library too takes values for close up to that.
     SecondOpinion unsettled(std::size_t from) const {
         constexpr double kCloseShare = 0.1;
         const double slope = slopeFrom(mFit, from);
@@ -187,7 +187,7 @@ private:
         return opinion;
     }
 
-    /// From when the fit stays near a line of that slope through the tail.
+    // From when the fit stays near a line of that slope through the tail.
     std::size_t driftsFrom(double slope) const {
         Levels level = mFit;
         for (std::size_t i = 0; i < mSize; ++i)
@@ -208,8 +208,8 @@ private:
         return opinion;
     }
 
-    /// Where a straight piece leads right into the level, the launch has settled
-    /// where its line meets it, which is later than where it comes near.
+    // Where a straight piece leads right into the level, the launch has settled
+    // where its line meets it, which is later than where it comes near.
     void goStraightIn(std::size_t at, SecondOpinion& opinion) const {
         const double noise = std::max(mNoise, noiseOfGrowth(at));
         const double reach = noiseReach(mSize) * noise;
@@ -230,16 +230,16 @@ private:
         }
     }
 
-    /// Memory comes in lots, which make even growth noisy where the level is not.
-    /// Those beyond the tolerance are steps.
+    // Memory comes in lots, which make even growth noisy where the level is not.
+    // Those beyond the tolerance are steps.
     double noiseOfGrowth(std::size_t end) const {
         const Levels growth(mSmooth.begin(), mSmooth.begin() + static_cast<std::ptrdiff_t>(end));
         const double noise = noiseKb(growth, mStreak);
         return noiseReach(mSize) * noise < tolerance() ? noise : 0.0;
     }
 
-    /// Only a long way is taken for straight to its end, and by a piece that
-    /// covers most of it: an ever slower approach is made of short ones.
+    // Only a long way is taken for straight to its end, and by a piece that
+    // covers most of it: an ever slower approach is made of short ones.
     bool leadsIn(const Segment& piece, std::size_t at) const {
         constexpr double kLongWay = 4;  // tolerances
         const double way = std::fabs(mLevel - piece.first);

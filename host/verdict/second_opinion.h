@@ -10,7 +10,7 @@ namespace host {
 
 // Samples in a row that make a level, by the library's analysis.
 constexpr std::size_t kShortStreak = 5;
-constexpr std::size_t kLongStreak = 10;  // of a long launch, type 2
+constexpr std::size_t kLongStreak = 10;  ///< of a long launch, type 2
 
 enum class Ending {
     kTooShort,  ///< fewer samples than a level needs

@@ -9,7 +9,7 @@
 namespace host {
 namespace {
 
-/// Sums of a piece around its own means, so that large values keep their digits.
+// Sums of a piece around its own means, so that large values keep their digits.
 struct Moments {
     double count = 0;
     double time = 0;   // mean
@@ -19,7 +19,7 @@ struct Moments {
     double valueValue = 0;
 
     double slope() const { return timeTime > 0 ? timeValue / timeTime : 0.0; }
-    /// What the best line leaves of the squared deviations.
+    // What the best line leaves of the squared deviations.
     double residue() const { return std::fmax(0.0, valueValue - slope() * timeValue); }
     double at(double when) const { return value + slope() * (when - time); }
 };
@@ -41,7 +41,7 @@ Moments together(const Moments& a, const Moments& b) {
             a.valueValue + b.valueValue + weight * value * value};
 }
 
-/// Pieces side by side, of which two neighbours can become one.
+// Pieces side by side, of which two neighbours can become one.
 class Pieces {
 public:
     explicit Pieces(const Levels& series) {

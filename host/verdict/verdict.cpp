@@ -10,8 +10,8 @@
 namespace host {
 namespace {
 
-/// Whether the samples from the endpoint on lie within the tolerance of one
-/// value for as long as the library asks.
+// Whether the samples from the endpoint on lie within the tolerance of one
+// value for as long as the library asks.
 bool startsFullRun(const SeenLaunch& launch, std::size_t endpoint) {
     if (endpoint + launch.streak > std::min(launch.seen, launch.memoryKb.size())) return false;
     const auto begin = launch.memoryKb.begin() + static_cast<std::ptrdiff_t>(endpoint);
@@ -47,7 +47,7 @@ private:
     void add(Doubt doubt) { mVerdict.doubts.push_back(doubt); }
     bool isNoisy() const { return mVerdict.opinion.noisePercent > 100 * kToleranceShare; }
 
-    /// Samples from `when` to the endpoint, 0 where that is within what is allowed.
+    // Samples from `when` to the endpoint, 0 where that is within what is allowed.
     double away(std::size_t when) const {
         const double samples = static_cast<double>(*mLaunch.endpoint) - static_cast<double>(when);
         return std::fabs(samples) > allowedDifference(mLaunch.window) ? samples : 0.0;

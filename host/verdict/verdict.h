@@ -10,7 +10,7 @@
 
 namespace host {
 
-constexpr double kSampleMs = 30;  // from one sample to the next
+constexpr double kSampleMs = 30;  ///< from one sample to the next
 
 // Samples that the library sees of a launch: type 1, with subtype 1 or 2, type 2.
 constexpr std::size_t kShortWindow = 34;

@@ -15,7 +15,7 @@ struct DoubtText {
     const char* name;
 };
 
-/// In the order of the doubts.
+// In the order of the doubts.
 constexpr DoubtText kTexts[] = {
     {"too_few_samples", "too few samples"},
     {"growing", "still changing"},
@@ -33,7 +33,7 @@ std::string number(double value, int digits = 0) {
     return text;
 }
 
-/// "+3.5 %", "-0.20 %".
+// "+3.5 %", "-0.20 %".
 std::string change(double percent, int digits) {
     char text[64];
     std::snprintf(text, sizeof(text), "%+.*f %%", digits, percent);
@@ -48,7 +48,7 @@ double percentPerSecond(const SecondOpinion& opinion) {
     return 100 * opinion.slopeKb / std::max(opinion.levelKb, 1.0) * 1000 / kSampleMs;
 }
 
-/// Samples from the second opinion to the endpoint.
+// Samples from the second opinion to the endpoint.
 double lateBy(const SeenLaunch& launch, const Verdict& verdict) {
     return static_cast<double>(launch.endpoint.value_or(0)) -
            static_cast<double>(verdict.opinion.settledAt.value_or(0));
@@ -71,7 +71,7 @@ bool has(const Verdict& verdict, Doubt doubt) {
     return std::find(verdict.doubts.begin(), verdict.doubts.end(), doubt) != verdict.doubts.end();
 }
 
-/// Samples after which the launch was settled, as far as is known.
+// Samples after which the launch was settled, as far as is known.
 std::size_t samplesNeeded(const SeenLaunch& launch, const Verdict& verdict) {
     const std::size_t known = verdict.opinion.settledAt.value_or(launch.memoryKb.size());
     return known + launch.streak;

@@ -13,7 +13,7 @@ struct WindowTraits {
     const char* time;
 };
 
-/// In the order of the windows.
+// In the order of the windows.
 constexpr std::array<WindowTraits, 3> kWindows{{
     {"short", kShortWindow, "1 s"},
     {"extended", kExtendedWindow, "3 s"},
@@ -24,21 +24,21 @@ const WindowTraits& traitsOf(Window window) {
     return kWindows.at(static_cast<std::size_t>(window));
 }
 
-/// A launch settles later the next time, on a busy machine by half. The short
-/// window leaves that much, for the extended one costs seconds; a long one costs
-/// minutes, so that the extended one leaves a fifth.
+// A launch settles later the next time, on a busy machine by half. The short
+// window leaves that much, for the extended one costs seconds; a long one costs
+// minutes, so that the extended one leaves a fifth.
 constexpr double kShortVariation = 1.5;
 constexpr double kExtendedVariation = 1.2;
 
-/// Who chooses the short window says that the extended one would show no more.
+// Who chooses the short window says that the extended one would show no more.
 constexpr std::size_t kLeastSeen = kExtendedWindow;
 
-/// A launch that is level from the first look on leaves nothing to learn, unless
-/// it begins later: worth the extended window and as long again.
+// A launch that is level from the first look on leaves nothing to learn, unless
+// it begins later: worth the extended window and as long again.
 constexpr std::size_t kLeastSeenLevel = 2 * kExtendedWindow;
 
-/// A program that has rested may go on after the next rest, but rarely after one
-/// twice as long, or as long as all that came before.
+// A program that has rested may go on after the next rest, but rarely after one
+// twice as long, or as long as all that came before.
 constexpr std::size_t kRests = 2;
 
 bool isConvincing(const SecondOpinion& opinion, std::size_t seen) {
@@ -48,8 +48,8 @@ bool isConvincing(const SecondOpinion& opinion, std::size_t seen) {
            quiet >= *opinion.settledAt && quiet >= kRests * opinion.longestRest;
 }
 
-/// The shortest window in which a launch that settles there, after rests of at most
-/// that length, settles each time.
+// The shortest window in which a launch that settles there, after rests of at most
+// that length, settles each time.
 //
 // The analysis takes the level that is held longest for the last: in the window
 // the last one must be held for longer than any before, and for a run at least.

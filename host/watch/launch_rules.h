@@ -26,7 +26,7 @@ public:
 
 private:
     struct Rule {
-        std::string pattern;  ///< as of fnmatch(3)
+        std::string pattern;  // as of fnmatch(3)
         LaunchKind kind;
     };
     std::vector<Rule> mRules;

@@ -59,7 +59,7 @@ public:
     void run();
 
 private:
-    /// A launch that the library has done with, and the process is looked at still.
+    // A launch that the library has done with, and the process is looked at still.
     struct LookedAfter {
         EndedLaunch ended;
         LaunchOutcome outcome;

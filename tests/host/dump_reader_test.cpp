@@ -22,7 +22,7 @@ using testing::StartsWith;
 
 constexpr const char* kAbortText = "\nAborted Before analysis 0\n";
 
-/// The launches in `text`, of which each read gives a few bytes only.
+// The launches in `text`, of which each read gives a few bytes only.
 std::vector<DumpedLaunch> launchesOf(const std::string& text, std::size_t bytesAtOnce = 4096) {
     const auto read = [&, at = std::size_t{0}](char* buffer, std::size_t size) mutable {
         const std::size_t length = text.copy(buffer, std::min(size, bytesAtOnce), at);
@@ -36,7 +36,7 @@ std::vector<DumpedLaunch> launchesOf(const std::string& text, std::size_t bytesA
     return launches;
 }
 
-/// A block as the library writes it: memory that grows by 4, and a steady score.
+// A block as the library writes it: memory that grows by 4, and a steady score.
 std::string blockOf(std::size_t samples, const std::string& final = "", std::size_t start = 100) {
     std::string text =
         "\n\n FD, OOM, VMRSS,VmRssAge,OOMScroeAge,FDCountAge,mAgeTable,mVmRssTop12,"

@@ -16,7 +16,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// A launch's memory after one evaluation.
+// A launch's memory after one evaluation.
 MetricExplanation explained(const Series& memory, const std::vector<std::int32_t>& top,
                             std::int32_t settledValue, std::int32_t endpointIndex) {
     DumpedLaunch launch;
@@ -59,7 +59,7 @@ TEST(Explanation, WhatAnUndecidedLaunchLacks) {
     EXPECT_EQ(explain(unstable).missing, Missing::kStableEvaluations);
 }
 
-/// A launch that was evaluated again and again, with these endpoints.
+// A launch that was evaluated again and again, with these endpoints.
 DumpedLaunch evaluated(const std::vector<std::int32_t>& memory,
                        const std::vector<std::int32_t>& score = {}) {
     DumpedLaunch launch;

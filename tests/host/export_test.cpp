@@ -28,7 +28,7 @@ std::string exported(const std::string& format, const std::vector<const DumpedLa
     return text + result->endRecording() + result->end();
 }
 
-/// Samples every 40 ms from 200 ms after the start on, and one behind the window.
+// Samples every 40 ms from 200 ms after the start on, and one behind the window.
 DumpedLaunch noted() {
     DumpedLaunch launch;
     launch.number = 3;
@@ -72,7 +72,7 @@ TEST(Export, ATimeThatIsNotKnownIsEmptyAndNeverCountsFromElsewhere) {
     EXPECT_EQ(told["stored_endpoint_ms"], 75);
 }
 
-/// "name ts" of the slices and marks of a launch.
+// "name ts" of the slices and marks of a launch.
 std::vector<std::string> happenings(const json& trace, int process) {
     std::vector<std::string> result;
     for (const json& event : trace["traceEvents"]) {

@@ -71,7 +71,7 @@ TEST(RegularFileTest, PipesAndFoldersAreRefusedWithoutWaiting) {
     EXPECT_FALSE(openKeptFile(folder / "none", O_RDWR).isOpen());
 }
 
-/// 1 when `action` is refused with a line that names `holder`.
+// 1 when `action` is refused with a line that names `holder`.
 int isRefusedBy(pid_t holder, const std::function<void()>& action) {
     try {
         action();

@@ -53,7 +53,7 @@ protected:
         std::ofstream(mFolder / "a_launches.jsonl") << lines;
     }
 
-    /// The first sample's time of each launch's note, -1 without.
+    // The first sample's time of each launch's note, -1 without.
     std::vector<std::int32_t> timesOf(std::vector<DumpedLaunch> launches) const {
         LaunchNotes notes({mFolder / "a_vmrss.csv", "a", true});
         for (const DumpedLaunch& launch : launches)

@@ -175,7 +175,7 @@ LaunchResult resultOf(LaunchOutcome outcome) {
     return result;
 }
 
-/// Stored at sample 10 while its memory went on to sample 50.
+// Stored at sample 10 while its memory went on to sample 50.
 LaunchResult doubtedResult() {
     RecordedLaunch recorded;
     recorded.sampleBudget = 34;

@@ -134,7 +134,7 @@ TEST(TaskListLockTest, ListThatAnotherHasLockedIsGivenUpInALineThatNamesIt) {
 
 class ProcessTreeTest : public testing::Test {
 protected:
-    /// A shell that runs `script`; the folder is $0.
+    // A shell that runs `script`; the folder is $0.
     Program shell(const std::string& script) const {
         return Program({"/bin/bash", "-c", script, mFolder / "."});
     }
@@ -143,7 +143,7 @@ protected:
     }
     void let(const std::string& name) const { std::ofstream(mFolder / name).flush(); }
 
-    /// The process whose number the shell has printed.
+    // The process whose number the shell has printed.
     static pid_t toldBy(const Program& program) {
         EXPECT_TRUE(eventually([&] { return program.out().find('\n') != std::string::npos; }));
         return std::stoi(program.out());

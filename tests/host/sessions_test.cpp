@@ -51,8 +51,8 @@ protected:
         addRow(mState.database(), kStatus, "com.other", {0, 1});
     }
 
-    /// Runs `session` in a process of its own, for it takes signals, within ten
-    /// seconds. Its failures are the test's, and so must what it tells be.
+    // Runs `session` in a process of its own, for it takes signals, within ten
+    // seconds. Its failures are the test's, and so must what it tells be.
     static void inHost(const std::function<void()>& session, const std::string& told = "") {
         const auto run = [&] {
             alarm(10);
@@ -82,7 +82,7 @@ protected:
         mOptions.generationOf = [](const std::string&, OrvoLibrary&) { return Generation{}; };
     }
 
-    /// Watches the launch of com.a, until one is told of.
+    // Watches the launch of com.a, until one is told of.
     void watch(const std::function<void(Child&)>& script) {
         LogSink log("", 0, false);
         WatchSession session(mOptions, mState, log, kLibrary);

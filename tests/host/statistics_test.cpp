@@ -58,7 +58,7 @@ TEST(Difference, AddsTheSquaresOfTheSidesThatFaceEachOther) {
     EXPECT_EQ(medianDifferenceInterval(kEleven, {1, 2, 3, 4, 5}), std::nullopt);
 }
 
-/// Twenty values each; of all pairs so many have the earlier one above.
+// Twenty values each; of all pairs so many have the earlier one above.
 double pOfPairsAbove(int pairs) {
     Values earlier;
     Values later;

@@ -84,7 +84,7 @@ protected:
         addRow(mFile, "OrvoEP", "com.b", {450});
     }
 
-    /// What doctor finds of the store.
+    // What doctor finds of the store.
     CheckFinding finding() const { return checkState(mFolderOfState).at(1); }
 
     void replaceInFile(const std::string& what, const std::string& by) const {

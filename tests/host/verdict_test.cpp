@@ -30,7 +30,7 @@ Memory level(std::size_t samples, std::int32_t kb) {
     return memory;
 }
 
-/// From `fromKb` on, by `stepKb` a sample.
+// From `fromKb` on, by `stepKb` a sample.
 Memory ramp(std::size_t samples, std::int32_t fromKb, std::int32_t stepKb) {
     Memory memory;
     for (std::size_t i = 0; i < samples; ++i)
@@ -38,7 +38,7 @@ Memory ramp(std::size_t samples, std::int32_t fromKb, std::int32_t stepKb) {
     return memory;
 }
 
-/// Off by up to `kb` either way, without a pattern of so few samples.
+// Off by up to `kb` either way, without a pattern of so few samples.
 Memory shaken(Memory memory, std::int32_t kb) {
     std::uint32_t state = 1;
     for (std::int32_t& value : memory) {
@@ -48,7 +48,7 @@ Memory shaken(Memory memory, std::int32_t kb) {
     return memory;
 }
 
-/// Of a window of 34 samples and what follows it.
+// Of a window of 34 samples and what follows it.
 SeenLaunch launch(Memory memory, std::optional<std::size_t> endpoint) {
     SeenLaunch launch;
     launch.memoryKb = std::move(memory);
@@ -201,7 +201,7 @@ TEST(Verdict, SentencesCarryTheFigures) {
     EXPECT_EQ(sentence(launch(kSettles, 20)), "memory was at its level 240 ms before the endpoint");
 }
 
-/// Fed as by a probing launch, which judges every few looks.
+// Fed as by a probing launch, which judges every few looks.
 WindowChoice choiceOf(const Memory& memory, bool ends) {
     for (std::size_t seen = 0;; seen = std::min(seen + 5, memory.size())) {
         const Memory now(memory.begin(), memory.begin() + static_cast<std::ptrdiff_t>(seen));

@@ -21,7 +21,7 @@ void expectRecorded(const std::string& name, const std::string& text) {
     ADD_FAILURE() << "diff " ORVO_TEST_DATA_DIR "/texts/" << name << ' ' << told;
 }
 
-/// That settles behind the window, decided at a rest, with two evaluations.
+// That settles behind the window, decided at a rest, with two evaluations.
 DumpedLaunch restless(std::int64_t number) {
     DumpedLaunch launch;
     launch.number = number;

@@ -48,8 +48,8 @@ std::chrono::seconds soakTime() {
     return std::chrono::seconds(asked == nullptr ? ORVO_SOAK_SECONDS : std::atoi(asked));
 }
 
-// But for lines that tell of no failure, or of a process that is not there, which
-// most packages here have none of.
+// Except for lines that are about no failure, or about a missing process, which most
+// packages here do not have.
 void expectNoError(const __android_logger_data* data, const char* line) {
     if (data->priority < ANDROID_LOG_ERROR) return;
     for (const char* const expected :
@@ -68,19 +68,14 @@ long residentKb() {
     return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
-// Files that the launch in hand and the eight threads have open for a moment, at the
-// one look or the other; what leaks is lost with every operation.
+// Files that the current launch and the eight threads happen to have open at either
+// look; a leak grows with every operation.
 constexpr std::ptrdiff_t kOpenInPassing = 16;
-
-std::ptrdiff_t openDescriptors() {
-    using std::filesystem::directory_iterator;
-    return std::distance(directory_iterator("/proc/self/fd"), directory_iterator());
-}
 
 class SoakTest : public LoadTest {
 protected:
-    /// Operates on packages of its own, which it returns with the launches that
-    /// each must have by now, and on the one whose process exists.
+    // Operates on packages of its own, which it returns with the launches that
+    // each must have by now, and on the one whose process exists.
     static Counts operateUntil(std::chrono::steady_clock::time_point end, unsigned number) {
         Counts launches;
         std::mt19937 random(number);
@@ -137,10 +132,10 @@ TEST_F(SoakTest, MixedOperationsFailNowhereLoseNoCountAndGrowNothing) {
             threads.emplace_back([&, i] { launches[i] = operateUntil(start + soakTime(), i); });
         std::this_thread::sleep_until(start + soakTime() / 3);
         const long warmKb = residentKb();
-        const std::ptrdiff_t warmDescriptors = openDescriptors();
+        const std::ptrdiff_t warmDescriptors = device::openDescriptors();
         std::this_thread::sleep_until(start + soakTime() * 99 / 100);
         EXPECT_LE(residentKb(), warmKb + kGrowthLimitKb);
-        EXPECT_LE(openDescriptors(), warmDescriptors + kOpenInPassing);
+        EXPECT_LE(device::openDescriptors(), warmDescriptors + kOpenInPassing);
         for (std::thread& thread : threads)
             thread.join();
         Counts stored = launchCounts();

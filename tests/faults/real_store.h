@@ -53,7 +53,7 @@ protected:
         return getData(op, app);
     }
 
-    /// Launch counts by package; fails the test for a row that is no status.
+    /// Launch counts by package; fails the test for a row that is not a status.
     Counts launchCounts() const {
         Counts counts;
         for (const auto& [app, status] : rowsOf("OrvoStatus")) {
@@ -67,7 +67,7 @@ protected:
     }
 
 private:
-    /// GoogleTest shows of a child process what it wrote to standard error alone.
+    // GoogleTest shows of a child process what it wrote to standard error alone.
     static void tellFailures() {
         const auto& result = *testing::UnitTest::GetInstance()->current_test_info()->result();
         for (int i = 0; i < result.total_part_count(); ++i)

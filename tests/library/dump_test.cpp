@@ -35,11 +35,11 @@ TEST_F(DumpTest, BlockIsExactAndBlocksAreAppended) {
         "\n0, 302, 0, 0, 1.500000, 0, 0, 912, 1, 0, "
         "\nmVmRssEp, mOOMScroeEp, mFDCountEp\n1, 2, 0\n"
         "\nmVmRssYoungest, mOOMScroeYoungest, mFDCountYoungest\n912, 302, 17\n";
+    mPeer.epIdx = 42;  // a candidate still
     LogCapture log(3);
     mLearner.exportToFile();
     EXPECT_EQ(device::contentOf(mPath), block);
     mPeer.decided = true;
-    mPeer.epIdx = 42;
     mLearner.exportToFile();
     mLearner.exportToFile("Aborted Before analysis", 0, mApp.c_str());
     EXPECT_EQ(device::contentOf(mPath),

@@ -23,7 +23,7 @@ using testing::ExitedWithCode;
 using testing::KilledBySignal;
 using Ints = std::vector<std::int32_t>;
 
-/// Waits in real time.
+// Waits in real time.
 template <typename Condition>
 bool becomesTrue(Condition condition, int milliseconds = 20'000) {
     for (; milliseconds > 0 && !condition(); --milliseconds)
@@ -31,7 +31,7 @@ bool becomesTrue(Condition condition, int milliseconds = 20'000) {
     return condition();
 }
 
-/// Ends a child process, whose failures are the test's.
+// Ends a child process, whose failures are the test's.
 [[noreturn]] void leaveChild() {
     std::fflush(stdout);
     _exit(testing::Test::HasFailure() ? 1 : 0);

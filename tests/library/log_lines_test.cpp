@@ -35,7 +35,7 @@ struct Row {
     }
 };
 
-/// What a format can give, as a wildcard pattern.
+// What a format can give, as a wildcard pattern.
 std::string patternOf(std::string format) {
     const std::pair<const char*, const char*> steps[] = {
         {R"(\\n)", "\n"}, {R"([*?[])", R"(\$&)"}, {"%l?[dfsu]", "*"}};
@@ -100,7 +100,7 @@ TEST(LogLinesTest, GateIsComparedWithTheLowByteOfTheLevelAskedAnewForEachLine) {
     }
 }
 
-/// Makes the lock one that reports its second taking by a thread.
+// Makes the lock one that reports its second taking by a thread.
 template <typename Mutex, typename Operation>
 void failingLock(Mutex& mutex, Operation operation) {
     const pthread_mutex_t reporting = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;

@@ -94,6 +94,7 @@ TEST_F(SamplingTest, EverySampleIsReadFreshThroughTheHeldStreams) {
         }
         EXPECT_THAT(mPeer.vmRss, ElementsAre(1, 6)) << rest;
         EXPECT_THAT(mPeer.oomScore, ElementsAre(1, 6)) << rest;
+        mPeer.takeSample(streamOf("RssAnon: 2147483647\nVmSwap: 1\n").get(), nullptr);  // wraps
         EXPECT_FALSE(mPeer.abort);
     }
 }

@@ -18,8 +18,8 @@ protected:
     }
     ~StoreTest() override { mStore.DeInit(); }
 
-    /// What the operation does, database calls and log lines in their order,
-    /// where the call `fault` has that result.
+    // What the operation does, database calls and log lines in their order,
+    // where the call `fault` has that result.
     template <typename Operation>
     static std::string traceOf(Operation operation, const char* fault = "",
                                std::int32_t result = -1) {
@@ -68,6 +68,22 @@ TEST_F(StoreTest, UncountedStatusOfAPackageWithoutOneLeavesTheCallersFlag) {
     bool flag = true;
     EXPECT_EQ(mStore.checkStatus(mApp, false, flag, flag), 0);
     EXPECT_TRUE(flag);
+}
+
+TEST_F(StoreTest, EmptyNameIsRefusedBeforeTheDatabaseAndInSilence) {
+    mApp.clear();
+    const auto all = [&] {
+        bool flag = false;
+        std::vector<std::int32_t> samples = {1};
+        EXPECT_EQ(mStore.checkStatus(mApp, true, flag, flag), -1);
+        mStore.writeAppSample(mApp, 30);
+        EXPECT_EQ(mStore.getAppSamples(mApp, samples), 0U);
+        mStore.deleteAppSamples(mApp);
+        mStore.writeFinalEP(mApp, 412);
+        EXPECT_EQ(mStore.getFinalEP(mApp), -1);
+        EXPECT_EQ(mStore.eraseLearning(mApp), -1);
+    };
+    EXPECT_EQ(traceOf(all), "");
 }
 
 TEST_F(StoreTest, SamplesAreAddedReadInOrderBehindWhatIsThereAndDeleted) {

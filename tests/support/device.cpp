@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <linux/sched.h>
 #include <stdexcept>
@@ -19,7 +20,7 @@ namespace device {
 
 namespace {
 
-/// A fork, with that pid unless it is 0.
+// A fork, with that pid unless it is 0.
 pid_t forkAs(pid_t wanted) {
     if (wanted == 0) return fork();
     clone_args arguments{};
@@ -54,6 +55,11 @@ std::string dumpPath(const std::string& appName) {
 std::string nameOf(pid_t task) {
     const std::string commandLine = contentOf("/proc/" + std::to_string(task) + "/cmdline");
     return commandLine.substr(0, commandLine.find('\0'));
+}
+
+std::ptrdiff_t openDescriptors() {
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    return std::distance(begin(descriptors), end(descriptors));
 }
 
 Child::Child(pid_t wanted, const std::function<void(int socket)>& program) : Child() {

@@ -2,6 +2,7 @@
 // dump folder of the private root that the tests run in.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <sys/types.h>
@@ -17,6 +18,7 @@ std::string dumpPath(const std::string& appName);
 using host::contentOf;
 /// What the kernel shows as the task's name, up to its first NUL.
 std::string nameOf(pid_t task);
+std::ptrdiff_t openDescriptors();  ///< Of this process.
 
 /// A child process, killed and reaped on destruction.
 class Child {

@@ -53,14 +53,10 @@ LogCapture::~LogCapture() {
     setTavoLogLevel(0);
 }
 
-std::vector<LogLine> LogCapture::lines() const {
-    const Lock lock(mutex);
-    return captured;
-}
-
 std::vector<std::string> LogCapture::texts() const {
+    const Lock lock(mutex);
     std::vector<std::string> result;
-    for (const LogLine& line : lines())
+    for (const LogLine& line : captured)
         result.push_back(line.text);
     return result;
 }

@@ -8,9 +8,9 @@
 struct LogLine {
     int priority;
     std::string tag;
-    std::string function;  // the function argument
-    int line;              // the line argument
-    std::string text;      // what follows them
+    std::string function;  ///< the function argument
+    int line;              ///< the line argument
+    std::string text;      ///< what follows them
 };
 
 /// Captures from construction to destruction; any thread may log meanwhile.
@@ -22,7 +22,6 @@ public:
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    std::vector<LogLine> lines() const;
     std::vector<std::string> texts() const;
     std::string take();                        ///< The texts so far, joined by "; ".
     int count(const std::string& text) const;  ///< Lines that contain `text`.

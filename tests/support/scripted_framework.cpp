@@ -20,7 +20,7 @@ using Lock = std::lock_guard<std::mutex>;
 std::atomic<std::uint32_t> logLevel{0};
 std::uint32_t lastHandle = 0;
 
-/// Records the call and makes it, unless it has no table or is scripted otherwise.
+// Records the call and makes it, unless it has no table or is scripted otherwise.
 template <typename Operation>
 std::int32_t call(const std::string& verb, const std::string& table, const std::string& details,
                   Operation operation) {

@@ -14,9 +14,9 @@
 
 /// What the stand-ins do and saw. One per process; reset() between tests.
 struct ScriptedFramework {
-    using Words = std::vector<std::int32_t>;  // a row's value
+    using Words = std::vector<std::int32_t>;  ///< a row's value
 
-    using Table = std::multimap<std::string, Words>;  // a key's rows in insertion order
+    using Table = std::multimap<std::string, Words>;  ///< a key's rows in insertion order
 
     std::map<std::string, Table> tables;
 
@@ -24,8 +24,8 @@ struct ScriptedFramework {
     /// its result is the call's result. It may throw.
     std::map<std::string, std::function<std::int32_t()>> faults;
 
-    std::optional<std::string> dumpProperty;  // absent without a value
-    std::function<void()> onMultiply;         // called by each SecFloat::Multiply
+    std::optional<std::string> dumpProperty;  ///< absent without a value
+    std::function<void()> onMultiply;         ///< called by each SecFloat::Multiply
 
     void reset();
 
@@ -35,7 +35,7 @@ struct ScriptedFramework {
     std::string takeCalls();
 
     std::vector<std::string> calls;
-    std::mutex mutex;  // of tables, faults and calls
+    std::mutex mutex;  ///< of tables, faults and calls
 };
 
 ScriptedFramework& framework();

@@ -11,7 +11,7 @@ constexpr char kLogTag[] = "BENCH";
 
 std::int64_t gArgumentsMade = 0;
 
-// An argument that allocates, and tells that it was made.
+// An argument that allocates, and records that it was made.
 std::string expensiveArgument() {
     ++gArgumentsMade;
     return {std::string(100, 'x')};

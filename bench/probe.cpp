@@ -1,5 +1,5 @@
 // orvo-bench-probe: one short life of a process, with the library or without,
-// that tells one figure. Links what a host has anyway: libstdc++ and SQLite.
+// that prints one figure. Links what a host has anyway: libstdc++ and SQLite.
 #include <cctype>
 #include <chrono>
 #include <cstdio>

@@ -52,7 +52,7 @@ private:
 };
 
 // Times `query`, a function of a package's name, on packages in no order;
-// `truth` tells what it must return from the package's index.
+// `truth` says what it must return for the package's index.
 template <typename Query, typename Truth>
 void timeQueries(Session& session, const std::string& name, std::vector<std::string>& names,
                  Query query, Truth truth) {

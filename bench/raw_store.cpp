@@ -77,7 +77,7 @@ std::vector<std::string> packageNames(std::size_t count) {
     std::vector<std::string> names;
     names.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
-        // Most significant digit last, so that the order of adding is no order of keys.
+        // Most significant digit last, so that keys are not added in their order.
         std::string digits = std::to_string(i);
         names.push_back("com.example." + std::string(digits.rbegin(), digits.rend()) + ".app");
     }

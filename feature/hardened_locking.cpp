@@ -1,5 +1,4 @@
-// The mark by which a host tells the hardened build from the default one; in no
-// other build.
+// The mark by which a host recognises the hardened build; no other build has it.
 #include <cstdint>
 
 #include "feature/orvo.h"

@@ -1,8 +1,8 @@
 // The library's whole outside surface: two functions with C linkage.
 //
 // Threads      Both may be called from any thread at any time, concurrently; but
-//              launch events of one package that several threads send at once are
-//              counted in part, and may leave a second status row.
+//              of launch events of one package that several threads send at once
+//              some are not counted, and they may leave a second status row.
 //              The library runs one thread of its own from the initialise
 //              operation on; the shut-down operation neither wakes nor joins it.
 // Ownership    The caller owns the name and the message; both are only read

@@ -107,7 +107,7 @@ void OrvoFeature::stopLearning() {
 }
 
 void OrvoFeature::eraseLearning(std::string& appName) {
-    // The capital L tells this line from the one that a launch event writes.
+    // The capital L distinguishes this line from the one that a launch event writes.
     ORVO_LOGD(4, "setData", "Erased Learning for %s", appName.c_str());
     mStore->eraseLearning(appName);
 }

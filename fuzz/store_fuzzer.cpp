@@ -1,4 +1,4 @@
-// The reader of the store's file and its log. The first byte tells the file's
+// The reader of the store's file and its log. The first byte gives the file's
 // size in pages of 512 bytes; what follows it is the log.
 #include <algorithm>
 #include <filesystem>

@@ -24,7 +24,7 @@ using Stream = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 /// A stream on a file of these bytes that has a descriptor, as those in /proc.
 Stream streamOf(const std::uint8_t* data, std::size_t size);
 
-/// Gives the text, which must outlive it, in pieces whose size its first byte tells.
+/// Gives the text, which must outlive it, in pieces of the size that its first byte gives.
 host::ReadBytes readsOf(std::string_view text);
 
 }  // namespace fuzz

@@ -1,4 +1,4 @@
-// Words that come in one text: a command's, and what the kernel tells of a machine.
+// Words that come in one text: a command's, and the kernel's about a machine.
 #include "fuzz/support.h"
 #include "host/base/exit_code.h"
 #include "host/base/prefix.h"

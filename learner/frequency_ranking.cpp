@@ -62,7 +62,7 @@ void OrvoLearner::accessDataPtAge(const std::vector<std::int32_t>& dataPt,
         const std::size_t agingthr = dataPt.size() / kAgeSegments;
         for (std::size_t i = 0; i < dataPt.size(); ++i) {
             std::size_t coffIDx = agingthr == 0 ? 0 : i / agingthr;
-            // The remainder of a length that is no multiple of 12 is newest too.
+            // The remainder of a length that is not a multiple of 12 is newest too.
             if (coffIDx >= mAgeTable.size()) coffIDx = kLastSegment;
             ORVO_LOGD(3, "accessDataPtAge", "agingthr %d, coffIDx %d - age %f iter%d \n",
                       static_cast<int>(agingthr), static_cast<int>(coffIDx),

@@ -196,7 +196,7 @@ bool OrvoLearner::huntForPid(std::int32_t& pid, double& huntTimeMs) {
     return true;
 }
 
-// The two streams are no RAII handles: an exception in between leaves them
+// The two streams are not RAII handles: an exception in between leaves them
 // open, as the failure contract of a launch has it.
 void OrvoLearner::collectSamples(std::int32_t pid, std::int32_t streak) {
     char path[kPathSize] = {};

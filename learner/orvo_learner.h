@@ -120,7 +120,7 @@ public:
 
     /// The index from which `streak` points in a row are within `evalCritera`
     /// percent of `naturalResidency`; the last shorter run's start when there
-    /// is no such run, 0 when no point is.
+    /// is no such run, 0 when no point is that close.
     std::int32_t calculateEndp(std::int32_t naturalResidency, const std::vector<std::int32_t>& data,
                                std::int32_t evalCritera, std::int32_t streak);
 

@@ -29,7 +29,7 @@ void readStatus(std::istream& status, std::int32_t& tgid) {
 }
 
 // Whether the task's command line, up to its first NUL, is `appName`. A task
-// that has gone or has no command line (a kernel thread) is no match.
+// that has gone or has no command line (a kernel thread) does not match.
 bool isLaunchedTask(std::ifstream& file, std::string& name, std::int32_t task,
                     const std::string& appName) {
     file.clear();

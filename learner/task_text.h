@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// The task ids of the stream, in its order, up to the first that is none.
+/// The task ids of the stream, in its order, up to the first thing that is not a number.
 inline std::vector<std::int32_t> readTaskIds(std::istream& tasks) {
     std::vector<std::int32_t> ids;
     std::int32_t id = 0;

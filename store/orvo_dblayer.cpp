@@ -155,7 +155,7 @@ void OrvoDBlayer::markLearned(std::string& appName) {
     AppStatus status;
     status.isLearned = 1;
     std::uint64_t size = sizeof(status);
-    // Only a negative result fails here; a missing row is no failure, unlike in
+    // Only a negative result fails here; a missing row is not a failure, unlike in
     // checkStatus, where any non-zero result means that there is no row.
     if (mStatusDB.DBQuery(mStatusHandle, appName, &status, size) < 0) {
         ORVO_LOGE("writeFinalEP", "Failed to update status for app %s", appName.c_str());

@@ -16,7 +16,7 @@ std::int32_t TavoConfigDataStore::GetProperty(const char* name, char* value, std
     if (!name || !value || size == 0) return 0;
     try {
         const auto property = readProperty(name);
-        // An empty value is no value: the device's store cannot tell them apart.
+        // An empty value counts as none: the device's store does not distinguish them.
         if (!property || property->empty()) return 0;
         value[property->copy(value, size - 1)] = '\0';
         return 1;

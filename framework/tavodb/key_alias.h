@@ -7,7 +7,7 @@
 /// its callers name `key`; there is one such pair, a later one replaces it.
 ///
 /// For a host whose application shows another name than the one it is known by:
-/// the library must be told the shown name, and takes it for the key. To be set
+/// the library must be given the shown name, and uses it as the key. To be set
 /// while no launch is under way, so that one launch's rows have one key.
 /// Thread-safe.
 void setTavoDbKeyAlias(const std::string& key, const std::string& storedKey);

@@ -11,7 +11,7 @@
 //                 itself, so a read descends one tree and a write dirties one
 //                 page of it
 //
-// Files written so are out there: neither names nor columns ever change.
+// Files of this form exist: neither names nor columns ever change.
 #pragma once
 
 #include <cstdint>

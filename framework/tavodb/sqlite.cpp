@@ -25,8 +25,8 @@ Outcome judge(sqlite3* database, int code, const char* doing) {
     return Outcome::kFailed;
 }
 
-// The store has neither views nor triggers. In a file of somebody else's making
-// they would run here, and a view may be without end.
+// The store has neither views nor triggers. Those of a file that somebody else made
+// would run here, and a view may never end.
 void disableViewsAndTriggers(sqlite3* database) {
     sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);

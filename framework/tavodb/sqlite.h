@@ -40,8 +40,8 @@ public:
     /// Runs statements that return no rows of interest.
     bool execute(const std::string& sql);
 
-    /// True when the path no longer leads to the open file: what is written
-    /// now, nobody will ever read. False also where that cannot be told.
+    /// True when the path no longer leads to the open file: nobody will ever read
+    /// what is written now. False also where that cannot be found out.
     bool fileIsGone() const;
 
     /// Rows changed by the last insert, update or delete.

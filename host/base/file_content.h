@@ -7,8 +7,8 @@
 
 namespace host {
 
-/// What there is of the file; nothing when it does not open. For files of whose
-/// faults there is nothing to tell, such as the kernel's.
+/// The file's content; empty when it does not open. For files whose faults need no
+/// report, such as the kernel's.
 inline std::string contentOf(const std::string& path) {
     std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), {}};

@@ -1,4 +1,4 @@
-// The wish to end, by INT, TERM or HUP.
+// Requests to end: INT, TERM and HUP.
 #pragma once
 
 namespace host {

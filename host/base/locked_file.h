@@ -1,4 +1,4 @@
-// Opens a file that one process at a time writes and may put another in place of.
+// Opens a file that one process at a time writes and may replace by another.
 #pragma once
 
 #include <string>

@@ -5,8 +5,8 @@
 
 namespace host {
 
-/// From now on new files are for their owner alone, also those that the library
-/// and the database make.
+/// From now on new files are for their owner alone, those of the library and the
+/// database included.
 void keepNewFilesPrivate();
 
 /// The mask as the person has it, for the programs that are started.

@@ -1,4 +1,4 @@
-// Opens files that somebody else may have put something else in the place of.
+// Opens files in whose place somebody may have put something else.
 #pragma once
 
 #include <string>

@@ -6,11 +6,11 @@
 namespace host {
 
 /// Writes beside `file` and then over it, so that there is never half of it. Links
-/// are followed; what is no file is refused, for renaming over a device would
+/// are followed; anything but a file is refused, for renaming over a device would
 /// replace it. Throws HostError, kEnvironment.
 void replaceFile(const std::string& file, const std::string& text);
 
-/// Throws as replaceFile does for what can be told beforehand: a folder that is
+/// Throws as replaceFile does for what can be known beforehand: a folder that is
 /// missing or may not be written in, a name that is taken by something else.
 void checkReplaceable(const std::string& file);
 

@@ -18,8 +18,8 @@ constexpr std::size_t kPrintedAtOnce = std::size_t{1} << 16U;
 /// fails.
 void print(const std::string& text, const char* remedy = "run it again with room for its output");
 
-/// Tells the person one line, on standard error behind the program's name, whatever
-/// the names in it hold.
+/// Prints one line on standard error, behind the program's name. The names in it may
+/// hold anything.
 void sayLine(const std::string& line);
 
 }  // namespace host

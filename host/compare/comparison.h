@@ -46,7 +46,7 @@ struct Comparison {
     Finding finding;
     std::vector<std::string> warnings;  ///< what makes the two hard to compare; sentences
 
-    /// Whether the interval lies beyond so many percent, and it is a difference at all.
+    /// Whether there is a difference, and all of its interval lies beyond `percent`.
     bool isSlowerBy(double percent) const;
     bool isDoubted() const { return !older.doubted.empty() || !newer.doubted.empty(); }
 };

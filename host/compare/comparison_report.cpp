@@ -41,7 +41,7 @@ std::string differenceText(const Comparison& comparison, double sign) {
     return text;
 }
 
-// Turned round for what is told as faster.
+// Reversed for what is reported as faster.
 std::string intervalText(const Comparison& comparison, double sign) {
     const auto between = [&](const Interval& interval, std::string (*number)(double)) {
         const double one = sign * interval.low;

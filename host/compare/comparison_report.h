@@ -15,9 +15,9 @@ std::string medianText(const MeasurementSummary& summary);
 /// "slower by 91 ms, 10.0 % (95 %: 79 to 103 ms, 8.7 to 11.3 %; rank test p < 0.001)".
 std::string findingText(const Comparison& comparison);
 
-/// "by the second opinion: slower by ...": the same by the other time, which tells what
-/// endpoints that are doubted, or not there, leave open. Empty where they leave nothing
-/// open, or there is no other time.
+/// "by the second opinion: slower by ...": the same by the other time, which answers what
+/// doubted or missing endpoints leave open. Empty where they leave nothing open, or
+/// there is no other time.
 std::string otherFindingText(const Comparison& comparison);
 
 /// Whole lines: both measurements, the finding in a sentence, the doubted launches by

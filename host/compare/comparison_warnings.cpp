@@ -60,7 +60,7 @@ void warnOfDifferences(const Measurement& older, const Measurement& newer,
     }
 }
 
-// Why it has no such time.
+// Why it has no time to compare.
 std::string reasonOf(const MeasuredLaunch& launch, TimeBy by) {
     const bool hasOne = by == TimeBy::kEndpoint ? launch.endpointMs.has_value()
                                                 : launch.assessment.secondOpinionMs.has_value();

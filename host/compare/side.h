@@ -1,4 +1,4 @@
-// How a picture tells the older measurement from the newer.
+// How a picture distinguishes the older measurement from the newer.
 #pragma once
 
 #include "host/dump/plot_commands.h"

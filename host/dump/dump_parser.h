@@ -28,7 +28,7 @@ public:
     ~BlockReader();
 
     /// The next block; none at the text's end. A block that stops short, there or
-    /// where the next one starts, is cut off; whatever else is no dump throws
+    /// where the next one starts, is cut off; anything else that is not a dump throws
     /// HostError, kUsage, which names the file and the line.
     std::optional<DumpBlock> next();
 

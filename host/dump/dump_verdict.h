@@ -18,7 +18,7 @@ std::string unsettledText(const DumpedLaunch& launch);
 
 /// None for a launch that was stopped or is not all there: what was seen of it is
 /// no launch. With a note also by what was seen behind the window; without, the
-/// window is guessed from the number of samples, which a dump does not tell.
+/// window, which is not in a dump, is guessed from the number of samples.
 std::optional<JudgedLaunch> judge(const DumpedLaunch& launch);
 
 /// The members of JSON, null where nothing was judged. The second opinion counts from

@@ -75,7 +75,7 @@ void DumpWriter::write(const std::string& package, const RecordedLaunch& launch,
     writeNote(package, noteOf(launch, told, startedAtMs, seenKb));
 }
 
-// What was not written whole is told by the file's end.
+// Whether it was written whole shows at the file's end.
 void DumpWriter::writeNote(const std::string& package, const LaunchNote& note) {
     mNotes.append(mFolder + '/' + notesNameOf(dumpNameOf(package)),
                   [&](int fd) { appendLine(fd, toJsonLine(note)); });

@@ -29,7 +29,7 @@ public:
     /// launches before, the last stay in the file: as many as are to be kept, and
     /// up to a quarter more, so that it is not rewritten each time.
     ///
-    /// Throws HostError when the file is no dump, or cannot be written whole.
+    /// Throws HostError when the file is not a dump, or cannot be written whole.
     void write(const std::string& package, const RecordedLaunch& launch, std::int32_t type,
                std::int32_t subtype);
 

@@ -183,7 +183,7 @@ std::string decisionText(const DumpedLaunch& launch, const LaunchExplanation& ex
         case Missing::kNothing:
             break;
     }
-    if (!launch.finalIndex()) return "The dump does not tell what was decided.";
+    if (!launch.finalIndex()) return "The dump does not say what was decided.";
     return "The launch's endpoint is that of " + namesOf(explanation.setBy) +
            ", the last to settle.";
 }

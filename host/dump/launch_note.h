@@ -39,16 +39,16 @@ struct LaunchNote {
 /// four bytes, the lowest first.
 std::uint64_t fingerprintOf(const Series& memoryKb, std::size_t samples);
 
-/// `told`, which has what the recorded launch does not tell, completed. `seenKb` is all
-/// of its memory that was seen, what follows the dump's included; the launch was
-/// evaluated, or the dump would have no samples.
+/// Completes `told`, which has what the recorded launch lacks. `seenKb` is all of its
+/// memory that was seen, including what follows the dump's; the launch was evaluated,
+/// or the dump would have no samples.
 LaunchNote noteOf(const RecordedLaunch& recorded, LaunchNote told, double startedAtMs,
                   const Series& seenKb);
 
 /// With the newline at its end.
 std::string toJsonLine(const LaunchNote& note);
 
-/// Nothing for a line that is cut off or is no note.
+/// Nothing for a line that is cut off or is not a note.
 std::optional<LaunchNote> parseNoteLine(std::string_view line);
 
 }  // namespace host

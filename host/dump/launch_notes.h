@@ -23,7 +23,7 @@ namespace host {
 class LaunchNotes {
 public:
     /// Reads the notes beside the dump; a file that is not there has none, and lines
-    /// that are no notes are skipped. Throws HostError for what cannot be read.
+    /// that are not notes are skipped. Throws HostError for what cannot be read.
     explicit LaunchNotes(const DumpSource& source);
 
     /// Takes the dump's launches, all of them in their order.

@@ -55,7 +55,7 @@ std::string quoted(const std::string& text);
 /// Lines as one text of gnuplot's.
 std::string quotedLines(const std::string& lines);
 
-/// Sets the terminal, of so many pixels, or of columns and rows.
+/// Sets the terminal and its size, in pixels or in columns and rows.
 std::string terminalCommands(PictureFormat format, int width, int height, bool isAscii);
 
 /// "memory (MB)".

@@ -68,7 +68,7 @@ bool hasDecided(const DumpedLaunch& launch, Metric metric) {
     return std::find(setBy.begin(), setBy.end(), metric) != setBy.end();
 }
 
-// Beside memory the other metrics seldom tell anything, unless they decided.
+// Beside memory the other metrics seldom show anything, unless they decided.
 bool isStrip(const Picture& picture, Metric metric) {
     if (metric == picture.metrics.front()) return false;
     return std::none_of(picture.launches.begin(), picture.launches.end(),

@@ -17,7 +17,7 @@ LaunchNote noteOf(const ProbeSight& sight);
 /// Throws HostError: kNotLearned when there is none, kEnvironment when it cannot be read.
 DumpedLaunch recordedProbe(const DumpSource& source);
 
-/// What its samples show; none of a launch that is no probing one.
+/// What its samples show; nothing unless it is a probing launch.
 std::optional<ProbeSight> sightOf(const DumpedLaunch& launch);
 
 }  // namespace host

@@ -10,7 +10,7 @@
 
 namespace host {
 
-/// What the dump does not tell of a launch; what is not given is guessed.
+/// What the dump lacks of a launch; what is not given is guessed.
 struct ReplayOptions {
     std::optional<std::int32_t> type;
     std::optional<std::int32_t> subtype;

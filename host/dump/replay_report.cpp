@@ -44,7 +44,7 @@ void writeDifferences(std::ostream& out, const LaunchReplay& launch) {
     }
 }
 
-// What is told of the recorded endpoint, behind the comparison.
+// What is printed of the recorded endpoint, after the comparison.
 std::string verdictOf(const DumpedLaunch& dumped) {
     const std::optional<JudgedLaunch> judged = judge(dumped);
     if (!judged) return "";

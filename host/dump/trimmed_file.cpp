@@ -28,7 +28,7 @@ struct stat statusOf(const UniqueFd& fd, const std::string& file) {
     return status;
 }
 
-// The library, which writes dumps, does not tell what it could not write; but every
+// The library, which writes dumps, does not report what it could not write; but every
 // launch ends a line.
 void checkGrowth(const UniqueFd& fd, const std::string& file, off_t sizeBefore) {
     const off_t size = statusOf(fd, file).st_size;

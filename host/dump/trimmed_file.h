@@ -11,13 +11,13 @@
 
 namespace host {
 
-/// Each file keeps as many launches as it is to, and up to a quarter more, so that it
-/// is not rewritten each time. To be used by the one process that appends to them.
+/// Each file keeps its last launches, and up to a quarter more, so that it is not
+/// rewritten each time. To be used by the one process that appends to them.
 class TrimmedFiles {
 public:
     using Note = std::function<void(off_t start)>;
-    /// Notes where each launch in the file starts, and throws HostError when it is no
-    /// such file; `name` is for messages.
+    /// Notes where each launch in the file starts, and throws HostError for any other
+    /// file; `name` is for messages.
     using FindStarts = std::function<void(int fd, const std::string& name, const Note& note)>;
 
     TrimmedFiles(std::size_t launchesKept, FindStarts findStarts)

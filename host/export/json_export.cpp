@@ -51,7 +51,7 @@ Json timesOf(const DumpedLaunch& launch) {
     return times;
 }
 
-// Null stands for what only a note tells.
+// Null stands for what only a note has.
 void addNote(Json& json, const std::optional<LaunchNote>& note) {
     const auto add = [&](const char* name, auto value) {
         json[name] = note ? Json(value(*note)) : Json(nullptr);

@@ -25,7 +25,7 @@ public:
     virtual std::string end() = 0;
 };
 
-/// All series in long form, a value a line:
+/// All series in long form, one value per line:
 ///   recording (from 1), launch, sample (from 0), since_start_ms, metric, value
 /// The metrics are vmrss_kb, oom_score, fd_count, and look_after_kb for the memory
 /// that the host saw behind the library's last sample, whose numbers go on. The time

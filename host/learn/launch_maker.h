@@ -64,7 +64,7 @@ public:
     Probing probe(const std::string& title);
 
     /// None for a launch that only showed another name, which is followed from then
-    /// on. Throws HostError when it cannot be made.
+    /// on. Throws HostError when the launch cannot be made.
     std::optional<MadeLaunch> tryOnce(const LaunchOrder& order);
 
     /// The same, and once more where it was none.

@@ -35,7 +35,7 @@ std::string sizeText(std::int64_t kilobytes) {
     return std::to_string((kilobytes + 512) / 1024) + " MB";
 }
 
-// The last launch that `fits`: one line tells of all that are like it.
+// The last launch that `fits`: one line covers all that are like it.
 const LaunchResult* lastThat(const LearnReport& report,
                              const std::function<bool(const LaunchResult&)>& fits) {
     const auto found = std::find_if(report.launches.rbegin(), report.launches.rend(), fits);
@@ -101,7 +101,7 @@ std::string longerSampling(const LaunchKind& kind, const AdviceContext& context)
     return windowOption(Window::kExtended) + " samples for three seconds, " + longer;
 }
 
-// Of an application under its own name there is no other process to mean.
+// An application under its own name leaves no other process that could be meant.
 std::string otherProcess(const LearnReport& report) {
     if (report.followed == report.package) return "";
     return "; if another one is meant, name it with --follow NAME";

@@ -68,7 +68,7 @@ void LearnSession::chooseKind(LearnReport& report) {
     mKind = report.kind.value_or(mKind);
 }
 
-// Of the launches stored. What cannot be read of the history is told in the end.
+// Of the launches stored. What cannot be read of the history is reported at the end.
 std::optional<LaunchKind> LearnSession::kindBefore() const {
     try {
         const HistoryContents history = History(mState.history()).read();

@@ -1,5 +1,4 @@
-// Learns one package: launches the command again and again and lets the library
-// watch.
+// Learns one package: launches the command repeatedly and lets the library watch.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What is seen of a probing launch, and what is told of it.
+// What is seen of a probing launch, and what is printed of it.
 #include "host/learn/probe_sight.h"
 
 #include <algorithm>

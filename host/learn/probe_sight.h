@@ -1,4 +1,4 @@
-// What is seen of a probing launch, and what is told of it.
+// What is seen of a probing launch, and what is printed of it.
 #pragma once
 
 #include <map>

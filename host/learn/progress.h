@@ -20,7 +20,7 @@ public:
 
     explicit Progress(Style style) : mStyle(style) {}
 
-    /// A launch, which all until the next concerns but what is told.
+    /// Begins a launch, to which everything until the next one belongs, except tell().
     void begin(const std::string& title);
 
     /// Shows how far the launch has come; only the bar does.
@@ -34,7 +34,7 @@ public:
 
     void note(const std::string& text);
 
-    /// A line of no launch.
+    /// A line that belongs to no launch.
     void tell(const std::string& text);
 
     void endLaunch(const std::string& result);

@@ -10,11 +10,11 @@
 namespace host {
 
 /// The library finds a process by the name that it shows. Fed with looks at the
-/// processes of one launch, this tells whether they show the name that the
+/// processes of one launch, this says whether they show the name that the
 /// library looks for, and if none does, which one they show instead.
 ///
-/// The process meant is the topmost one that is no shell, or the shell when it
-/// starts nothing. Of several such the one counts that holds most of the memory.
+/// The process meant is the topmost one that is not a shell, or the shell when it
+/// starts nothing. Of several, the one that holds most of the memory counts.
 class ShownName {
 public:
     enum class Verdict {
@@ -52,7 +52,7 @@ private:
     std::string mName;
 };
 
-/// When a person who named what to follow is told that nobody shows it.
+/// When to warn whoever named a process to follow that none shows that name.
 constexpr double kNameNoteAfterMs = 3000;
 
 /// "not found yet: no process shows the name 'app', but 'sh', 'java'".

@@ -1,4 +1,4 @@
-// A launch with its verdict, and what of it is told and kept.
+// A launch with its verdict, and what is printed and kept of it.
 #pragma once
 
 #include <optional>

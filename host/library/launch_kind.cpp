@@ -1,4 +1,4 @@
-// The kinds of launch that the library tells apart.
+// The kinds of launch that the library distinguishes.
 #include "host/library/launch_kind.h"
 
 #include "learner/launch_type.h"

@@ -1,4 +1,4 @@
-// The kinds of launch that the library tells apart.
+// The kinds of launch that the library distinguishes.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What the library's log lines tell of one launch, and the launch's outcome.
+// What the library's log lines say about one launch, and the launch's outcome.
 #pragma once
 
 #include <cstdint>

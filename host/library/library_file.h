@@ -10,10 +10,10 @@ namespace host {
 std::string ownLibraryFile();
 
 /// A library that was loaded, for the rest of the process: it must not be unloaded
-/// (feature/orvo.h tells why).
+/// (feature/orvo.h says why).
 class LibraryFile {
 public:
-    /// Throws HostError, kEnvironment, when `file` cannot be loaded or is no library
+    /// Throws HostError, kEnvironment, when `file` cannot be loaded or is not a library
     /// of this kind.
     explicit LibraryFile(const std::string& file);
 
@@ -26,7 +26,7 @@ public:
     /// "hardened (/usr/lib/orvo/hardened/libzorv-orvo.so)".
     std::string text() const;
 
-    /// What results are told to come from: "1.0.0 (0123abc), hardened" of the program's
+    /// Where results say that they come from: "1.0.0 (0123abc), hardened" of the program's
     /// own, the path and the locking of any other.
     std::string origin() const;
 

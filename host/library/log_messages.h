@@ -44,7 +44,7 @@ constexpr std::string_view kStoredSample = "Found sample for ";
 constexpr std::string_view kException = "exception ";
 constexpr std::string_view kUnknownException = "unknown exception";
 
-// The learner's functions whose lines are told by their function.
+// The learner's functions whose lines are recognised by their function.
 constexpr std::string_view kLoopFunction = "statsCollector";
 constexpr std::string_view kClearFunction = "clearAll";
 constexpr std::string_view kScoreFunction = "getProcessOMMScore";

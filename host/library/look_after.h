@@ -12,7 +12,7 @@ namespace host {
 /// the library has sampled the launch for the last time.
 class LookAfter {
 public:
-    /// For so long, or as long as the window. None behind a launch that came to
+    /// For that long, or else as long as the window. None after a launch that came to
     /// no end. Throws HostError when the host itself cannot read /proc.
     LookAfter(const RecordedLaunch& launch, std::optional<double> limitMs);
 

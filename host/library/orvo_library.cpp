@@ -16,7 +16,7 @@
 namespace host {
 namespace {
 
-// The initialise operation succeeds without a store; only its log tells.
+// The initialise operation succeeds without a store; only its log says so.
 bool initialise(const LibraryFile& library, LogSink& log, bool& storeOpened) {
     storeOpened = true;
     log.setListener([&](const LogLine& line) {

@@ -14,7 +14,7 @@
 namespace host {
 
 /// The level of the library's log from which a launch can be followed: some of
-/// the lines that tell of its way are details.
+/// the lines about its course are details.
 constexpr std::uint32_t kFollowingLevel = 4;
 
 /// How often stop() is repeated, and how long for; a stop is seen within about a
@@ -35,7 +35,7 @@ struct LibraryOptions {
 LibraryFile loadLibrary(const LibraryOptions& options);
 
 /// The initialised library; at most one per process. Once it was made, the
-/// process leaves with _exit (feature/orvo.h tells why).
+/// process leaves with _exit (feature/orvo.h says why).
 class OrvoLibrary {
 public:
     /// Loads the library, which opens the store in `state` and starts its learning

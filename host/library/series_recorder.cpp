@@ -68,7 +68,7 @@ void SeriesRecorder::takeFound(std::string_view message) {
     mLaunch.huntTimeMs = std::strtod(time.c_str(), nullptr);
 }
 
-// As the library takes it: what is too small is no sample, and a full series
+// As the library takes it: what is too small is not a sample, and a full series
 // drops what comes.
 void SeriesRecorder::takeSample(Metric metric, std::int32_t value, std::int32_t smallest) {
     Series& series = mLaunch.series[metric];

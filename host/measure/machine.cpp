@@ -1,4 +1,4 @@
-// What is told of the machine that launches are measured on.
+// What is reported of the machine that launches are measured on.
 #include "host/measure/machine.h"
 
 #include <cstdlib>

@@ -27,7 +27,7 @@ enum class MeasureEnd {
 /// The times of one command's runs that came to an endpoint, in ms.
 using SettledTimes = std::vector<double>;
 
-/// Whether measuring ends after so many runs of each command, by what they came to.
+/// Whether measuring ends after that many runs of each command, given what they came to.
 std::optional<MeasureEnd> endAfter(int runs, const MeasurePlan& plan,
                                    const std::vector<SettledTimes>& commands);
 

@@ -19,7 +19,7 @@ std::string timeOf(const MeasuredLaunch& launch) {
     return std::to_string(*launch.settledMs()) + " ms";
 }
 
-// Of a machine that slows down the next runs tell no better.
+// On a machine that slows down, more runs do not help.
 std::string trendText(int trend) {
     if (trend > 0)
         return "the later runs took longer than the earlier ones: the machine slows down, or the "

@@ -16,7 +16,7 @@ public:
     /// Starts that process. Throws HostError.
     GroupGuard();
 
-    /// Ends it: what becomes of the group is the host's matter again.
+    /// Ends it: the group is the host's own concern again.
     ~GroupGuard();
     GroupGuard(const GroupGuard&) = delete;
     GroupGuard& operator=(const GroupGuard&) = delete;

@@ -21,7 +21,7 @@ constexpr int kTermGraceMs = 2000;
 constexpr int kKillGraceMs = 5000;
 constexpr int kLookPeriodMs = 10;
 
-// What the child tells through its report pipe. Nothing more comes once the
+// What the child reports through its pipe. Nothing more comes once the
 // program runs, for the pipe closes then.
 enum class Step : int { kReady, kInput, kJoin, kRun };
 struct Report {

@@ -1,4 +1,4 @@
-// Opens what /proc tells of processes.
+// Opens what /proc has on processes.
 #include "host/process/proc_file.h"
 
 #include <cerrno>

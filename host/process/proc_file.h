@@ -1,4 +1,4 @@
-// Opens what /proc tells of processes.
+// Opens what /proc has on processes.
 #pragma once
 
 #include <dirent.h>

@@ -1,4 +1,4 @@
-// Runs a line of a person's through the shell.
+// Runs a line through the shell.
 #pragma once
 
 #include <string>

@@ -25,8 +25,8 @@ std::vector<pid_t> mergeTasks(const std::vector<pid_t>& listed, const std::vecto
 /// Whether the kernel keeps the list itself.
 bool isKernelTaskList(const std::string& path);
 
-/// What to tell of a list that another process, maybe one of COMMAND's (`own`),
-/// has locked: which, and what to do.
+/// The message about a list that another process, maybe one of COMMAND's (`own`),
+/// has locked: which process, and what to do.
 std::string listLockFault(const std::string& path, const std::vector<pid_t>& own);
 
 /// Reads the list again and again. Throws HostError when it cannot be read.
@@ -54,7 +54,7 @@ public:
     explicit TaskListKeeper(const std::string& path);
 
     /// Adds `own` and drops every task that is gone. Throws HostError when the
-    /// file cannot be rewritten, or is locked by another for so long.
+    /// file cannot be rewritten, or is locked by another for too long.
     void keep(const std::vector<pid_t>& own, int lockLimitMs = kListLockLimitMs);
 
 private:

@@ -10,7 +10,7 @@ namespace host {
 /// Hosts hold the lock for one rewriting, a fraction of a millisecond.
 constexpr int kListLockLimitMs = 1000;
 
-/// Takes the lock; false, with errno, when another has it for so long.
+/// Takes the lock; false, with errno, when another has it for too long.
 /// Async-signal-safe.
 bool lockTaskList(int fd, int limitMs);
 

@@ -34,7 +34,7 @@ std::string figure(const std::string& picture, const std::string& key) {
     return "<figure>\n" + picture + "<figcaption>" + key + "</figcaption></figure>\n";
 }
 
-// Beside memory the other metrics seldom tell anything, unless they decided.
+// Beside memory the other metrics seldom show anything, unless they decided.
 bool isStrip(const std::vector<const DumpedLaunch*>& launches, Metric metric) {
     if (metric == Metric::kVmRss) return false;
     return std::none_of(launches.begin(), launches.end(), [&](const DumpedLaunch* launch) {

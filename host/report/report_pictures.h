@@ -9,7 +9,7 @@
 
 namespace host {
 
-/// A launch with samples, drawn with what is told below it: a figure of a page.
+/// A launch with samples, drawn, with its caption below: a figure of a page.
 /// `id` is its own in the page.
 std::string launchFigure(const DumpedLaunch& launch, const std::string& title,
                          const std::string& id);

@@ -28,7 +28,7 @@ class SvgChart {
 public:
     explicit SvgChart(TimeSpan span) : mSpan(std::move(span)) {}
 
-    /// A line through points of ms and value; what the eye cannot tell is left out.
+    /// A line through points of ms and value; what the eye cannot see is left out.
     using Points = std::vector<std::pair<double, double>>;
 
     /// Begins a panel that shows values from `low` to `high`, with room around them.

@@ -6,7 +6,7 @@
 namespace host {
 
 // It counts as the library's endpoint does, which has the first sample where the hunt
-// ended; when each was taken since the start the samples' own times tell.
+// ended; the samples' own times say when each was taken since the start.
 std::optional<std::int32_t> MeasuredLaunch::opinionMs() const {
     if (!assessment.secondOpinionMs || !huntTimeMs || sampledAtMs.empty()) return std::nullopt;
     const std::int64_t behindFirstMs = std::int64_t{*assessment.secondOpinionMs} - *huntTimeMs;

@@ -125,7 +125,7 @@ T integerIn(const Json& object, const char* name, const Range<T>& range = kFromZ
         if (integer >= range.smallest && integer <= range.largest) return integer;
     } catch (const std::exception&) {
     }
-    refuse(name, "is no number that fits there");
+    refuse(name, "is not a number that fits there");
 }
 
 std::optional<std::int32_t> orNone(const Json& object, const char* name,
@@ -136,13 +136,13 @@ std::optional<std::int32_t> orNone(const Json& object, const char* name,
 
 std::string textIn(const Json& object, const char* name) {
     const Json& value = memberOf(object, name);
-    if (!value.is_string()) refuse(name, "is no text");
+    if (!value.is_string()) refuse(name, "is not a string");
     return value.get<std::string>();
 }
 
 const Json& listIn(const Json& object, const char* name) {
     const Json& value = memberOf(object, name);
-    if (!value.is_array()) refuse(name, "is no list");
+    if (!value.is_array()) refuse(name, "is not a list");
     return value;
 }
 
@@ -156,7 +156,7 @@ std::vector<T> integersOf(const Json& list, const char* name, const Range<T>& ra
                 throw std::out_of_range("no such value");
         }
     } catch (const std::exception&) {
-        refuse(name, "holds a value that is no number that fits there");
+        refuse(name, "holds a value that is not a number that fits there");
     }
     return values;
 }
@@ -171,7 +171,7 @@ std::vector<std::int32_t> integersIn(const Json& object, const char* name, std::
 std::vector<std::string> textsIn(const Json& object, const char* name) {
     std::vector<std::string> texts;
     for (const Json& text : listIn(object, name)) {
-        if (!text.is_string()) refuse(name, "holds a value that is no text");
+        if (!text.is_string()) refuse(name, "holds a value that is not a string");
         texts.push_back(text.get<std::string>());
     }
     return texts;
@@ -276,7 +276,7 @@ Json parsed(std::string_view text, const Place& place) {
 Json objectIn(std::string_view text, const Place& place) {
     Json json = parsed(text, place);
     const bool isOurs = json.is_object() && json.value("kind", Json()) == kKind;
-    if (!isOurs) place.refuse("is no results file of orvo-host measure");
+    if (!isOurs) place.refuse("is not a results file of orvo-host measure");
     const Json version = json.value("schema_version", Json());
     if (version != kResultsSchemaVersion) {
         place.refuse("has " +

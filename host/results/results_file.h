@@ -20,7 +20,7 @@ Json toJson(const Machine& machine);
 /// One JSON object and a newline (docs/schemas/results.schema.json).
 std::string renderResults(const Results& results);
 
-/// Throws HostError, kUsage, which begins with `name`, for what is no results file, is
+/// Throws HostError, kUsage, which begins with `name`, for what is not a results file, is
 /// cut off, has another schema version, no measurement or more than two, or a value
 /// that cannot be one.
 Results parseResults(std::string_view text, const std::string& name);

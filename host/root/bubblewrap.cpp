@@ -139,7 +139,7 @@ void endStuckBubblewrap() {
     }
 }
 
-// Waits for bubblewrap, and ends it when our own end is told by kOurEnd.
+// Waits for bubblewrap, and ends it when kOurEnd announces our own end.
 int awaitBubblewrap(pid_t bubblewrap, const sigset_t& awaited) {
     int status = 0;
     while (waitpid(bubblewrap, &status, WNOHANG) == 0) {
@@ -294,7 +294,7 @@ void arriveInDeviceRoot() {
     }
     char byte = 0;
     const bool isAwaited = send(door, &byte, 1, MSG_NOSIGNAL) == 1 && recv(door, &byte, 1, 0) == 1;
-    if (!isAwaited) _exit(kEnvironment);  // whom an error would be told is gone
+    if (!isAwaited) _exit(kEnvironment);  // nobody is left to read an error
     close(door);
 }
 

@@ -1,5 +1,5 @@
 // orvo-sample-app: a program whose true settling time is known. It grows and
-// settles on a schedule, tells when it did, and stays until it is ended.
+// settles on a schedule, prints when it did, and stays until it is ended.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>

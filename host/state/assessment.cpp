@@ -1,4 +1,4 @@
-// What is told of a launch beside its endpoint, and what its package inherits.
+// What is printed of a launch beside its endpoint, and what its package inherits.
 #include "host/state/assessment.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What is told of a launch beside its endpoint, and kept in the history.
+// What is printed of a launch beside its endpoint, and kept in the history.
 #pragma once
 
 #include <cstddef>
@@ -35,8 +35,8 @@ std::string startText(const Assessment& assessment);
 /// "690 ms, within 31 ms"; "none" where memory does not end at a level.
 std::string opinionText(const Assessment& assessment);
 
-/// What is told behind a launch's outcome: ", 1043 ms after the start; doubted:
-/// late; second opinion 690 ms, within 31 ms", each part where there is such.
+/// What is printed after a launch's outcome: ", 1043 ms after the start; doubted:
+/// late; second opinion 690 ms, within 31 ms", each part only where it is known.
 std::string toldText(const Assessment& assessment, std::optional<std::int32_t> endpointMs);
 
 /// What launches pass on to the endpoint that is their mean.
@@ -53,8 +53,8 @@ Inheritance inheritedFrom(const std::deque<Assessment>& launches);
 /// All members.
 void addAssessment(Json& object, const Assessment& assessment);
 
-/// What they were; those that are missing are as if null. Throws a std::exception for
-/// what is no such member.
+/// What they were; a missing one counts as null. Throws a std::exception for a member
+/// of another form.
 Assessment assessmentIn(const Json& object);
 
 }  // namespace host

@@ -160,7 +160,7 @@ void GenerationsFile::put(const std::string& package, const Generation& generati
     change([&](Generations& all) { all.put(package, generation); });
 }
 
-// The newest alone: of those before it the history goes on telling.
+// The newest alone: the history still has those before it.
 void GenerationsFile::adopt(const HistoryContents& history) const {
     Generations known = read();
     if (!known.add(history)) return;
@@ -188,7 +188,7 @@ Generations GenerationsFile::parse(int fd) const {
     try {
         return Generations::parse(text);
     } catch (const std::exception&) {
-        fail("read", "it holds a line that is no generation; mend that, or move the file away");
+        fail("read", "it holds a line that is not a generation; repair it, or move the file away");
     }
 }
 

@@ -25,7 +25,7 @@ struct Generation {
     bool isErasing = false;
 };
 
-/// Why the text is no label; empty when it is one.
+/// Why the text cannot be a label; empty when it can.
 std::string labelFault(const std::string& text);
 
 /// "2", "2 (v2)".
@@ -33,8 +33,8 @@ std::string generationText(const Generation& generation);
 
 class Generations {
 public:
-    /// In order, but for one that is still erasing: those that are told of, and the
-    /// last before the newest, which is 1 where nothing is told.
+    /// In order, except one that is still erasing: those that are recorded, and the
+    /// last before the newest, which is 1 where nothing is recorded.
     std::vector<Generation> of(const std::string& package) const;
     Generation newestOf(const std::string& package) const;
 
@@ -45,13 +45,13 @@ public:
     /// kUsage, which lists what there is.
     Generation chosenOf(const std::string& package, const std::string& numberOrLabel) const;
 
-    /// All that are told of, as asUtf8().
+    /// All that are recorded, as asUtf8().
     std::set<std::string> packages() const;
 
     /// In place of one with the same number; those too old to be kept go.
     void put(const std::string& package, const Generation& generation);
 
-    /// Adds those that the history tells of and that are not known. True when
+    /// Adds those of the history that are not known yet. True when
     /// one is newer than all that were.
     bool add(const HistoryContents& history);
 
@@ -74,7 +74,7 @@ public:
     Generations read() const;
     void put(const std::string& package, const Generation& generation) const;
 
-    /// Takes over what older versions told in the history alone.
+    /// Takes over what older versions recorded in the history alone.
     void adopt(const HistoryContents& history) const;
 
 private:

@@ -22,7 +22,7 @@ namespace host {
 /// null stands for what was not measured; lines of older versions, which lack the
 /// last six, are read as if these were null. A line with the outcome "erased"
 /// begins a generation of its package; one without a number belongs to the newest
-/// that the lines before it tell of.
+/// that the lines before it name.
 struct LaunchEntry {
     std::int64_t launchedAtUnixMs = 0;
     std::string source;
@@ -37,23 +37,23 @@ struct LaunchEntry {
     std::optional<std::string> label{};           ///< of the generation
 };
 
-/// What is read of a generation's number is no higher, which leaves room to count on.
+/// No generation's number is read as higher than this, which leaves room to count on.
 constexpr std::int32_t kHighestGeneration = 1'000'000'000;
 
 /// The outcome of the line that stands for an erasure.
 constexpr const char* kErasedOutcome = "erased";
 
-/// A name as an entry holds it: bytes that are no UTF-8 are replaced.
+/// A name as an entry holds it: bytes that are not UTF-8 are replaced.
 std::string asUtf8(const std::string& name);
 
-/// With the newline at its end. Bytes of a name that are no UTF-8 are replaced.
+/// With the newline at its end. Bytes of a name that are not UTF-8 are replaced.
 std::string toJsonLine(const LaunchEntry& entry);
 
-/// Nothing for a line that is cut off or is no entry, a number that an entry
-/// cannot hold and a negative endpoint included.
+/// Nothing for a line that is cut off or is not an entry, which includes a number that
+/// an entry cannot hold and a negative endpoint.
 std::optional<LaunchEntry> parseHistoryLine(std::string_view line);
 
-/// What the history tells of one generation of a package.
+/// What the history has on one generation of a package.
 struct PackageHistory {
     std::optional<std::string> label;
     std::size_t launches = 0;
@@ -85,9 +85,9 @@ class History {
 public:
     explicit History(std::string path) : mPath(std::move(path)) {}
 
-    /// Adds an entry that survives a kill or a power cut once this returns. Tells
-    /// on standard error when that fails: what is learned is in the store, so
-    /// that a history that cannot be written is no failure.
+    /// Adds an entry that survives a kill or a power cut once this returns. Says so
+    /// on standard error when that fails: what is learned is in the store, so a
+    /// history that cannot be written is not a failure.
     void note(const LaunchEntry& entry) const;
 
     /// Both files; what does not exist is empty. Throws HostError for what cannot

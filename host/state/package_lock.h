@@ -14,7 +14,7 @@ namespace host {
 /// Locks on packages by their names, in one empty file: a package's is a byte at
 /// an offset made from the name, far beyond the file's end. They are held for the
 /// life of the object, or of the process, however that ends. One object per
-/// process and file (host/base/record_lock.h tells why).
+/// process and file (host/base/record_lock.h says why).
 class PackageLocks {
 public:
     /// Throws HostError when the file does not open.

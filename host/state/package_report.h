@@ -26,14 +26,14 @@ std::string renderJson(const std::vector<StoredPackage>& packages, const History
 std::string renderCsv(const std::vector<StoredPackage>& packages, const HistoryContents& history,
                       const Generations& generations, bool isForTerminal);
 
-/// One generation of a package, as far as the history tells of it.
+/// One generation of a package, as far as it is in the history.
 struct GenerationRow {
     std::string package;
     Generation generation;
     PackageHistory history;
 };
 
-/// The same of generations.
+/// The same for generations.
 TextTable tableOf(const std::vector<GenerationRow>& rows);
 std::string renderText(const std::vector<GenerationRow>& rows);
 std::string renderJson(const std::vector<GenerationRow>& rows);

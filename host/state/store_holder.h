@@ -21,7 +21,7 @@ std::optional<pid_t> writerIn(std::string_view locks, const FileIdentity& databa
                               const FileIdentity& sharedMemory, pid_t self);
 
 /// A database's error and what to do: `remedy`, unless the machine's limits are what
-/// fails, or it is locked, which is told with its holder as far as that is known.
+/// fails, or it is locked, which names the holder if that is known.
 std::string describeStoreFault(const std::string& error, const std::string& databaseFile,
                                const std::string& remedy);
 

@@ -42,7 +42,7 @@ void refuseUnlessDatabaseFiles(const std::string& databaseFile);
 tavodb::Connection::Access readAccessTo(const std::string& databaseFile);
 
 /// A read-only look at one database file, for one thread. Throws HostError when
-/// the file cannot be read or is no database.
+/// the file cannot be read or is not a database.
 class StoreReader {
 public:
     explicit StoreReader(const std::string& databaseFile);

@@ -10,7 +10,7 @@ namespace {
 
 constexpr double kConfidence = 0.95;
 
-// How probable so many heads are among `count` tossed coins.
+// How probable that many heads are among `count` tossed coins.
 double chanceOfHeads(std::size_t heads, std::size_t count) {
     const auto n = static_cast<double>(count);
     const auto k = static_cast<double>(heads);

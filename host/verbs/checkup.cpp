@@ -25,7 +25,7 @@ namespace {
 
 constexpr std::uint32_t kLevelBits = 0xff;
 
-// What a check tells that throws when something is amiss.
+// The finding of a check that throws when something is amiss.
 template <typename Check>
 CheckFinding finding(const std::string& subject, Check check) {
     try {
@@ -142,7 +142,7 @@ std::string describeStore(const std::string& file) {
         }
     }
     checkIntegrity(file);
-    // Of a read-only mount the state folder's line tells.
+    // The state folder's line reports a read-only mount.
     const bool isReadOnly = readAccessTo(file) == tavodb::Connection::Access::kReadOnlyUnchanging;
     if (!isReadOnly) checkWritable(file);
     return file + ", " + std::to_string(packages.size()) + " packages, intact";

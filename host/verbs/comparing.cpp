@@ -37,7 +37,7 @@ std::string inCharacters(const Comparison& comparison) {
     return draw(script);
 }
 
-// Nobody asked for it: without it the comparison is no less.
+// Nobody asked for it: the comparison is complete without it.
 std::string pictureBelow(const Comparison& comparison) {
     try {
         return inCharacters(comparison);

@@ -13,7 +13,7 @@ struct TerminalSize {
     int rows;
 };
 
-/// None when standard output is no terminal.
+/// None when standard output is not a terminal.
 std::optional<TerminalSize> terminalSize();
 
 /// What to say of a terminal that is too narrow.

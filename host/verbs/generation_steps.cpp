@@ -77,7 +77,7 @@ Generation GenerationSteps::finish(const std::string& package, Generation genera
     return generation;
 }
 
-// The erase operation tells of no failure, so look.
+// The erase operation reports no failure, so look.
 void GenerationSteps::checkErased(const std::string& package) const {
     if (!StoreReader(mState.database()).package(package).isKnown()) return;
     throw HostError(

@@ -21,18 +21,18 @@ bool isKnown(const StateFolder& state, const std::string& package);
 /// before as the newest, and whoever has the package next does all of it again.
 class GenerationSteps {
 public:
-    /// Takes over what older versions told in the history alone; tells when that
+    /// Takes over what older versions recorded in the history alone; says when that
     /// cannot be read. Throws HostError when the generations cannot.
     GenerationSteps(const StateFolder& state, LogSink& log);
 
-    /// All are for the process that has the package's lock. They throw HostError.
+    /// These are for the process that has the package's lock, and throw HostError.
 
     /// The newest, after finishing what a killed process left. To be called before
     /// the package is learned.
     Generation newest(const std::string& package, OrvoLibrary& library) const;
 
     /// The newest when it has the label, or nothing is known of it and it can be
-    /// given the label; otherwise one begins, which is told.
+    /// given the label; otherwise one begins, which is printed.
     Generation labelled(const std::string& package, const std::string& label,
                         OrvoLibrary& library) const;
 

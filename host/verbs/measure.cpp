@@ -73,7 +73,7 @@ bool hasLaunches(const Results& results) {
                        [](const Measurement& each) { return !each.launches.empty(); });
 }
 
-// What went wrong is told when all else is. Of no launches there is no file.
+// What went wrong is printed last. Without launches there is no file.
 std::optional<HostError> keepResults(const std::string& file, const Results& results) {
     if (file.empty() || !hasLaunches(results)) return std::nullopt;
     try {

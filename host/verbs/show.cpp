@@ -47,7 +47,7 @@ void tellThatNothingIsLearned(const StateFolder& state) {
     sayLine("nothing is learned in " + state.path() + " yet");
 }
 
-// Of what is erased the history and the generations' file go on telling.
+// The history and the generations' file still have what was erased.
 std::string showGenerations(const StateFolder& state, const ShowArguments& arguments) {
     const HistoryContents history = History(state.history()).read();
     const Generations generations = readGenerations(state, history);

@@ -1,4 +1,4 @@
-// What a verb takes, told to the parsing library.
+// Describes to the parsing library what a verb takes.
 #include "host/verbs/verb.h"
 
 #include <CLI/CLI.hpp>
@@ -113,7 +113,7 @@ VerbOption& VerbOption::from(int low, int high) {
 VerbOption& VerbOption::from(double low, double high) {
     // "nan" is in any range, being neither below nor above it.
     const auto isNumber = [](const std::string& text) {
-        return std::isnan(std::strtod(text.c_str(), nullptr)) ? text + " is no number" : "";
+        return std::isnan(std::strtod(text.c_str(), nullptr)) ? text + " is not a number" : "";
     };
     mOption->check(CLI::Range(low, high))->check(isNumber);
     return *this;

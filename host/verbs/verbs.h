@@ -75,7 +75,7 @@ void addReportVerb(CLI::App& app, Invocation& invocation);
 DumpSource dumpGivenAs(const std::string& argument, const std::string& generation,
                        const Invocation& invocation);
 
-/// Whether an argument names a file, and no package.
+/// Whether an argument names a file, and not a package.
 bool isFile(const std::string& argument);
 
 /// What an argument names: a results file when it ends in ".json", otherwise as
@@ -85,16 +85,16 @@ std::vector<Recording> recordingsGivenAs(const std::string& argument, const std:
 
 void addGenerationOption(Verb& verb, std::string& generation);
 
-/// All that the generations' file and the history tell of. Throws HostError.
+/// All that is in the generations' file and the history. Throws HostError.
 Generations readGenerations(const StateFolder& state, const HistoryContents& history);
 
-/// Does what writes beside the store; that it fails is told, and ends nothing.
+/// Runs a write beside the store; a failure is reported, and ends nothing.
 void tellFailure(const std::function<void()>& write);
 
 /// Throws HostError when a command follows a verb that takes none.
 void refuseCommand(const Invocation& invocation);
 
-/// What to tell a person whose results did not reach standard output.
+/// The remedy for results that did not reach standard output.
 constexpr const char* kLearnedIsKept = "what was learned is kept, and orvo-host show prints it";
 
 }  // namespace host

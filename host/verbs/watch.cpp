@@ -53,7 +53,7 @@ void writeDumpOf(const WatchedLaunch& watched, DumpWriter& dumps) {
     });
 }
 
-// A launch that is told without its generation counts as one of the newest.
+// A launch that is recorded without its generation counts as one of the newest.
 std::optional<Generation> generationOf(const std::string& package, const GenerationSteps& steps,
                                        OrvoLibrary& library) {
     try {
@@ -64,7 +64,7 @@ std::optional<Generation> generationOf(const std::string& package, const Generat
     }
 }
 
-// Of the watch that runs; a restarted one is asked by the same words.
+// Of the watch that is running; after a restart the same command asks the new one.
 int tellCost(const StateFolder& state) {
     const std::optional<pid_t> watcher = WatchLock::holder(state.watchLock());
     if (!watcher) throw HostError(kNotLearned, "nobody watches " + state.path());

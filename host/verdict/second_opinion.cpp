@@ -119,7 +119,7 @@ public:
 private:
     Band tailRange() const { return rangeOf(mFit, mSize - mTail); }
     double tolerance() const { return std::max(kPageKb, kToleranceShare * tailRange().middle()); }
-    // Of a mean of so many samples.
+    // Of a mean of that many samples.
     double reachOf(std::size_t samples) const {
         return noiseReach(mSize) * mNoise / std::sqrt(static_cast<double>(samples));
     }
@@ -166,7 +166,7 @@ private:
         SecondOpinion opinion;
         opinion.ending = how;
         opinion.levelKb = tailRange().middle();
-        // The least that is reckoned with, a page, is no noise that was seen.
+        // The least that is assumed, a page, is not noise that was seen.
         const double seenNoise = mNoise > kPageKb ? mNoise : 0.0;
         opinion.noisePercent =
             100 * std::max(seenNoise, mSwing / 2) / std::max(opinion.levelKb, 1.0);

@@ -57,7 +57,7 @@ double allowedDifference(std::size_t window);
 /// A launch is doubted when its memory does not end at a level; when it has
 /// been at that level for less time than it rested before it grew on; and when
 /// the endpoint is not where the second opinion has it. Why it is not names the
-/// doubt. Noise and drift that leave the endpoint in its place are no doubts.
+/// doubt. Noise and drift that leave the endpoint in its place are not doubts.
 Verdict verdictOn(const SeenLaunch& launch);
 
 }  // namespace host

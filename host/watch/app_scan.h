@@ -31,7 +31,7 @@ struct AppProcess {
 /// to another one.
 class AppScan {
 public:
-    /// Packages that run now are no launches.
+    /// Packages that are running now are not launches.
     AppScan();
 
     /// The launches among `tasks`, the list's present content, since the last

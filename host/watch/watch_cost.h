@@ -21,7 +21,7 @@ struct WatchCost {
 };
 
 /// From the text of /proc/PID/stat and the time since the machine's start;
-/// nothing when it is no such text.
+/// nothing for any other text.
 std::optional<WatchCost> parseWatchCost(std::string_view stat, double uptimeMs,
                                         const KernelUnits& units);
 

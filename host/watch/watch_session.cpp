@@ -1,4 +1,4 @@
-// Watches the top-app task list and tells the library of each launch there.
+// Watches the top-app task list and reports each launch there to the library.
 #include "host/watch/watch_session.h"
 
 #include <algorithm>
@@ -237,7 +237,7 @@ void WatchSession::dropGoneTasks() {
     try {
         if (mKeeper) mKeeper->keep({}, 0);
     } catch (const HostError&) {
-        // Locked, or full: there is a next time, and whoever joins is told.
+        // Locked, or full: the next attempt follows, and whoever joins is told.
     }
 }
 

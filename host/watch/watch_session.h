@@ -1,4 +1,4 @@
-// Watches the top-app task list and tells the library of each launch there.
+// Watches the top-app task list and reports each launch there to the library.
 #pragma once
 
 #include <cstdint>
@@ -59,7 +59,7 @@ public:
     void run();
 
 private:
-    // A launch that the library has done with, and the process is looked at still.
+    // A launch that the library is done with, while the process is still looked at.
     struct LookedAfter {
         EndedLaunch ended;
         LaunchOutcome outcome;

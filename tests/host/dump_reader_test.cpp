@@ -1,4 +1,4 @@
-// The reader of dumps: blocks, launches, and what is no dump. That whole dumps
+// The reader of dumps: blocks, launches, and what is not a dump. That whole dumps
 // are read right is seen when they are replayed.
 #include <filesystem>
 #include <fstream>

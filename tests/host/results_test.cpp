@@ -88,7 +88,7 @@ TEST(ResultsFile, WhatCannotBeIsRefusedWithItsPlace) {
     const char* const place = "second, launch 1: '";
     for (const json& value : {json(-1), json(1e300), json(4294967296), json(1.5), json("1")}) {
         refusal(changed("/measurements/1/launches/0/since_start_ms", value),
-                AllOf(HasSubstr(place), HasSubstr("since_start_ms' is no number")));
+                AllOf(HasSubstr(place), HasSubstr("since_start_ms' is not a number")));
         refusal(changed("/measurements/1/launches/0/vmrss_kb/7", json::array({value})),
                 AllOf(HasSubstr(place), HasSubstr("vmrss_kb' holds")));
     }
@@ -98,8 +98,9 @@ TEST(ResultsFile, WhatCannotBeIsRefusedWithItsPlace) {
     refusal(changed("/measurements/1/launches/0/sampled_since_start_ms/0", -1),
             HasSubstr("sampled_since_start_ms' holds"));
     refusal(changed("/measurements/1/launches/0/second_opinion_ms", 2147483647),
-            HasSubstr("second_opinion_ms' is no number"));
-    refusal(changed("/measurements/1/launches/0/doubts", "late"), HasSubstr("'doubts' is no list"));
+            HasSubstr("second_opinion_ms' is not a number"));
+    refusal(changed("/measurements/1/launches/0/doubts", "late"),
+            HasSubstr("'doubts' is not a list"));
     refusal(changed("/measurements/1/launches/0/oom_score", json(std::vector<int>(2001))),
             HasSubstr("more values than it may have"));
     std::string notANumber = text;

@@ -23,7 +23,7 @@ std::vector<std::string> filesOf(const std::string& dump) {
 void refuseUnlessMissing(const std::string& what, const std::string& file) {
     if (errno == ENOENT) return;
     throw HostError(kEnvironment, "cannot " + what + " the dump " + printable(file) + ": " +
-                                      std::strerror(errno) + "; free the way and try again");
+                                      std::strerror(errno) + "; clear the way and try again");
 }
 
 }  // namespace

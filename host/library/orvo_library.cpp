@@ -59,7 +59,7 @@ OrvoLibrary::OrvoLibrary(const LibraryOptions& options, const StateFolder& state
         throw HostError(kEnvironment,
                         "the store " + state.database() + " does not open: " +
                             describeStoreFault(log.lastDatabaseError(), state.database(),
-                                               "mend or move it, or choose another "
+                                               "repair or move it, or choose another "
                                                "with --state"));
     }
 }

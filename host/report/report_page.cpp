@@ -101,7 +101,7 @@ std::string dumpText(const Recording& recording, const ReportedLaunches& launche
         std::count_if(launches.launches.begin(), launches.launches.end(),
                       [](const DumpedLaunch& launch) { return launch.note.has_value(); }));
     std::string text = "Read from the dump <code>" + htmlText(fileName(recording.file)) +
-                       "</code>, which does not tell on what machine or by what build of the "
+                       "</code>, which does not say on what machine or by what build of the "
                        "library it was recorded.";
     const std::string windows = windowsText(launches.launches);
     if (!windows.empty()) text += " The library looked at the launches in " + windows + '.';
@@ -109,7 +109,7 @@ std::string dumpText(const Recording& recording, const ReportedLaunches& launche
     return text + ' ' +
            (noted == 0 ? "There are no notes beside it"
                        : "There are notes on " + launchesText(noted) + " of those shown") +
-           ": without, neither the program's start nor what came behind the library's last "
+           ": without one, neither the program's start nor what came after the library's last "
            "sample is known.";
 }
 
@@ -117,11 +117,13 @@ constexpr const char* kHowToRead =
     "<p>A launch has <em>settled</em> at its endpoint, from where on what was sampled, memory "
     "first of all, stays at its level. In the text “settled at” and the second opinion count from "
     "the library's first sample; “after the start” is measured from the start of the launched "
-    "program, as exactly as a clock tick (10 ms), and is what a person waits. A stored or final "
+    "program, as exactly as a clock tick (10 ms), and is how long a person waits. A stored or "
+    "final "
     "endpoint counts from the library's first look for the process, 200 ms after it was told of "
     "the launch. What a picture's time counts from stands below it. A MB is 1024 kB.</p>\n"
     "<p>A launch is <em>doubted</em> when what was seen of its memory speaks against the endpoint; "
-    "the second opinion is an own estimate, by memory alone. In a picture the pale band is what "
+    "the second opinion is a separate estimate, by memory alone. In a picture the pale band is "
+    "what "
     "counts as the settled level, the grey field the time before the first sample.</p>\n"
     "<p class='soft'>Lines: <span class='k ep'>endpoint</span><span class='k op'>second opinion, "
     "where it differs</span><span class='k fl'>the library's first look</span><span class='k "

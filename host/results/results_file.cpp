@@ -266,7 +266,7 @@ Json parsed(std::string_view text, const Place& place) {
         return parseJson(text);
     } catch (const Json::parse_error& error) {
         if (error.byte > text.size())
-            place.refuse("is cut off, or no results file of orvo-host measure");
+            place.refuse("is cut off, or is not a results file of orvo-host measure");
         place.refuse("is no JSON from byte " + std::to_string(error.byte) + " on");
     } catch (const Json::out_of_range&) {
         place.refuse("holds a number that is too large");

@@ -53,7 +53,8 @@ std::string labelFault(const std::string& text) {
     }
     if (printable(text) != text) return "holds characters that cannot be shown";
     if (text.front() == ' ' || text.back() == ' ') return "starts or ends with a blank";
-    if (isNumber(text)) return "is a number, as generations have themselves; put a letter before";
+    if (isNumber(text))
+        return "is a number, which generations have themselves; put a letter before it";
     return "";
 }
 

@@ -164,7 +164,7 @@ void StoreReader::fail() const {
     throw HostError(
         kEnvironment,
         "the store " + mFile + " cannot be read: " +
-            describeStoreFault(error, mFile, "mend or move it, or choose another with --state"));
+            describeStoreFault(error, mFile, "repair or move it, or choose another with --state"));
 }
 
 }  // namespace host

@@ -63,8 +63,8 @@ std::string atRestSentence(const SeenLaunch& launch, const Verdict& verdict) {
     }
     const double atEndpointKb = launch.memoryKb.at(launch.endpoint.value_or(0));
     const double behind = 100 * (verdict.opinion.levelKb / std::max(atEndpointKb, 1.0) - 1);
-    return "memory went on behind the endpoint, by " + change(behind, 1) + ", and settled " +
-           msText(early) + " later";
+    return "memory went on changing after the endpoint, by " + change(behind, 1) +
+           ", and settled " + msText(early) + " later";
 }
 
 bool has(const Verdict& verdict, Doubt doubt) {
@@ -149,8 +149,8 @@ std::optional<std::string> remedyOption(const SeenLaunch& launch, const Verdict&
 std::string remedyText(const SeenLaunch& launch, const Verdict& verdict) {
     if (const auto option = remedyOption(launch, verdict)) return "learn it anew with " + *option;
     const bool hasOther = launch.endpoint && verdict.opinion.settledAt.value_or(0) > 0;
-    if (hasOther && !verdict.isSettled()) return "rather take the second opinion";
-    return needsTime(verdict) ? "there is no longer window" : "";
+    if (hasOther && !verdict.isSettled()) return "take the second opinion instead";
+    return needsTime(verdict) ? "no window is longer" : "";
 }
 
 }  // namespace host

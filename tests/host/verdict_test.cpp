@@ -194,7 +194,7 @@ TEST(Verdict, SentencesCarryTheFigures) {
         return doubtSentence(verdict.doubts.at(0), seen, verdict);
     };
     EXPECT_EQ(sentence(launch(kSettles + level(34, 50'000), 12)),
-              "memory went on behind the endpoint, by +13.6 %, and settled 660 ms later");
+              "memory went on changing after the endpoint, by +13.6 %, and settled 660 ms later");
     EXPECT_EQ(sentence(launch(level(2, 20'000) + level(18, 30'000) + level(14, 44'000), 20)),
               "memory was seen at its level for 420 ms, and had rested for 540 ms before");
     EXPECT_THAT(sentence(launch(ramp(34, 20'000, 800), 12)), HasSubstr("by +"));
@@ -279,7 +279,7 @@ TEST(Verdict, WhatIsToldAndKeptCountsFromWhereTheEndpointDoes) {
               "still falling");
     EXPECT_EQ(opinionText(assessmentOf(grows, 7)), "none");
     const JudgedLaunch late(launch(kSettles, 20));
-    EXPECT_THAT(doubtText(late), HasSubstr("; rather take the second opinion"));
+    EXPECT_THAT(doubtText(late), HasSubstr("; take the second opinion instead"));
     EXPECT_TRUE(differs(late.seen, late.verdict.opinion));
     EXPECT_EQ(opinionText(assessmentOf(late, 7)), "367 ms, within 30 ms");
     EXPECT_THAT(*assessmentOf(late, 7).doubts, ElementsAre("late"));

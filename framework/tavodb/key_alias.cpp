@@ -31,5 +31,5 @@ void setTavoDbKeyAlias(const std::string& key, const std::string& storedKey) {
 std::string tavodb::storedKeyOf(const std::string& key) {
     Alias& alias = theAlias();
     const std::lock_guard<std::mutex> lock(alias.mutex);
-    return !alias.key.empty() && key == alias.key ? alias.storedKey : key;
+    return key == alias.key ? alias.storedKey : key;
 }

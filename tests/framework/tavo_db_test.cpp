@@ -1,5 +1,6 @@
 // What the database's operations promise, and what files it takes.
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <set>
@@ -49,10 +50,12 @@ TEST_F(TavoDbTest, UpdatesReturnTheRowsTheyChanged) {
     EXPECT_EQ(change(DB_OP_UPDATE), 0);
     EXPECT_EQ(change(DB_OP_DELETE), 0);
     EXPECT_EQ(values(), "");
+    insert(mDatabase, mTable, "a\0b"s, "zzz");
     for (const char* value : {"ccc", "aaa", "bbb"})
         insert(mDatabase, mTable, "a", value);
-    insert(mDatabase, mTable, "a\0b"s, "zzz");
     EXPECT_EQ(values(), "ccc|aaa|bbb|");
+    EXPECT_EQ(rows("SELECT seq, value FROM " + tavodb::sqlTableName("t") + " WHERE key = x'61'"),
+              (Rows{{"1", "ccc"}, {"2", "aaa"}, {"3", "bbb"}}));
     EXPECT_EQ(change(DB_OP_UPDATE), 3);
     EXPECT_EQ(values(), "new|new|new|");
     insert(mDatabase, mTable, "a", "longer");
@@ -81,9 +84,8 @@ TEST_F(TavoDbTest, RowsOfAnAliasAreKeptUnderTheStoredKeyAloneAndAnsweredUnderThe
     EXPECT_STREQ(first, "old");
     EXPECT_EQ(mDatabase.DBupdate(mTable, "shown", nullptr, 0, DB_OP_DELETE), 2);
     setTavoDbKeyAlias("", "");
+    EXPECT_EQ(valuesOf(mDatabase, mTable, "shown", 3), "its|");
     EXPECT_EQ(rowsOf("t"), (Rows{{"other", "two"}, {"shown", "its"}}));
-    insert(mDatabase, mTable, "", "its");
-    EXPECT_EQ(rowsOf("t").front().first, "");
 }
 
 TEST_F(TavoDbTest, TablesOfAllNamesStayApart) {
@@ -96,6 +98,16 @@ TEST_F(TavoDbTest, TablesOfAllNamesStayApart) {
     for (const auto& name : kNames)
         EXPECT_EQ(rowsOf(name), (Rows{{"k", '<' + name}}));
     EXPECT_EQ(tavodb::sqlTableName("a_Z 9\xfe"), "\"tavo_a_^Z%209%fe\"");
+}
+
+TEST_F(TavoDbTest, TriggerOfAFileThatSomebodyElseMadeDoesNotRun) {
+    const std::string table = tavodb::sqlTableName("t");
+    tavodb::Connection other;
+    ASSERT_TRUE(other.open(mPath, tavodb::Connection::Access::kReadWriteCreate) &&
+                other.execute("CREATE TRIGGER foreign_one AFTER INSERT ON " + table +
+                              " BEGIN DELETE FROM " + table + "; END"));
+    insert(mDatabase, mTable, "a", "v");
+    EXPECT_EQ(rowsOf("t"), (Rows{{"a", "v"}}));
 }
 
 TEST_F(TavoDbTest, HandlesAreUniqueAndRefusedWhenNotOpen) {
@@ -177,6 +189,21 @@ TEST_F(TavoDbFileTest, ProcessesShareTheFileWithoutLosingWrites) {
     }
 }
 
+// For which SQLite does not wait by itself.
+TEST_F(TavoDbFileTest, ChangeToTheWriteAheadLogWaitsForAReader) {
+    constexpr auto kAccess = tavodb::Connection::Access::kReadWriteCreate;
+    tavodb::Connection reader;
+    tavodb::Connection writer;
+    ASSERT_TRUE(reader.open(mFolder / "db", kAccess) && writer.open(mFolder / "db", kAccess));
+    ASSERT_TRUE(reader.execute("CREATE TABLE t(a); BEGIN; SELECT * FROM t"));
+    std::thread end([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        reader.execute("COMMIT");
+    });
+    EXPECT_TRUE(writer.execute("PRAGMA journal_mode = WAL"));
+    end.join();
+}
+
 TEST_F(TavoDbFileTest, FinishedWriteHasReachedTheDisk) {
     TavoDB database;
     const auto table = openTable(database, "t");
@@ -209,6 +236,19 @@ TEST_F(TavoDbFileTest, UnusableFilesAndPathsAreRefusedUnchanged) {
     }
     for (const std::size_t length : kLengths)
         EXPECT_TRUE(contentOf(mFolder / std::to_string(length)) == std::string(length, 'g'));
+}
+
+TEST_F(TavoDbFileTest, RowsUpToADamagedPageAreNotTakenForAll) {
+    {
+        TavoDB database;
+        const auto table = openTable(database, "t");
+        for (int i = 0; i < 100; ++i)
+            insert(database, table, "k", std::string(100, 'v'));
+    }
+    std::fstream file(mPath, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(-4096, std::ios::end) << std::string(4096, 'x') << std::flush;
+    TavoDB database;
+    EXPECT_EQ(valuesOf(database, openTable(database, "t"), "k", 100), "failed");
 }
 
 // As on a network's, whose files cannot be mapped in shared memory.

@@ -58,13 +58,7 @@ protected:
     /// Every row of the table, as other programs read it; fails the test when they cannot.
     Rows rowsOf(const std::string& table) const { return rows(tavodb::selectAllSql(table)); }
 
-    void expectIntact() const { EXPECT_EQ(rows("PRAGMA integrity_check"), (Rows{{"ok", ""}})); }
-
-    const TempFolder mFolder;
-    std::string mPath;
-    static inline std::vector<std::string> mLogged;
-
-private:
+    /// The first two columns of what the statement finds.
     Rows rows(const std::string& sql) const {
         tavodb::Connection connection;
         tavodb::Statement statement;
@@ -78,6 +72,13 @@ private:
         return result;
     }
 
+    void expectIntact() const { EXPECT_EQ(rows("PRAGMA integrity_check"), (Rows{{"ok", ""}})); }
+
+    const TempFolder mFolder;
+    std::string mPath;
+    static inline std::vector<std::string> mLogged;
+
+private:
     static std::string textOf(tavodb::Bytes bytes) {
         return {static_cast<const char*>(bytes.data), bytes.size};
     }

@@ -23,8 +23,8 @@ std::ptrdiff_t openDescriptors();  ///< Of this process.
 /// A child process, killed and reaped on destruction.
 class Child {
 public:
-    /// A process that shows `name` and never changes. With a pid, which is free
-    /// and takes root to choose, it gets that or this throws.
+    /// A process that shows `name` and never changes. With a pid, which must be free
+    /// and needs root, it gets that one or this throws.
     static Child named(const std::string& name, pid_t pid = 0);
     /// A copy of this process that waits for grow().
     static Child growing();

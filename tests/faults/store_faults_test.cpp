@@ -14,7 +14,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-using Access = tavodb::Connection::Access;
 
 class StoreFaultsTest : public RealStore {
 protected:
@@ -92,71 +91,6 @@ TEST_F(StoreFaultsTest, StateFolderThatVanishesIsReportedAtEveryWrite) {
         expectUncounted(log, "a", "removed or replaced");
         expectUncounted(log, "a", "removed or replaced");
     });
-}
-
-TEST_F(StoreFaultsTest, LockOfAnotherProcessCostsTheLaunchesOfThatTimeAlone) {
-    store({{"a", 3}});
-    const pid_t locker = fork();
-    if (locker == 0) {
-        tavodb::Connection connection;
-        const bool isLocked = connection.open(mPath, Access::kReadWriteCreate) &&
-                              connection.execute("BEGIN EXCLUSIVE");
-        std::ofstream(mFolder / "is-locked") << isLocked;
-        pause();
-    }
-    while (contentOf(mFolder / "is-locked").empty())
-        usleep(1000);
-    inHost([&](LogCapture& log) {
-        expectUncounted(log, "a", "database is locked");
-        EXPECT_EQ(ask(ORVO_GET_FINAL_ENDPOINT, "a"), 0);
-        kill(locker, SIGKILL);
-        launch("a");
-    });
-    waitpid(locker, nullptr, 0);
-    EXPECT_EQ(launchCounts(), (Counts{{"a", 4}}));
-}
-
-void overwrite(const std::string& path, std::uintmax_t from, std::uintmax_t length) {
-    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
-    file.seekp(static_cast<std::streamoff>(from));
-    for (std::uintmax_t i = 0; i < length; ++i)
-        file.put(static_cast<char>(i * 167 + 13));
-}
-
-TEST_F(StoreFaultsTest, DamagedFileIsReportedAndNeverCrashesTheHost) {
-    Counts launches;
-    for (int i = 0; i < 300; ++i)
-        launches[std::string(40, 'n') + std::to_string(i)] = 1;
-    store(launches);
-    const std::string good = mPath;
-    {  // all of it into the file itself
-        tavodb::Connection connection;
-        ASSERT_TRUE(connection.open(good, Access::kReadWriteCreate) &&
-                    connection.execute("PRAGMA wal_checkpoint(TRUNCATE)"));
-    }
-    constexpr std::uintmax_t kPage = 4096;
-    const std::uintmax_t size = fs::file_size(good);
-    ASSERT_GE(size, 6 * kPage);
-    use(mFolder / "damaged.db");
-    const auto expectReported = [&](const std::function<void()>& damage) {
-        fs::remove(mPath + "-wal");
-        fs::copy_file(good, mPath, fs::copy_options::overwrite_existing);
-        damage();
-        inHost([&](LogCapture& log) {
-            for (const auto& [app, count] : launches) {
-                launch(app);
-                ask(ORVO_GET_FINAL_ENDPOINT, app);
-                ask(ORVO_GET_SAMPLE_AVERAGE, app);
-            }
-            erase(launches.begin()->first);
-            EXPECT_GE(log.count("malformed") + log.count("not a database") + log.count("I/O"), 1);
-        });
-    };
-    for (std::uintmax_t page = 0; page < size / kPage; ++page) {
-        SCOPED_TRACE("overwritten page " + std::to_string(page));
-        expectReported([&] { overwrite(mPath, page * kPage, kPage); });
-    }
-    expectReported([&] { overwrite(mPath, 0, size); });
 }
 
 // Hosts killed at random moments, from their start on, and what they leave.

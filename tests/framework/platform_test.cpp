@@ -65,11 +65,6 @@ TEST(LogLevel, StartsWithTheEnvironmentsNumberAndElseWithZero) {
         EXPECT_EQ(settingsOfProcess("", std::string("TAVO_LOG_LEVEL=") + garbage), "0,,");
 }
 
-TEST(LogLevel, IsTheOneSetLast) {
-    setTavoLogLevel(0x102);
-    EXPECT_EQ(getTavoLogLevel(), 0x102U);
-}
-
 TEST(FloatProduct, IsTheProduct) {
     EXPECT_EQ(SecFloat::Multiply(0.3F, 100.0F), 0.3F * 100.0F);
 }

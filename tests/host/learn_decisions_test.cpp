@@ -317,7 +317,7 @@ TEST_F(AdviceTest, EachCauseIsToldOnceAndOnlyWhereItHolds) {
         {{forkGrew}, {"'p', grew by 37 MB; the two cannot be told apart"}},
         {{storedButChildGrew}, {"if that is the one, orvo-host erase p, and learn that one"}},
         {{doubtedResult(), stored},
-         {"went on behind", "orvo-host erase p, and learn it anew with"}},
+         {"went on changing", "orvo-host erase p, and learn it anew with"}},
         {{uncounted}, {"did not count a launch: it is full; free it"}},
         {{full}, {"did not keep the launch: it is full; free it"}},
         {{resultOf(LaunchOutcome::kLimitReached)}, {"500th"}},

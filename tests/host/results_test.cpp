@@ -78,9 +78,9 @@ TEST(ResultsFile, WhatCannotBeIsRefusedWithItsPlace) {
     refusal(text.substr(0, text.size() / 2), HasSubstr("cut off"));
     refusal(text.substr(0, text.rfind('}', text.size() - 3) + 1), HasSubstr("cut off"));
     refusal("", HasSubstr("cut off"));
-    refusal("{}", HasSubstr("no results file"));
+    refusal("{}", HasSubstr("not a results file"));
     refusal(R"({"kind":"orvo measurements","schema_version":1})", HasSubstr("'measurements' is m"));
-    refusal(changed("/kind", "other"), HasSubstr("no results file"));
+    refusal(changed("/kind", "other"), HasSubstr("not a results file"));
     refusal(changed("/schema_version", 2), HasSubstr("schema version 2, and this orvo-host reads"));
     refusal(changed("/measurements", json::array()), HasSubstr("neither one measurement nor two"));
     refusal(changed("/measurements/1/launch_type", 3), HasSubstr("second, launch type"));

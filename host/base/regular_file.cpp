@@ -19,7 +19,7 @@ std::string faultOf(mode_t mode) {
     return S_ISDIR(mode) ? "it is a folder" : "it is a pipe, a socket or a device, and not a file";
 }
 
-// What open() says of a link or a socket is not what a person needs to hear.
+// What open() says of a link or a socket does not help a person.
 std::string openFault(const std::string& path, int error) {
     struct stat there {};
     const bool isOdd = (error == ELOOP || error == ENXIO) && lstat(path.c_str(), &there) == 0 &&
@@ -28,7 +28,7 @@ std::string openFault(const std::string& path, int error) {
 }
 
 UniqueFd openRegular(const std::string& path, int flags, ExitCode code) {
-    // Without waiting, or a pipe would have us wait for its other end.
+    // Non-blocking, or a pipe would make us wait for its other end.
     UniqueFd file(open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kForOwnerAlone));
     const int error = errno;
     const bool isMissing = !file.isOpen() && error == ENOENT && (flags & O_CREAT) == 0;

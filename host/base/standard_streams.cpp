@@ -12,7 +12,7 @@
 
 namespace host {
 
-// Each is opened for what it is not used for. The lowest free number is its own,
+// Each is opened for the direction it is not used in. The lowest free number is its own,
 // for those below are held already.
 void holdStandardStreams() {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {

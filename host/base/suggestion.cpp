@@ -6,8 +6,8 @@
 namespace host {
 namespace {
 
-// One slip, and one more for each so many letters: "lern" is "learn", and "foo"
-// is nothing.
+// One slip, and one more for every few letters: "lern" is taken for "learn", "foo"
+// for nothing.
 constexpr std::size_t kLettersPerSlip = 4;
 
 std::string_view withoutDashes(std::string_view word) {

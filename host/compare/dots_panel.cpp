@@ -141,7 +141,7 @@ private:
         if (!interval) return;
         std::ostringstream data;
         data.precision(kDigits);
-        // In a text a mark a column.
+        // In a text, one mark per column.
         const double widthMs = std::max(interval->width(), kNarrowest * mDotMs);
         const double stepMs = mPicture.isText() ? mDotMs : widthMs;
         const auto steps = static_cast<int>(std::ceil(widthMs / stepMs));

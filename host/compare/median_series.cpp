@@ -8,7 +8,7 @@
 namespace host {
 namespace {
 
-// Whatever times a file tells of: twice what the longest window takes.
+// Whatever times a file claims: twice what the longest window takes.
 constexpr std::size_t kMostPoints = 2 * kMostSamples;
 
 // One launch's samples, looked at in the order of time.
@@ -32,7 +32,7 @@ public:
     double memoryKb() const { return mMemoryKb[mNext - 1]; }
 
 private:
-    // For which a sample stands: until the next, which may be late.
+    // How long a sample stands for: until the next one, which may be late.
     double lengthMs() const {
         return mNext < mSamples ? kForever : static_cast<double>(kSamplePeriodMs);
     }

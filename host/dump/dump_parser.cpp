@@ -3,7 +3,7 @@
 // The library opens the file anew for each block and may be killed while it
 // writes, so a block can end at any byte, and the next one starts right there:
 // the line feeds that it starts with then end the broken line. So the blank
-// lines before a block tell whether the one before it is whole.
+// lines before a block show whether the one before it is whole.
 #include "host/dump/dump_parser.h"
 
 #include <algorithm>
@@ -114,7 +114,7 @@ bool isNumbersStart(std::string_view text) {
 
 enum class LineKind { kHeader, kMarker, kOther };
 
-// What a line is the first part of; nothing else starts like these two.
+// Which of the two a line begins; nothing else starts like them.
 LineKind kindOf(std::string_view text) {
     if (text.empty()) return LineKind::kOther;
     if (startsWith(kHeaderText, text)) return LineKind::kHeader;
@@ -216,7 +216,7 @@ private:
             }
             if ((*row)[kFdAge] != 0) fdWeights = mNext + 1 - first;
         }
-        // A count of descriptors may be 0; the weights tell how many there are.
+        // A count of descriptors may be 0; the weights show how many there are.
         cutFill(block.series[Metric::kVmRss], 0);
         cutFill(block.series[Metric::kOomScore], 0);
         cutFill(block.series[Metric::kFdCount], fdWeights);
@@ -228,7 +228,7 @@ private:
         }
     }
 
-    // Cuts the zeros off that end `values` beyond the first `kept`.
+    // Cuts off the zeros at the end of `values`, but keeps the first `kept`.
     static void cutFill(std::vector<std::int32_t>& values, std::size_t kept) {
         while (values.size() > kept && values.back() == 0)
             values.pop_back();

@@ -23,7 +23,7 @@ constexpr std::size_t kQuotedComplaint = 200;
     throw HostError(kEnvironment, "cannot " + doing + ": " + std::strerror(errno));
 }
 
-// A file in memory. Gnuplot's streams are such files and no pipes, so that
+// A file in memory. Gnuplot's streams are such files instead of pipes, so that
 // neither side ever waits for the other.
 UniqueFd memoryFile() {
     UniqueFd file(memfd_create("gnuplot", MFD_CLOEXEC));

@@ -75,7 +75,7 @@ double TimeAxis::timeMs(const DumpedLaunch& launch, std::size_t sample) const {
     const double lastMs = *launch.note->lastSampleSinceStartMs;
     const auto last = static_cast<double>(std::max<std::size_t>(launch.note->samples, 1) - 1);
     if (index >= last) return lastMs + (index - last) * kSamplePeriodMs;
-    // Through the endpoint, of which the measured time is told elsewhere too.
+    // Through the endpoint, whose measured time is printed elsewhere too.
     const std::optional<std::int32_t>& endpointMs = launch.note->assessment.sinceStartMs;
     const double endpoint = launch.finalIndex().value_or(0);
     if (!endpointMs || endpoint <= 0) return firstMs + index * (lastMs - firstMs) / last;

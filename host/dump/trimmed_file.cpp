@@ -51,7 +51,7 @@ bool copyFrom(off_t start, int from, int to) {
 }  // namespace
 
 void TrimmedFiles::append(const std::string& file, const std::function<void(int fd)>& write) {
-    // Before others open it, who would follow a link and wait for a pipe.
+    // Before anybody opens it who would follow a link or wait for a pipe.
     const UniqueFd fd = openKeptFile(file, O_RDWR | O_APPEND | O_CREAT);
     if (!fd.isOpen()) fail(file, std::strerror(errno));
     Known known = lookInto(fd, file);
@@ -76,7 +76,7 @@ TrimmedFiles::Known TrimmedFiles::lookInto(const UniqueFd& fd, const std::string
     return known;
 }
 
-// Of more launches than it takes to trim only the last matter.
+// Only as many of the last launches matter as it takes to trim.
 void TrimmedFiles::note(Known& known, off_t start) const {
     known.starts.push_back(start);
     if (known.starts.size() > most() + 1) known.starts.pop_front();

@@ -61,10 +61,10 @@ private:
         mTimed.push_back(std::move(event));
     }
 
-    // No two launches share a thread's number, by which alone some viewers tell rows.
+    // No two launches share a thread's number, by which alone some viewers separate rows.
     std::int64_t threadOf(int track) const { return (mProcess - 1) * kTracks + track; }
 
-    // With a time, without which some viewers pass a name over.
+    // With a time, without which some viewers ignore a name.
     void addName(const char* kind, const char* member, const Json& value,
                  int track = kLaunchTrack) {
         write({{"ph", "M"},

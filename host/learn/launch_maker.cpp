@@ -192,7 +192,7 @@ void LaunchMaker::look(Launch& launch, const LaunchRecord& record, double elapse
     if (elapsedMs > kNameNoteAfterMs && !mSettings.follow.empty()) noteNames(launch);
 }
 
-// A person who names what to follow may know that it comes late.
+// Whoever names a process to follow may know that it comes late.
 bool LaunchMaker::mustStop(const Launch& launch, const LaunchRecord& record, double elapsedMs) {
     if (isInterrupted() || elapsedMs > kLaunchLimitMs) return true;
     if (record.phase() != LaunchPhase::kHunting) return false;
@@ -240,7 +240,7 @@ LaunchResult LaunchMaker::judge(Launch& launch) {
     return result;
 }
 
-// A launch that was stopped is none to judge.
+// A launch that was stopped is not judged.
 void LaunchMaker::assess(LaunchResult& result, Launch& launch) {
     if (!launch.watch.record().isAnalysed()) return;
     const RecordedLaunch recorded = launch.watch.recorded();

@@ -80,8 +80,8 @@ std::optional<LaunchKind> LearnSession::kindBefore() const {
     return std::nullopt;
 }
 
-// What keeps it from showing a window keeps the launches from being learned: they
-// tell it better, but for a name that nobody shows, which takes them a minute.
+// What keeps it from showing a window keeps the launches from being learned, and they
+// explain it better, except for a name that nobody shows, which takes them a minute.
 void LearnSession::probe(LearnReport& report) {
     const Probing probing = mMaker.probe(kProbingTitle);
     report.probe = probing.sight;
@@ -99,8 +99,8 @@ void LearnSession::probe(LearnReport& report) {
     report.kind = kindOf(window);
 }
 
-// A history that cannot be read is no failure, as one that cannot be written is
-// none; then this session's launches are all that is known.
+// A history that cannot be read is not a failure, nor is one that cannot be written;
+// then this session's launches are all that is known.
 std::deque<Assessment> LearnSession::latestOf(const LearnReport& report) const {
     try {
         return History(mState.history()).read().of(mPackage, mGeneration.number).latest;

@@ -12,7 +12,7 @@ constexpr std::int64_t kTolerancePercent = 1;  // the analysis's, of memory
 
 }  // namespace
 
-// What is there when the sampling begins was grown before. A fork starts with
+// Memory that is there when the sampling begins was grown before. A fork starts with
 // its parent's memory, a program with none.
 std::int64_t TreeGrowth::baseOf(const ProcessLook& look,
                                 const std::vector<ProcessLook>& tree) const {

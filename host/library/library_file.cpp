@@ -29,7 +29,7 @@ const char* lockingText(bool isHardened) {
     throw HostError(kEnvironment, "the library " + file + ' ' + why);
 }
 
-// Looked up in no folder of the loader's: what runs is the file that is named.
+// Not looked up in the loader's folders: what runs is the file that is named.
 void* load(const std::string& file) {
     const bool hadOther = isLoaded(kOtherStandardLibrary);
     void* const handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
@@ -50,7 +50,7 @@ Function* functionOf(void* handle, const char* name, const std::string& file) {
 
 }  // namespace
 
-// The build's folders lie to each other as the installed ones do.
+// The build's folders have the same layout as the installed ones.
 std::string ownLibraryFile() {
     std::error_code error;
     const auto program = std::filesystem::read_symlink("/proc/self/exe", error);

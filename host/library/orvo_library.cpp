@@ -68,8 +68,8 @@ OrvoLibrary::~OrvoLibrary() {
     shutDown(mFile);
 }
 
-// What the library caches, it caches under the shown name, and only what it has
-// written itself; all else is read from the store, under either name.
+// The library caches only what it has written itself, under the shown name; all else
+// is read from the store, under either name.
 void OrvoLibrary::keepUnder(const std::string& package, const std::string& shownName) {
     setTavoDbKeyAlias(shownName, package);
 }

@@ -69,7 +69,7 @@ void SeriesRecorder::takeFound(std::string_view message) {
 }
 
 // As the library takes it: what is too small is not a sample, and a full series
-// drops what comes.
+// drops what follows.
 void SeriesRecorder::takeSample(Metric metric, std::int32_t value, std::int32_t smallest) {
     Series& series = mLaunch.series[metric];
     if (value < smallest || series.size() >= kMostSamples) return;

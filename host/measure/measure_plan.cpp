@@ -20,8 +20,8 @@ std::string percentText(double percent) {
     return text;
 }
 
-// How wide the median's interval is, in percent of the median, of the command where
-// that is most; none while one has too few runs for an interval.
+// How wide the median's interval is, in percent of the median, for the command where
+// that is largest; none while one has too few runs for an interval.
 std::optional<double> widthPercent(const std::vector<SettledTimes>& commands) {
     double widest = 0;
     for (const SettledTimes& times : commands) {
@@ -63,7 +63,7 @@ std::string endText(MeasureEnd end, int runs, const MeasurePlan& plan,
     return "";
 }
 
-// The library looks each 30 ms from 200 ms after it was told, so that times since a
+// The library looks every 30 ms from 200 ms after the launch event, so that times since a
 // start that always comes right after lie on a grid, and a difference smaller than
 // that would be rounded away. Starts that are spread over a period have the grid's
 // place cancel out in the middle of many runs. Multiples of the golden ratio spread

@@ -56,7 +56,7 @@ MeasureReport MeasureSession::run() {
     return finish();
 }
 
-// What was measured before is none the less for what went wrong behind it.
+// What was measured before counts in spite of what went wrong after it.
 bool MeasureSession::makeAll() {
     try {
         return chooseKind() && makeRuns();
@@ -79,7 +79,7 @@ MeasureReport MeasureSession::finish() {
     return std::move(mReport);
 }
 
-// Times of different windows are none to compare, so that the longer one is for both.
+// Times of different windows cannot be compared, so both take the longer one.
 bool MeasureSession::chooseKind() {
     if (mOptions.kind) {
         mKind = *mOptions.kind;
@@ -133,7 +133,7 @@ bool MeasureSession::makeWarmups() {
     return true;
 }
 
-// In random order, so that what comes and goes with every second launch hits both.
+// In random order, so that what happens at every second launch hits both.
 bool MeasureSession::runAll(int run, const std::string& title) {
     std::vector<std::size_t> order;
     for (std::size_t i = 0; i < mMakers.size(); ++i)

@@ -27,7 +27,7 @@ void passOn(int signal) {
     if (commandPid > 0) kill(commandPid, signal);
 }
 
-// What is passed on, while there is nobody yet to pass it on to.
+// Signals to pass on, while there is nobody yet to pass them on to.
 class SignalPause {
 public:
     SignalPause() {

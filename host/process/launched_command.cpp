@@ -196,7 +196,7 @@ LaunchedCommand::~LaunchedCommand() {
     }
 }
 
-// Waits for the child's word on the step under way; none means that it runs.
+// Waits for the child's report on the current step; none means that it runs.
 void LaunchedCommand::expectReport() {
     Report message{};
     ssize_t length = 0;
@@ -240,7 +240,7 @@ void LaunchedCommand::reap() {
 // The terminal's keys reach the command alone, and mean the host too.
 void LaunchedCommand::heedKeys(int status) const {
     if (WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) raise(SIGINT);
-    // There is no shell that would let it go on.
+    // No shell is there to let it continue.
     if (WIFSTOPPED(status) && WSTOPSIG(status) == SIGTSTP) kill(-mPid, SIGCONT);
 }
 
@@ -272,7 +272,7 @@ void LaunchedCommand::end() {
     try {
         if (mTaskList) mTaskList->keep({});
     } catch (const HostError&) {
-        // The launch is over, and the next one tells.
+        // The launch is over, and the next one reports it.
     }
 }
 

@@ -31,7 +31,7 @@ namespace {
 // From the parent, the 4th, to the moment of the start, the 22nd.
 constexpr int kFieldsToStart = 18;
 
-// Of one update, which ends even with a program that detaches over and over. A look
+// For one update, which ends even with a program that keeps detaching. A look
 // takes about a millisecond.
 constexpr int kMostLooks = 100;
 
@@ -128,7 +128,7 @@ void ProcessTree::look(std::set<pid_t>& ended) {
 }
 
 // Sorts new processes by their parent; true when one became known. One whose
-// parent vanished while looking waits for the next look, when it has another.
+// parent vanished meanwhile waits for the next look, when it has another parent.
 bool ProcessTree::adopt(std::set<pid_t>& fresh) {
     bool anyKnown = false;
     for (auto it = fresh.begin(); it != fresh.end();) {

@@ -42,7 +42,7 @@ std::string formatTaskList(const std::vector<pid_t>& tasks, std::size_t minimumS
     return text;
 }
 
-// Holds the list against other hosts and against joining children.
+// Keeps other hosts and joining children from changing the list.
 class ListLock {
 public:
     ListLock(int fd, int limitMs) : mFd(fd), mIsHeld(lockTaskList(fd, limitMs)) {}

@@ -13,7 +13,7 @@ UniqueFd openTerminal() {
     return UniqueFd(open("/dev/tty", O_RDWR | O_CLOEXEC));
 }
 
-// Which the kernel holds against a group in the background, unless ignored.
+// The kernel stops a background group for this, unless SIGTTOU is ignored.
 void makeForeground(int terminal, pid_t group) {
     std::signal(SIGTTOU, SIG_IGN);
     tcsetpgrp(terminal, group);

@@ -32,7 +32,7 @@ std::string launchesText(std::size_t count) {
     return counted(count, "launch", "launches");
 }
 
-// With the zone, for whoever reads it elsewhere.
+// With the time zone, for readers elsewhere.
 std::string timeText(std::int64_t unixMs) {
     const auto seconds = static_cast<std::time_t>(unixMs / 1000);
     std::tm local{};

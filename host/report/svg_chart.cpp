@@ -99,8 +99,8 @@ SvgChart::Points withoutMiddles(const SvgChart::Points& points) {
     return result;
 }
 
-// From the first point, which counts from 0, in steps, which take half of the bytes that
-// places would. Each counts from where the rounded ones before it lead.
+// From the first point, which counts from 0, in steps, which take half the bytes of
+// absolute positions. Each counts from where the rounded ones before it lead.
 std::string pathOf(const SvgChart::Points& points) {
     std::string path;
     double left = 0;

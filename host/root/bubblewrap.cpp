@@ -124,8 +124,8 @@ void dieWith(pid_t parent, int signal) {
 
 // --- Between us and bubblewrap: the keeper, a process that cleans up after it.
 
-// Bubblewrap's second process waits for the first without end, should that be
-// killed between the two's start; it is then the child of its nearest subreaper.
+// Bubblewrap's second process waits for ever when the first one is killed before both
+// have started; it is then the child of its nearest subreaper.
 void endStuckBubblewrap() {
     try {
         for (const pid_t process : numbersIn("/proc")) {

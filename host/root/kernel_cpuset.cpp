@@ -15,7 +15,7 @@
 namespace host {
 namespace {
 
-// Of root's alone, and gone with the next start of the machine, as the group is.
+// For root alone, and gone after the machine's next start, as the group is.
 constexpr const char* kFolder = "/run/orvo-cpuset";
 constexpr const char* kGroup = "/top-app";
 // A file beneath the mount that says that the group was made by a run of ours.
@@ -150,7 +150,7 @@ void KernelCpuset::release() {
     const bool isLast = flock(mBeneath.get(), LOCK_EX | LOCK_NB) == 0;
     if (isLast && mMounted && isOurs()) removeGroup();
     if (mMounted) umount2(mFolder.c_str(), MNT_DETACH);
-    // Of the last alone: where others have it mounted, this would unmount it. It
+    // Only for the last one: where others have it mounted, this would unmount it. It
     // stays, by the mark in it, when the group could not be removed.
     if (isLast) rmdir(mFolder.c_str());
 }

@@ -11,8 +11,8 @@ namespace host {
 namespace {
 
 constexpr std::size_t kLongestShownName = 512;  // a package's is shorter
-// Names mostly change right after a process comes. Later they are read at every
-// eighth look, each process at another one.
+// Names mostly change right after a process appears. Later they are read at every
+// eighth look, not all processes at the same one.
 constexpr std::uint64_t kEagerLooks = 200;
 constexpr std::uint64_t kLooksBetweenReads = 8;
 
@@ -76,8 +76,8 @@ std::vector<AppProcess> AppScan::look(const std::vector<pid_t>& tasks) {
     return launches;
 }
 
-// The list names threads as well as processes, and may name a thread whose
-// process it does not.
+// The list names threads as well as processes, and may name a thread without its
+// process.
 pid_t AppScan::processOf(pid_t task) {
     const auto known = mKnown.find(task);
     if (known != mKnown.end() && known->second.nameFile.isOpen()) return task;

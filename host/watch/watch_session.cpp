@@ -174,8 +174,8 @@ void WatchSession::reportAll() {
         report(mLookedAfter.begin());
 }
 
-// What the store has of them the history and the dumps have too, though nobody is
-// told any more.
+// What the store has of them goes into the history and the dumps too, although nobody
+// is told any more.
 void WatchSession::keepRest() {
     mIsTelling = false;
     try {

@@ -158,7 +158,7 @@ std::string describeHistory(const StateFolder& state) {
 
 std::string describeGenerations(const StateFolder& state) {
     const std::size_t packages = GenerationsFile(state.generations()).read().packages().size();
-    return "told apart of " + std::to_string(packages) + " packages";
+    return "known for " + std::to_string(packages) + " packages";
 }
 
 std::string describeProperties(const StateFolder& state) {

@@ -122,48 +122,32 @@ TEST(ProcessLookTest, StatusIsReadPastAHostileNameAndRefusedWithoutMemory) {
 struct Growth {
     const char* what;
     std::vector<Tree> looks;
-    const char* other;  // that grew much more; null for none
+    const char* other;  // that grew much more; empty for none
     bool hasChanged;
 };
 
 TEST(TreeGrowthTest, ProcessThatGrowsWhileTheSampledOneDoesNotIsFound) {
     const auto own = [](std::int64_t kb) { return ProcessLook{10, kHost, "app", kb}; };
-    const auto child = [](const char* name, std::int64_t kb) {
-        return ProcessLook{11, 10, name, kb};
-    };
+    const auto child = [](std::int64_t kb) { return ProcessLook{11, 10, "c", kb}; };
+    const auto fork = [](std::int64_t kb) { return ProcessLook{11, 10, "app", kb}; };
     const Growth cases[] = {
-        {"child that was there",
-         {{own(400), child("c", 100)}, {own(400), child("c", 9000)}},
-         "c",
-         false},
-        {"child that came", {{own(400)}, {own(400), child("c", 9000)}}, "c", false},
-        {"child that came and went",
-         {{own(400)}, {own(400), child("c", 9000)}, {own(400)}},
-         "c",
-         false},
-        {"fork that rests", {{own(9000)}, {own(9000), child("app", 9000)}}, nullptr, false},
-        {"fork that grows",
-         {{own(9000)}, {own(9000), child("app", 8000)}, {own(9000), child("app", 30'000)}},
-         "app",
-         false},
-        {"child settled before",
-         {{own(400), child("c", 9000)}, {own(400), child("c", 9100)}},
-         nullptr,
-         false},
-        {"both grow",
-         {{own(400), child("c", 100)}, {own(9000), child("c", 20'000)}},
-         nullptr,
-         true},
-        {"sampled one shrinks", {{own(9000)}, {own(400)}}, nullptr, true},
-        {"sampled one within the tolerance", {{own(9900)}, {own(9999)}}, nullptr, false},
-        {"nothing was seen", {{}}, nullptr, false},
+        {"was there", {{own(400), child(100)}, {own(400), child(9000)}}, "c", false},
+        {"came", {{own(400)}, {own(400), child(9000)}}, "c", false},
+        {"came and went", {{own(400)}, {own(400), child(9000)}, {own(400)}}, "c", false},
+        {"rests", {{own(9000)}, {own(9000), fork(9000)}}, "", false},
+        {"grows", {{own(9000)}, {own(9000), fork(8000)}, {own(9000), fork(30'000)}}, "app", false},
+        {"settled before", {{own(400), child(9000)}, {own(400), child(9100)}}, "", false},
+        {"both grow", {{own(400), child(100)}, {own(9000), child(20'000)}}, "", true},
+        {"sampled one shrinks", {{own(9000)}, {own(400)}}, "", true},
+        {"sampled one within the tolerance", {{own(9900)}, {own(9999)}}, "", false},
+        {"nothing was seen", {{}}, "", false},
     };
     for (const Growth& each : cases) {
         TreeGrowth growth;
         for (const Tree& look : each.looks)
             growth.take(look);
         const auto other = growth.otherThan(10);
-        EXPECT_EQ(other ? other->name : "", each.other ? each.other : "") << each.what;
+        EXPECT_EQ(other ? other->name : "", each.other) << each.what;
         EXPECT_EQ(growth.hasChanged(10), each.hasChanged) << each.what;
     }
 }

@@ -5,10 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/wait.h>
 
 #include "host/process/joined_command.h"
 #include "host/state/package_lock.h"
+#include "tests/host/elsewhere.h"
 #include "tests/host/program.h"
 
 namespace {
@@ -84,19 +84,14 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
                         R"(2,"outcome":"interrupted","endpoint_ms":null)")));
 }
 
-// Joins from a process of its own; returns that one's exit code, 128 + N when signal
-// N ended it.
+// The exit code of one that joins.
 int codeOfJoined(const host::CommandLine& command, const std::string& list, void (*beforeFork)(),
                  void (*inChild)()) {
-    const pid_t joiner = fork();
-    if (joiner == 0) {
+    return elsewhere([&] {
         alarm(10);  // for a fault leaves it waiting
         pthread_atfork(beforeFork, nullptr, inChild);
-        _exit(host::runJoined(command, list));
-    }
-    int status = 0;
-    waitpid(joiner, &status, 0);
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+        return host::runJoined(command, list);
+    });
 }
 
 TEST_F(WatchTest, TermThatComesWhileTheCommandIsBeingStartedEndsIt) {
@@ -106,23 +101,6 @@ TEST_F(WatchTest, TermThatComesWhileTheCommandIsBeingStartedEndsIt) {
     const auto term = [] { raise(SIGTERM); };
     EXPECT_EQ(codeOfJoined(command, list, term, nullptr), 128 + SIGTERM) << "to the one that joins";
     EXPECT_EQ(codeOfJoined(command, list, nullptr, term), 128 + SIGTERM) << "to its new child";
-}
-
-// A descriptor held on the kernel's list shows the tasks of its first read.
-// The second is looked after when telling of the first fails.
-TEST_F(WatchTest, LaunchesThatCannotBeToldAnyMoreAreInTheHistoryOnceEach) {
-    const std::string words = std::string("exec ") + ORVO_HOST + " watch --look-after 2 --state ";
-    Program watch({"/bin/sh", "-c", words + mState + " >/dev/full"});
-    ASSERT_TRUE(isWatching(watch)) << watch.err();
-    Program first(hostWords({"join", mPackage + ".first", "--", ORVO_SAMPLE_APP}));
-    Program second(hostWords({"join", mPackage + ".second", "--", ORVO_SAMPLE_APP}));
-    EXPECT_EQ(watch.wait(), 3);
-    const std::string history = contentOf(mState + "/history.jsonl");
-    EXPECT_EQ(std::count(history.begin(), history.end(), '\n'), 2) << history;
-    for (Program* const app : {&first, &second}) {
-        app->signal(SIGTERM);
-        app->wait();
-    }
 }
 
 TEST_F(WatchTest, LaunchesInTheKernelsOwnCpusetAreSeen) {

@@ -1,27 +1,17 @@
-// What is told and drawn of recorded launches, whole, as tests/data/texts has it. A text
-// that is meant to change is taken from where its failing test has put it.
-#include <fstream>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+// What is told and drawn of recorded launches, and handed on, whole.
+#include <cstdlib>
 
 #include "host/dump/explanation_report.h"
 #include "host/dump/plot_script.h"
 #include "host/export/launch_export.h"
 #include "host/report/report_page.h"
 #include "tests/host/golden_dumps.h"
-#include "tests/host/program.h"
+#include "tests/host/recorded_text.h"
 
 namespace host {
 namespace {
 
-void expectRecorded(const std::string& name, const std::string& text) {
-    if (text == contentOf(ORVO_TEST_DATA_DIR "/texts/" + name)) return;
-    const std::string told = testing::TempDir() + name;
-    std::ofstream(told) << text;
-    ADD_FAILURE() << "diff " ORVO_TEST_DATA_DIR "/texts/" << name << ' ' << told;
-}
-
-// That settles behind the window, decided at a rest, with two evaluations.
+/// That settles behind the window, decided at a rest, with two evaluations.
 DumpedLaunch restless(std::int64_t number) {
     DumpedLaunch launch;
     launch.number = number;
@@ -50,57 +40,100 @@ DumpedLaunch restless(std::int64_t number) {
 }
 
 TEST(WholeTexts, Explanations) {
-    const Dump game = golden("python3-game");
     const Dump node = golden("node");
-    expectRecorded("explain-long", renderText(game.explained(1)));
+    expectRecorded("explain-long", renderText(golden("python3-game").explained(1)));
+    expectRecorded("explain-late", renderText(golden("chromium").explained(1)));
     expectRecorded("explain-undecided", renderText(node.explained(2, 955)));
+    expectRecorded("explain-undecided-json", renderJson(node.explained(2, 955)));
+    expectRecorded("explain-aborted-json", renderJson(golden("python3").explained(3)));
     DumpSummary summary;
     const DumpedLaunch launch = restless(1);
     summary.add(launch);
     const ExplanationReport report{{"com.a_vmrss.csv", "com.a", true}, summary, launch, {}};
     expectRecorded("explain-noted", renderText(report));
-    expectRecorded("explain-noted.json", renderJson(report));
+    expectRecorded("explain-noted-json", renderJson(report));
+}
+
+Picture pictureOf(const std::vector<const DumpedLaunch*>& launches, PictureFormat format) {
+    Picture picture;
+    picture.format = format;
+    picture.package = "com.a";
+    picture.launches = launches;
+    picture.metrics = metricsWithSamples(launches);
+    return picture;
+}
+
+/// Without the samples.
+std::string frameOf(const PlotScript& script) {
+    return script.above + script.script.substr(script.script.find("EOD\nset")) + script.below;
 }
 
 TEST(WholeTexts, Pictures) {
     const DumpedLaunch launch = restless(1);
     DumpedLaunch other = restless(2);
     other.series[Metric::kVmRss][3] += 500;
-    Picture picture;
-    picture.format = PictureFormat::kSvg;
-    picture.package = "com.a";
-    picture.launches = {&launch};
-    picture.metrics = {Metric::kVmRss, Metric::kOomScore};
-    expectRecorded("plot-one", plotScript(picture).script);
-    picture.format = PictureFormat::kText;
-    const PlotScript text = plotScript(picture);
-    expectRecorded("plot-text",
-                   text.above + text.script.substr(text.script.find("EOD\nset")) + text.below);
-    picture.format = PictureFormat::kPng;
-    picture.launches = {&launch, &other};
-    picture.metrics = {Metric::kVmRss};
-    expectRecorded("plot-all", plotScript(picture).script);
+    expectRecorded("plot-one", plotScript(pictureOf({&launch}, PictureFormat::kSvg)).script);
+    expectRecorded("plot-text", frameOf(plotScript(pictureOf({&launch}, PictureFormat::kText))));
+    Picture all = pictureOf({&launch, &other}, PictureFormat::kPng);
+    all.metrics = {Metric::kVmRss};
+    expectRecorded("plot-all", plotScript(all).script);
+    // By its descriptors, behind its memory's endpoint; and one whose memory settles there.
+    for (const char* program : {"python3", "java"}) {
+        const Dump dump = golden(program);
+        const Picture one = pictureOf({&dump.launch(1)}, PictureFormat::kSvg);
+        expectRecorded(std::string("plot-") + program, frameOf(plotScript(one)));
+    }
 }
 
-TEST(WholeTexts, PageAndExports) {
-    setenv("TZ", "UTC", 1);
-    const Recording recording(DumpSource{"com.a_vmrss.csv", "com.a", true});
-    const DumpedLaunch launch = restless(1);
-    ReportedLaunches reported;
-    reported.add(launch);
-    reported.add(golden("python3").launch(1));
-    ReportPage page;
-    page.add(recording, reported);
-    const std::string html = page.html("orvo-host 1", 0);
-    expectRecorded("report.html", html.substr(html.find("</style>")));
-    for (const char* format : {"json", "markdown"}) {
+const std::string kHostile = "a'b\"<img onerror=x>&lt;|*b*";
+
+struct Recorded {
+    Recording recording;
+    std::vector<DumpedLaunch> launches;
+};
+
+/// Some with their times, as a dump's note or a measurement has them, and some without;
+/// and a recording without notes, of a launch that decided and one that was stopped.
+std::vector<Recorded> recordedOnes() {
+    std::vector<DumpedLaunch> noted{restless(1), restless(2), restless(3)};
+    noted[1].sampledAtMs = {210, 239, 280};
+    noted[1].series[Metric::kFdCount] = {7};
+    noted[2].note->firstSampleSinceStartMs.reset();
+    noted[2].evaluations[1].finalIndex.reset();
+    noted[2].unevaluated = "exited | early";
+    const Dump dump = golden("python3");
+    return {
+        {Recording({"/home/somebody/" + kHostile + "_vmrss.csv", kHostile, false}), noted},
+        {Recording({"com.b_vmrss.csv", "com.b", true}), {dump.launch(1), dump.launch(3)}},
+    };
+}
+
+TEST(WholeTexts, Exports) {
+    for (const std::string& format : exportFormats()) {
         const auto result = exportAs(format);
         std::string text = result->start();
-        text += result->startRecording(recording);
-        text += result->add(launch);
-        text += result->endRecording();
-        expectRecorded(std::string("export-") + format, text + result->end());
+        for (const Recorded& recorded : recordedOnes()) {
+            text += result->startRecording(recorded.recording);
+            for (const DumpedLaunch& launch : recorded.launches)
+                text += result->add(launch);
+            text += result->endRecording();
+        }
+        expectRecorded("export-" + format, text + result->end());
     }
+}
+
+TEST(WholeTexts, Page) {
+    setenv("TZ", "UTC", 1);
+    ReportPage page;
+    for (const Recorded& recorded : recordedOnes()) {
+        ReportedLaunches reported;
+        for (const DumpedLaunch& launch : recorded.launches)
+            reported.add(launch);
+        page.add(recorded.recording, reported);
+    }
+    const std::string html = page.html("orvo-host 1", 0);
+    expectRecorded("report",
+                   html.substr(0, html.find("<style>")) + html.substr(html.find("</style>")));
 }
 
 }  // namespace

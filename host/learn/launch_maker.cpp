@@ -86,6 +86,12 @@ bool endsSession(LaunchOutcome outcome) {
            outcome == LaunchOutcome::kNotFound;
 }
 
+bool mustStop(const OngoingLaunch& launch) {
+    if (launch.elapsedMs > kLaunchLimitMs) return true;
+    if (launch.phase != LaunchPhase::kHunting) return false;
+    return launch.commandEnded || (launch.isLost && !launch.isGiven);
+}
+
 MadeLaunch LaunchMaker::make(const LaunchOrder& order) {
     std::optional<MadeLaunch> launch;
     while (!launch)
@@ -166,7 +172,7 @@ void LaunchMaker::awaitEnd(Launch& launch) {
                             "the library does not end the launch; see " + mMeans.logFile);
         }
         const bool isDue = nowMs - lastStopMs > kStopRepeatMs;
-        if (isDue && mustStop(launch, record, nowMs - startMs)) {
+        if (isDue && isToStop(launch, record, nowMs - startMs)) {
             mMeans.library.stop(mFollowed);
             lastStopMs = nowMs;
             if (firstStopMs <= 0) firstStopMs = nowMs;
@@ -192,12 +198,11 @@ void LaunchMaker::look(Launch& launch, const LaunchRecord& record, double elapse
     if (elapsedMs > kNameNoteAfterMs && !mSettings.follow.empty()) noteNames(launch);
 }
 
-// Whoever names a process to follow may know that it comes late.
-bool LaunchMaker::mustStop(const Launch& launch, const LaunchRecord& record, double elapsedMs) {
-    if (isInterrupted() || elapsedMs > kLaunchLimitMs) return true;
-    if (record.phase() != LaunchPhase::kHunting) return false;
+bool LaunchMaker::isToStop(const Launch& launch, const LaunchRecord& record,
+                           double elapsedMs) const {
     const bool isLost = launch.shownName.verdict() != ShownName::Verdict::kOpen;
-    return launch.command.hasEnded() || (isLost && mSettings.follow.empty());
+    return isInterrupted() || mustStop({record.phase(), elapsedMs, launch.command.hasEnded(),
+                                        isLost, !mSettings.follow.empty()});
 }
 
 void LaunchMaker::noteNames(Launch& launch) {

@@ -54,6 +54,18 @@ struct Probing {
 /// now will do so the next time, and each hunt for it takes a minute.
 bool endsSession(LaunchOutcome outcome);
 
+/// A launch that the library is at work on.
+struct OngoingLaunch {
+    LaunchPhase phase;
+    double elapsedMs;
+    bool commandEnded;
+    bool isLost;   ///< no name to follow is shown, or another one
+    bool isGiven;  ///< the name, by a person, who may know that it comes late
+};
+
+/// Whether the library is to be stopped, which hunts for a minute.
+bool mustStop(const OngoingLaunch& launch);
+
 /// On one thread.
 class LaunchMaker {
 public:
@@ -85,7 +97,7 @@ private:
     void follow(Launch& launch, int phaseMs);
     void awaitEnd(Launch& launch);
     void look(Launch& launch, const LaunchRecord& record, double elapsedMs);
-    bool mustStop(const Launch& launch, const LaunchRecord& record, double elapsedMs);
+    bool isToStop(const Launch& launch, const LaunchRecord& record, double elapsedMs) const;
     void noteNames(Launch& launch);
     void lookOn(Launch& launch) const;
     void lookAfter(Launch& launch);

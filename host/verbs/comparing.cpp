@@ -27,10 +27,7 @@ void writePictureOf(const Comparison& comparison, const std::string& file) {
 
 std::string inCharacters(const Comparison& comparison) {
     ComparisonPicture picture;
-    const std::optional<TerminalSize> size = terminalSize();
-    if (size && size->columns > 0) picture.columns = size->columns;
-    if (picture.columns < kFewestColumns)
-        throw HostError(kEnvironment, tooNarrowText(picture.columns));
+    picture.columns = roomOn(terminalSize(), {picture.columns, 0}).columns;
     picture.isAscii = !isUtf8Locale();
     PlotScript script = comparisonScript(comparison, picture);
     script.above = "\n";  // the text above says it all

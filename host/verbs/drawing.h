@@ -16,8 +16,9 @@ struct TerminalSize {
 /// None when standard output is not a terminal.
 std::optional<TerminalSize> terminalSize();
 
-/// What to say of a terminal that is too narrow.
-std::string tooNarrowText(int columns);
+/// What a drawing may take of the terminal, which leaves a row for the prompt;
+/// `usual` where there is none or it tells no size. Throws HostError for a narrow one.
+TerminalSize roomOn(const std::optional<TerminalSize>& terminal, TerminalSize usual);
 
 /// The picture, of a text with what stands above and below it.
 std::string draw(const PlotScript& script);

@@ -82,12 +82,9 @@ std::vector<Metric> chooseMetrics(const std::vector<const DumpedLaunch*>& launch
 }
 
 void fitToTerminal(Picture& picture) {
-    const std::optional<TerminalSize> size = terminalSize();
-    if (!size) return;
-    if (size->columns > 0) picture.columns = size->columns;
-    if (size->rows > 0) picture.rows = size->rows - 1;  // one for the prompt
-    if (picture.columns < kFewestColumns)
-        throw HostError(kEnvironment, tooNarrowText(picture.columns));
+    const TerminalSize room = roomOn(terminalSize(), {picture.columns, picture.rows});
+    picture.columns = room.columns;
+    picture.rows = room.rows;
 }
 
 int plot(const PlotArguments& arguments, const Invocation& invocation) {

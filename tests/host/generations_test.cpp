@@ -79,6 +79,7 @@ TEST(GenerationsFile, NumbersOfOlderVersionsAreKeptWhenTheHistoryForgetsThem) {
         historyOf({lineOf({}), lineOf({}, kErasedOutcome), lineOf({}, kErasedOutcome)});
     file.adopt(erasedTwice);
     EXPECT_EQ(file.read().newestOf("com.a").number, 3);
+    std::ofstream(folder / "generations.jsonl.new") << "left by a kill";
     file.put("com.a", {4, "v4"});
     file.adopt(erasedTwice);
     file.adopt({});

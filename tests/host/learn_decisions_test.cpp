@@ -5,6 +5,7 @@
 
 #include "host/base/exit_code.h"
 #include "host/base/json_text.h"
+#include "host/learn/launch_maker.h"
 #include "host/learn/learn_advice.h"
 #include "host/learn/progress.h"
 #include "host/learn/shown_name.h"
@@ -139,7 +140,7 @@ TEST(TreeGrowthTest, ProcessThatGrowsWhileTheSampledOneDoesNotIsFound) {
         {"settled before", {{own(400), child(9000)}, {own(400), child(9100)}}, "", false},
         {"both grow", {{own(400), child(100)}, {own(9000), child(20'000)}}, "", true},
         {"sampled one shrinks", {{own(9000)}, {own(400)}}, "", true},
-        {"sampled one within the tolerance", {{own(9900)}, {own(9999)}}, "", false},
+        {"sampled one within the tolerance", {{own(9900)}, {own(10'000)}}, "", false},
         {"nothing was seen", {{}}, "", false},
     };
     for (const Growth& each : cases) {
@@ -232,6 +233,16 @@ TEST(ProbeSightTest, TheLineSaysWhatWasSeenAndWhatIsDone) {
     sight = sightOf(Window::kShort, {}, 10);
     sight.hasEnded = true;
     EXPECT_THAT(textOf(sight), StartsWith("the process ended after 510 ms, before it had settled"));
+}
+
+TEST(LaunchMakerTest, HuntForWhatCannotComeAnyMoreIsStopped) {
+    constexpr LaunchPhase kHunting = LaunchPhase::kHunting;
+    EXPECT_FALSE(mustStop({kHunting, 59'000, false, false, false}));
+    EXPECT_TRUE(mustStop({kHunting, 0, true, false, true}));
+    EXPECT_TRUE(mustStop({kHunting, 0, false, true, false}));
+    EXPECT_FALSE(mustStop({kHunting, 0, false, true, true})) << "it may come yet";
+    EXPECT_FALSE(mustStop({LaunchPhase::kSampling, 299'000, true, true, false}));
+    EXPECT_TRUE(mustStop({LaunchPhase::kSampling, 301'000, false, false, true}));
 }
 
 TEST(ProgressTest, BarStaysInItsBoundsWhenALaunchTakesLonger) {

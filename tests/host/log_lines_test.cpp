@@ -115,7 +115,9 @@ TEST(LaunchRecordTest, StoresFailuresAreToldApartWithTheLaunchsOwnCause) {
         recordOf({{kError, "earlier", "TAVO-DB"},
                   {kError, "Failed to update status for app p", kStore, "checkStatus"},
                   kTaken,
+                  {kError, kNoPid.message, "TAVO-ORVO"},
                   {kError, "disk I/O error", "TAVO-DB", "judge"}});
+    EXPECT_EQ(record.phase(), LaunchPhase::kHunting);
     EXPECT_TRUE(record.countFailed());
     EXPECT_FALSE(record.storeFailed());
     EXPECT_EQ(record.databaseError(), "disk I/O error");
@@ -138,8 +140,9 @@ TEST(SeriesRecorderTest, WhatIsNoSampleAndWhatCameToNoResultIsLeftOut) {
     const Line heard{kDebug, "FD info 1[7]", "TAVO-ORVO", "setData"};
     const Line found{kDebug, "actual pid = 42 TimeTakenToFind 200.500000 ms"};
     const Line cleared{kDebug, "cleared", kLearner, "clearAll"};
+    const Line clearedElsewhere{kDebug, "cleared"};
     std::vector<Line> lines{memory, kTaken, fds, cleared, found, memory, score, heard};
-    lines.insert(lines.end(), {fds, evaluation, dumped, memory, evaluation});
+    lines.insert(lines.end(), {fds, evaluation, dumped, memory, evaluation, clearedElsewhere});
     const RecordedLaunch launch = launchOf(lines);
     EXPECT_EQ(launch.series.values, (std::array<Series, 3>{Series{70, 70}, Series{}, Series{0}}));
     ASSERT_EQ(launch.evaluations.size(), 1U) << "an exception ended the other";

@@ -13,6 +13,7 @@
 #include "host/base/replaced_file.h"
 #include "host/dump/plot_script.h"
 #include "host/dump/recorded_probe.h"
+#include "host/verbs/drawing.h"
 #include "tests/host/golden_dumps.h"
 #include "tests/host/program.h"
 #include "tests/host/refusal.h"
@@ -104,6 +105,21 @@ TEST(PlotScript, ATextKeepsToItsColumnsAndItsCharacters) {
     std::istringstream lines(text.above + text.below);
     for (std::string line; std::getline(lines, line);)
         EXPECT_LE(line.size(), 40U) << line;
+}
+
+TEST(Drawing, FitsIntoTheTerminalBesideItsPrompt) {
+    const auto room = [](std::optional<TerminalSize> terminal) {
+        const TerminalSize size = roomOn(terminal, {80, 24});
+        return std::pair(size.columns, size.rows);
+    };
+    EXPECT_EQ(room({}), std::pair(80, 24));
+    EXPECT_EQ(room(TerminalSize{0, 0}), std::pair(80, 24));
+    EXPECT_EQ(room(TerminalSize{kFewestColumns, 50}), std::pair(kFewestColumns, 49));
+    EXPECT_THAT(
+        [&] {
+            room(TerminalSize{kFewestColumns - 1, 50});
+        },
+        refuses(kEnvironment, HasSubstr("widen it")));
 }
 
 class PlotVerb : public HostTest {

@@ -114,9 +114,11 @@ TEST_F(StoreTest, RowsOfAPackageAreReadAloneAndAmongAll) {
 }
 
 TEST_F(StoreTest, ShowTellsOfAllOrOfOneAndOfNoOther) {
+    addRow(mFile, "OrvoStatus", "com.\x1b", {0, 1});
     EXPECT_EQ(host({"show", "--csv"}), kDone) << mErr;
     EXPECT_THAT(mOut, AllOf(HasSubstr("\n1,com.a,2,2,3,300 330,false,,,"),
-                            HasSubstr("\n1,com.b,9,0,,,true,450,,")));
+                            HasSubstr("\n1,com.b,9,0,,,true,450,,"),
+                            HasSubstr("\n1,com.\x1b,1,")));  // it is no terminal
     EXPECT_EQ(host({"show", "com.b", "--json"}), kDone);
     EXPECT_THAT(mOut, AllOf(HasSubstr("com.b"), Not(HasSubstr("com.a"))));
     EXPECT_EQ(host({"show", "com.b", "--generations"}), kDone);
@@ -144,6 +146,13 @@ TEST_F(StoreTest, EraseForgetsOnePackageAndItsNextGenerationBegins) {
 TEST_F(StoreTest, DoctorTellsOfADamagedPackageAndOfADamagedFile) {
     EXPECT_THAT(finding(), AllOf(Field(&CheckFinding::health, Health::kWell),
                                  Field(&CheckFinding::text, HasSubstr("2 packages, intact"))));
+    const auto setVersion = [&](char version) { std::fstream(mFile).seekp(18).put(version); };
+    setVersion(3);  // of a later SQLite, to be read only
+    EXPECT_THAT(finding().text, HasSubstr("cannot write"));
+    setVersion(2);
+    EXPECT_EQ(checkState(mFolderOfState).at(0).health, Health::kWell);
+    std::filesystem::permissions(mState, std::filesystem::perms{0750});
+    EXPECT_THAT(checkState(mFolderOfState).at(0).text, HasSubstr("chmod 700"));
     replaceInFile("com.a", "com.x");  // out of its order, which no reading sees
     EXPECT_THAT(finding(), AllOf(Field(&CheckFinding::health, Health::kAmiss),
                                  Field(&CheckFinding::text, HasSubstr("is damaged ("))));

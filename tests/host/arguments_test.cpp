@@ -62,6 +62,8 @@ TEST_F(ArgumentsTest, WhatIsWrongIsSaidInOneLineWithWhatHelps) {
         {{"erase", "p", "show"}, "unexpected argument 'show'; see orvo-host erase --help"},
         {{"show", "--json", "--csv"}, "excludes"},
         {{"show", "p", "--", "true"}, "takes no COMMAND"},
+        {{"erase", "p", "--", "true"}, "takes no COMMAND"},
+        {{"watch", "--cost", "--", "true"}, "takes no COMMAND"},
         {{"learn", "p"}, "COMMAND is missing"},
         {{"measure", "p"}, "COMMAND is missing"},
         {{"learn", "", "--", "true"}, "PACKAGE is empty"},

@@ -11,14 +11,12 @@
 #include "host/learn/shown_name.h"
 #include "host/learn/tree_growth.h"
 #include "host/library/look_after.h"
+#include "tests/host/recorded_text.h"
 
 namespace host {
 namespace {
 
-using testing::AllOf;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::StartsWith;
 using Tree = std::vector<ProcessLook>;
 
@@ -220,19 +218,15 @@ TEST(ProbeSightTest, TheLineSaysWhatWasSeenAndWhatIsDone) {
         sight.firstMs = 210;
         return sight;
     };
-    EXPECT_EQ(textOf(sightOf(Window::kExtended, 77, 160)),
-              "settled after 2520 ms; learning with the extended window (3 s)");
-    EXPECT_THAT(textOf(sightOf(Window::kShort, 0, 200)), StartsWith("settled before the first"));
+    std::string told = textOf(sightOf(Window::kExtended, 77, 160)) + '\n' +
+                       textOf(sightOf(Window::kShort, 0, 200)) + '\n';
     ProbeSight sight = sightOf(Window::kLong, {}, 2000);
-    EXPECT_THAT(textOf(sight), AllOf(StartsWith("did not settle within a minute; learning with"),
-                                     HasSubstr("long"), HasSubstr("doubtful")));
-    EXPECT_EQ(jsonOf(sight).dump(),
-              R"({"settled_since_start_ms":null,"drifts":false,"seen_ms":60210})");
+    told += textOf(sight) + '\n' + jsonOf(sight).dump() + '\n';
     sight.choice.opinion.driftsFrom = 40;
-    EXPECT_THAT(textOf(sight), StartsWith("settled after 1410 ms, but for a slow drift;"));
+    told += textOf(sight) + '\n';
     sight = sightOf(Window::kShort, {}, 10);
     sight.hasEnded = true;
-    EXPECT_THAT(textOf(sight), StartsWith("the process ended after 510 ms, before it had settled"));
+    expectRecorded("probing", told + textOf(sight) + '\n');
 }
 
 TEST(LaunchMakerTest, HuntForWhatCannotComeAnyMoreIsStopped) {
@@ -270,11 +264,15 @@ protected:
         mReport.launchesAsked = 2;
     }
 
-    std::vector<std::string> adviceOn(const std::vector<LaunchResult>& launches) {
+    /// Gathers what is told of these launches.
+    void advise(const std::vector<LaunchResult>& launches) {
         mReport.launches = launches;
-        return host::adviceOn(mReport, mContext);
+        for (const std::string& line : adviceOn(mReport, mContext))
+            mTold += line + '\n';
+        mTold += "--\n";
     }
 
+    std::string mTold;
     LearnReport mReport;
     AdviceContext mContext{"orvo-host erase p", "the.log", "command.log"};
 };
@@ -299,63 +297,52 @@ TEST_F(AdviceTest, EachCauseIsToldOnceAndOnlyWhereItHolds) {
     full.countFailed = true;
     uncounted.storeFault = full.storeFault = "it is full; free it";
 
-    const struct {
-        std::vector<LaunchResult> launches;
-        std::vector<const char*> words;
-    } cases[] = {
-        {{stored, stored}, {}},
-        {{early, early}, {"must stay", "command.log"}},
-        {{followedLeft}, {"'p' ended while COMMAND went on", "--follow NAME"}},
-        {{quick, stored}, {"before the first look"}},
-        {{restless, restless}, {"'p' still changed", "--window extended"}},
-        {{childGrew}, {"'python3', grew by 37 MB; learn that one with --follow 'python3'"}},
-        {{forkGrew}, {"'p', grew by 37 MB; the two cannot be told apart"}},
-        {{storedButChildGrew}, {"if that is the one, orvo-host erase p, and learn that one"}},
-        {{doubtedResult(), stored},
-         {"went on changing", "orvo-host erase p, and learn it anew with"}},
-        {{uncounted}, {"did not count a launch: it is full; free it"}},
-        {{full}, {"did not keep the launch: it is full; free it"}},
-        {{resultOf(LaunchOutcome::kLimitReached)}, {"500th"}},
-        {{resultOf(LaunchOutcome::kLearningFailed)}, {"see the.log"}},
-        {{resultOf(LaunchOutcome::kInterrupted)}, {}},
+    const std::vector<LaunchResult> cases[] = {
+        {stored, stored},
+        {early, early},
+        {followedLeft},
+        {quick, stored},
+        {restless, restless},
+        {childGrew},
+        {forkGrew},
+        {storedButChildGrew},
+        {doubtedResult(), stored},
+        {uncounted},
+        {full},
+        {resultOf(LaunchOutcome::kLimitReached)},
+        {resultOf(LaunchOutcome::kLearningFailed)},
+        {resultOf(LaunchOutcome::kInterrupted)},
+        {early, quick, restless, childGrew},
     };
-    for (const auto& [launches, words] : cases) {
-        const std::vector<std::string> lines = adviceOn(launches);
-        EXPECT_EQ(lines.size(), words.empty() ? 0U : 1U) << outcomeText(launches[0].outcome);
-        for (const char* word : words)
-            EXPECT_THAT(lines, ElementsAre(HasSubstr(word)));
-    }
-    EXPECT_EQ(adviceOn({early, quick, restless, childGrew}).size(), 4U);
+    for (const std::vector<LaunchResult>& launches : cases)
+        advise(launches);
+    expectRecorded("advice", mTold);
 }
 
 TEST_F(AdviceTest, NamesKindAndWhatWasLearnedBeforeAreTakenIntoAccount) {
     const LaunchResult notFound = resultOf(LaunchOutcome::kNotFound);
-    mReport.namesShown = {"a", "b"};
-    EXPECT_THAT(
-        adviceOn({notFound}),
-        ElementsAre(AllOf(HasSubstr("name 'p', those shown: 'a', 'b'"), HasSubstr("--follow"))));
-    mReport.followedWasSeen = true;
-    EXPECT_THAT(adviceOn({notFound}), ElementsAre(HasSubstr("changes from launch to launch")));
+    const LaunchResult stored = resultOf(LaunchOutcome::kStored);
     LaunchResult restless = resultOf(LaunchOutcome::kUndecided);
     restless.changedWhileSampled = true;
+    mReport.namesShown = {"a", "b"};
+    advise({notFound});
+    mReport.followedWasSeen = true;
+    advise({notFound});
     mReport.kind = LaunchKind{1, 2};
-    EXPECT_THAT(adviceOn({restless}), ElementsAre(HasSubstr("sampled; --window long")));
+    advise({restless});
     mReport.kindBefore = LaunchKind{1, 0};
-    EXPECT_THAT(adviceOn({resultOf(LaunchOutcome::kStored)}),
-                ElementsAre(AllOf(HasSubstr("the short window (1 s), and now the extended"),
-                                  HasSubstr("orvo-host erase p"))));
+    advise({stored});
     mReport.kindBefore = LaunchKind{1, 1};
-    EXPECT_THAT(adviceOn({resultOf(LaunchOutcome::kStored)}), IsEmpty());
+    advise({stored});
     mReport.kindBefore.reset();
     mReport.followed = "sleep";
-    EXPECT_THAT(adviceOn({restless}),
-                ElementsAre(AllOf(HasSubstr("'sleep'"), HasSubstr("--follow"))));
+    advise({restless});
     mReport.kind = LaunchKind{2, 0};
-    EXPECT_THAT(adviceOn({restless}), ElementsAre(HasSubstr("comes to rest")));
+    advise({restless});
     mReport.finalEndpointMs = 300;
-    EXPECT_THAT(adviceOn({}),
-                ElementsAre(AllOf(HasSubstr("nothing was run"), HasSubstr("orvo-host erase p"))));
-    EXPECT_THAT(adviceOn({resultOf(LaunchOutcome::kStored)}), IsEmpty());
+    advise({});
+    advise({stored});
+    expectRecorded("advice-before", mTold);
 }
 
 TEST_F(AdviceTest, ExitCodeTellsWhetherWhatWasAskedForIsReached) {

@@ -1,18 +1,14 @@
-// Pictures: what is drawn, and what becomes of the file.
+// Pictures: the room they have, and what becomes of the file.
 #include <csignal>
-#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "host/base/exit_code.h"
 #include "host/base/replaced_file.h"
-#include "host/dump/plot_script.h"
-#include "host/dump/recorded_probe.h"
 #include "host/verbs/drawing.h"
 #include "tests/host/golden_dumps.h"
 #include "tests/host/program.h"
@@ -23,89 +19,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::AllOf;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-
-Picture pictureOf(const std::vector<const DumpedLaunch*>& launches,
-                  PictureFormat format = PictureFormat::kSvg) {
-    Picture picture;
-    picture.format = format;
-    picture.package = "com.app";
-    picture.launches = launches;
-    picture.metrics = metricsWithSamples(launches);
-    return picture;
-}
-
-std::string scriptOf(const std::vector<const DumpedLaunch*>& launches) {
-    return plotScript(pictureOf(launches)).script;
-}
-
-TEST(PlotScript, OnlyTheNewestLaunchesHaveALookOfTheirOwnAndThoseAlikeAreOne) {
-    const Dump dump = golden("java");
-    std::deque<DumpedLaunch> others(8, dump.launch(1));
-    std::vector<const DumpedLaunch*> launches;
-    for (DumpedLaunch& other : others) {
-        other.series[Metric::kVmRss][0] += static_cast<std::int32_t>(launches.size());
-        launches.push_back(&other);
-    }
-    LaunchNote& note = others.front().note.emplace();
-    note.firstSampleSinceStartMs = note.lastSampleSinceStartMs = 200;
-    launches.insert(launches.end(), {&dump.launch(2), &dump.launch(2), &dump.launch(2)});
-    EXPECT_THAT(
-        scriptOf(launches),
-        AllOf(HasSubstr("title 'older launches'"),
-              HasSubstr("title 'launch 2, one of 3 alike, settled at 1350 ms'"),
-              HasSubstr("'median endpoint 2190 ms'"), HasSubstr("'ms since the first sample'")))
-        << "the others have no note";
-}
-
-TEST(PlotScript, AProbingLaunchIsDrawnFromItsNoteWithWhatItChose) {
-    const TempFolder folder;
-    const DumpSource source{folder / "a_vmrss.csv", "a", true};
-    EXPECT_THAT([&] { recordedProbe(source); }, refuses(kNotLearned, HasSubstr("learn --dump")));
-    ProbeSight sight;
-    for (int i = 0; i < 160; ++i)
-        sight.memoryKb.push_back(10'000 + 2000 * std::min(i, 70));
-    sight.choice = *chooseWindow(sight.memoryKb);
-    sight.firstMs = 210.4;
-    std::ofstream(folder / "a_probe.jsonl") << toJsonLine(noteOf(ProbeSight{{}, 1, true, {5}}))
-                                            << toJsonLine(noteOf(sight)) << "{\"cut off";
-    const DumpedLaunch launch = recordedProbe(source);
-    EXPECT_EQ(launch.series[Metric::kVmRss], sight.memoryKb);
-    EXPECT_THAT(scriptOf({&launch}),
-                AllOf(HasSubstr("probing launch'"), HasSubstr("'settled after 2310 ms; learning w"),
-                      HasSubstr("'settled 2310 ms'"), HasSubstr("set arrow from first 3.18,graph"),
-                      HasSubstr("'end of the extended window (3 s)'")));
-}
-
-TEST(PlotScript, LaunchesWithoutResultsAreDrawnTooAndMissingMetricsAreNot) {
-    Dump dump = golden("node");
-    EXPECT_THAT(metricsWithSamples({&dump.launch(2)}),
-                ElementsAre(Metric::kVmRss, Metric::kOomScore));
-    dump.launches[1].evaluations.clear();
-    dump.launches[1].outcome = DumpOutcome::kCutOff;
-    EXPECT_THAT(scriptOf({&dump.launch(2)}),
-                AllOf(HasSubstr("'cut off'"), Not(HasSubstr("arrow from"))));
-}
-
-TEST(PlotScript, ATextKeepsToItsColumnsAndItsCharacters) {
-    const Dump dump = golden("chromium");
-    Picture picture = pictureOf({&dump.launch(1)}, PictureFormat::kText);
-    picture.package = std::string(90, 'n') + "\u00e9";
-    picture.columns = kFewestColumns;
-    EXPECT_THAT(plotScript(picture).above, HasSubstr("\u00e9"));
-    picture.isAscii = true;
-    const PlotScript text = plotScript(picture);
-    EXPECT_THAT(text.below, AllOf(HasSubstr("E  launch endpoint 1200 ms"), HasSubstr(" +- 1 %")));
-    EXPECT_THAT(text.above, HasSubstr("n?, launch 1: settled"));
-    for (const std::string& part : {text.script, text.above, text.below})
-        EXPECT_TRUE(std::all_of(part.begin(), part.end(), [](char c) { return c > 0; })) << part;
-    std::istringstream lines(text.above + text.below);
-    for (std::string line; std::getline(lines, line);)
-        EXPECT_LE(line.size(), 40U) << line;
-}
 
 TEST(Drawing, FitsIntoTheTerminalBesideItsPrompt) {
     const auto room = [](std::optional<TerminalSize> terminal) {
@@ -115,11 +31,8 @@ TEST(Drawing, FitsIntoTheTerminalBesideItsPrompt) {
     EXPECT_EQ(room({}), std::pair(80, 24));
     EXPECT_EQ(room(TerminalSize{0, 0}), std::pair(80, 24));
     EXPECT_EQ(room(TerminalSize{kFewestColumns, 50}), std::pair(kFewestColumns, 49));
-    EXPECT_THAT(
-        [&] {
-            room(TerminalSize{kFewestColumns - 1, 50});
-        },
-        refuses(kEnvironment, HasSubstr("widen it")));
+    const TerminalSize narrow{kFewestColumns - 1, 50};
+    EXPECT_THAT([&] { room(narrow); }, refuses(kEnvironment, HasSubstr("widen it")));
 }
 
 class PlotVerb : public HostTest {
@@ -190,10 +103,14 @@ TEST_F(PlotVerb, AFailureLeavesTheOldPictureAndNothingElse) {
     EXPECT_EQ(files(), 3U) << "the picture, gnuplot and the fifo";
 }
 
-TEST_F(PlotVerb, NothingToDrawIsSaid) {
+TEST_F(PlotVerb, WhatIsNotDrawnIsSaid) {
     EXPECT_EQ(host({"plot", goldenFile("python3"), "--launch", "3"}), 1);
     EXPECT_THAT(mErr, HasSubstr("launch 3 has no samples"));
     EXPECT_EQ(host({"plot", goldenFile("node"), "--metric", "fd"}), 1) << "the last has none";
+    for (int i = 0; i < 51; ++i)
+        std::ofstream(mFolder / "many.csv", std::ios::app) << contentOf(goldenFile("java"));
+    EXPECT_EQ(host({"plot", mFolder / "many.csv", "--all", "-o", mFolder / "a.svg"}), 0);
+    EXPECT_THAT(mErr, HasSubstr("only the last 100 of the 102"));
 }
 
 }  // namespace

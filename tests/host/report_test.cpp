@@ -6,6 +6,7 @@
 #include "host/report/comparison_section.h"
 #include "host/report/svg_chart.h"
 #include "tests/host/golden_dumps.h"
+#include "tests/host/made_up_store.h"
 #include "tests/host/program.h"
 
 namespace host {
@@ -86,6 +87,9 @@ TEST_F(ReportVerb, RefusesInOneLineAndLeavesNoPage) {
     EXPECT_EQ(host({"report", "com.a", "com.b", "--generation", "1", "-o", page}), kUsage);
     EXPECT_EQ(host({"report", goldenFile("java")}), kUsage) << "without -o";
     EXPECT_FALSE(std::filesystem::exists(page));
+    addRow(mState + "/orvo.db", "OrvoStatus", "com.a", {0, 1});
+    EXPECT_EQ(host({"report", "-o", page}), kDone) << mErr;
+    EXPECT_THAT(contentOf(page), HasSubstr("learned without --dump"));
     EXPECT_EQ(host({"report", goldenFile("java"), goldenFile("node"), "-o", page}), kDone) << mErr;
     EXPECT_TRUE(std::filesystem::exists(page));
 }

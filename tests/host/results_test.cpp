@@ -133,6 +133,7 @@ TEST(MeasuredLaunch, IsWhatItsDumpRecords) {
             }
             ASSERT_EQ(launch.note.has_value(), !recorded.evaluations.empty());
             if (!launch.note) continue;
+            EXPECT_EQ(launch.note->assessment.sinceStartMs, 1043);
             EXPECT_EQ(launch.note->firstSampleSinceStartMs, 232);
             EXPECT_EQ(launch.note->lastSampleSinceStartMs, 262);
             EXPECT_EQ(launch.note->windowSamples, launch.isLong() ? 2000U : 34U);

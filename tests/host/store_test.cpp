@@ -99,9 +99,10 @@ protected:
 };
 
 TEST_F(StoreTest, RowsOfAPackageAreReadAloneAndAmongAll) {
+    addRow(mFile, "OrvoStatus", "com.c", {});
     StoreReader store(mFile);
     const std::vector<StoredPackage> all = store.packages();
-    ASSERT_EQ(all.size(), 2U);
+    ASSERT_EQ(all.size(), 3U);
     for (const StoredPackage& a : {all[0], store.package("com.a")}) {
         EXPECT_EQ(a.name, "com.a");
         EXPECT_FALSE(a.learned);
@@ -189,6 +190,7 @@ TEST(DoctorTest, OneThatIsAmissIsEnoughWhereverItStands) {
     EXPECT_TRUE(isWell({well, note}));
     EXPECT_FALSE(isWell({amiss, well, note}));
     EXPECT_FALSE(isWell({well, amiss}));
+    EXPECT_TRUE(isWell(checkTools()));
 }
 
 }  // namespace

@@ -126,6 +126,8 @@ TEST(SecondOpinion, HasNoneWhereMemoryDoesNotEndAtALevel) {
     EXPECT_EQ(secondOpinion(ramp(68, 20'000, 400), kShortStreak).ending, Ending::kGrowing);
     EXPECT_EQ(secondOpinion(kSettles + ramp(8, 46'000, 2000), kShortStreak).ending,
               Ending::kGrowing);
+    EXPECT_EQ(secondOpinion(level(64, 50'000) + level(4, 60'000), kShortStreak).ending,
+              Ending::kGrowing);
     const SecondOpinion drift =
         secondOpinion(ramp(12, 20'000, 2000) + ramp(56, 44'000, 40), kShortStreak);
     EXPECT_EQ(drift.ending, Ending::kDrifting);

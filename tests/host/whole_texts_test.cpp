@@ -1,12 +1,15 @@
 // What is told and drawn of recorded launches, and handed on, whole.
 #include <cstdlib>
+#include <deque>
 
 #include "host/dump/explanation_report.h"
 #include "host/dump/plot_script.h"
+#include "host/dump/recorded_probe.h"
 #include "host/export/launch_export.h"
 #include "host/report/report_page.h"
 #include "tests/host/golden_dumps.h"
 #include "tests/host/recorded_text.h"
+#include "tests/host/refusal.h"
 
 namespace host {
 namespace {
@@ -83,6 +86,54 @@ TEST(WholeTexts, Pictures) {
         const Picture one = pictureOf({&dump.launch(1)}, PictureFormat::kSvg);
         expectRecorded(std::string("plot-") + program, frameOf(plotScript(one)));
     }
+}
+
+TEST(WholeTexts, PictureInFewColumnsAndCharacters) {
+    const Dump dump = golden("chromium");
+    Picture picture = pictureOf({&dump.launch(1)}, PictureFormat::kText);
+    picture.package = std::string(90, 'n') + "\u00e9";
+    picture.columns = kFewestColumns;
+    expectRecorded("plot-narrow", frameOf(plotScript(picture)));
+    picture.isAscii = true;
+    expectRecorded("plot-ascii", frameOf(plotScript(picture)));
+}
+
+// Only the newest have a look of their own, and those alike are one. One has a note.
+TEST(WholeTexts, PictureOfManyLaunches) {
+    const Dump dump = golden("java");
+    std::deque<DumpedLaunch> others(8, dump.launch(1));
+    std::vector<const DumpedLaunch*> launches;
+    for (DumpedLaunch& other : others) {
+        other.series[Metric::kVmRss][0] += static_cast<std::int32_t>(launches.size());
+        launches.push_back(&other);
+    }
+    LaunchNote& note = others.front().note.emplace();
+    note.firstSampleSinceStartMs = note.lastSampleSinceStartMs = 200;
+    launches.insert(launches.end(), {&dump.launch(2), &dump.launch(2), &dump.launch(2)});
+    expectRecorded("plot-many", frameOf(plotScript(pictureOf(launches, PictureFormat::kSvg))));
+}
+
+TEST(WholeTexts, PicturesOfLaunchesWithoutResults) {
+    Dump dump = golden("node");
+    dump.launches[1].evaluations.clear();
+    dump.launches[1].outcome = DumpOutcome::kCutOff;
+    const Picture cutOff = pictureOf({&dump.launch(2)}, PictureFormat::kSvg);
+    expectRecorded("plot-cut-off", frameOf(plotScript(cutOff)));
+
+    const TempFolder folder;
+    const DumpSource source{folder / "a_vmrss.csv", "a", true};
+    EXPECT_THAT([&] { recordedProbe(source); },
+                refuses(kNotLearned, testing::HasSubstr("learn --dump")));
+    ProbeSight sight;
+    for (int i = 0; i < 160; ++i)
+        sight.memoryKb.push_back(10'000 + 2000 * std::min(i, 70));
+    sight.choice = *chooseWindow(sight.memoryKb);
+    sight.firstMs = 210.4;
+    std::ofstream(folder / "a_probe.jsonl") << toJsonLine(noteOf(ProbeSight{{}, 1, true, {5}}))
+                                            << toJsonLine(noteOf(sight)) << "{\"cut off";
+    const DumpedLaunch launch = recordedProbe(source);
+    EXPECT_EQ(launch.series[Metric::kVmRss], sight.memoryKb);
+    expectRecorded("plot-probe", frameOf(plotScript(pictureOf({&launch}, PictureFormat::kSvg))));
 }
 
 const std::string kHostile = "a'b\"<img onerror=x>&lt;|*b*";

@@ -355,17 +355,6 @@ TEST_F(LearnTest, ClosedStandardStreamsStayClosedToEverythingElse) {
     EXPECT_THAT(beside.out(), HasSubstr("p: not learned"));
 }
 
-TEST_F(LearnTest, StoreThatIsNoDatabaseIsRefusedAndLeftAsItWas) {
-    fs::create_directory(mState);
-    const std::string garbage(5000, 'x');
-    std::ofstream(mState + "/orvo.db") << garbage;
-    for (const Words& words : {Words{"show"}, Words{"erase", "p"}, learnSample({}, {})}) {
-        EXPECT_EQ(host(words), 3) << words.front();
-        EXPECT_THAT(mErr, HasSubstr("not a database"));
-    }
-    EXPECT_EQ(contentOf(mState + "/orvo.db"), garbage);
-}
-
 TEST_F(LearnTest, StoreWhoseMakingWasCutShortHoldsNothing) {
     fs::create_directory(mState);
     std::ofstream(mState + "/orvo.db").flush();

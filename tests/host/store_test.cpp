@@ -170,6 +170,13 @@ TEST_F(StoreTest, TableThatCannotBeReadIsNotTakenForAnEmptyOne) {
     const auto isRefused = refuses(kEnvironment, HasSubstr("cannot be read: database disk image"));
     EXPECT_THAT([&] { StoreReader(mFile).packages(); }, isRefused);
     EXPECT_THAT([&] { StoreReader(mFile).package("com.a"); }, isRefused);
+    const std::string garbage(5000, 'x');
+    std::ofstream(mFile) << garbage;
+    for (const char* verb : {"show", "erase"}) {
+        EXPECT_EQ(host({verb, "com.a"}), kEnvironment);
+        EXPECT_THAT(mErr, HasSubstr("not a database"));
+    }
+    EXPECT_EQ(contentOf(mFile), garbage);
 }
 
 // It may be without end.

@@ -10,12 +10,12 @@
 #include "host/verdict/noise.h"
 #include "host/verdict/verdict_text.h"
 #include "host/verdict/window_choice.h"
+#include "tests/host/recorded_text.h"
 
 namespace host {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using Memory = std::vector<std::int32_t>;
 
@@ -190,20 +190,7 @@ TEST(Verdict, AnEndpointThatAnotherMetricPutLateIsNotMemorysToDoubt) {
     EXPECT_THAT(verdictOn(late).doubts, IsEmpty());
 }
 
-TEST(Verdict, SentencesCarryTheFigures) {
-    const auto sentence = [](const SeenLaunch& seen) {
-        const Verdict verdict = verdictOn(seen);
-        return doubtSentence(verdict.doubts.at(0), seen, verdict);
-    };
-    EXPECT_EQ(sentence(launch(kSettles + level(34, 50'000), 12)),
-              "memory went on changing after the endpoint, by +13.6 %, and settled 660 ms later");
-    EXPECT_EQ(sentence(launch(level(2, 20'000) + level(18, 30'000) + level(14, 44'000), 20)),
-              "memory was seen at its level for 420 ms, and had rested for 540 ms before");
-    EXPECT_THAT(sentence(launch(ramp(34, 20'000, 800), 12)), HasSubstr("by +"));
-    EXPECT_EQ(sentence(launch(kSettles, 20)), "memory was at its level 240 ms before the endpoint");
-}
-
-// Fed as by a probing launch, which judges every few looks.
+/// Fed as by a probing launch, which judges every few looks.
 WindowChoice choiceOf(const Memory& memory, bool ends) {
     for (std::size_t seen = 0;; seen = std::min(seen + 5, memory.size())) {
         const Memory now(memory.begin(), memory.begin() + static_cast<std::ptrdiff_t>(seen));
@@ -273,23 +260,24 @@ TEST(Verdict, TheRemedyIsTheShortestWindowThatShowsTheLevel) {
     EXPECT_EQ(remedy(launch(kSettles, 20), 34), "none") << "late: more time does not help";
 }
 
-TEST(Verdict, WhatIsToldAndKeptCountsFromWhereTheEndpointDoes) {
-    const JudgedLaunch grows(launch(ramp(34, 20'000, 800), 12));
-    EXPECT_THAT(doubtText(grows), HasSubstr(" a second; learn it anew with --window extended"));
-    EXPECT_EQ(doubtNames(grows.verdict), "still growing");
-    EXPECT_EQ(doubtNames(JudgedLaunch(launch(ramp(34, 60'000, -800), 12)).verdict),
-              "still falling");
-    EXPECT_EQ(opinionText(assessmentOf(grows, 7)), "none");
-    const JudgedLaunch late(launch(kSettles, 20));
-    EXPECT_THAT(doubtText(late), HasSubstr("; take the second opinion instead"));
-    EXPECT_TRUE(differs(late.seen, late.verdict.opinion));
-    EXPECT_EQ(opinionText(assessmentOf(late, 7)), "367 ms, within 30 ms");
-    EXPECT_THAT(*assessmentOf(late, 7).doubts, ElementsAre("late"));
-    const JudgedLaunch settled(launch(kSettles, 12));
-    EXPECT_EQ(doubtText(settled), "");
-    EXPECT_FALSE(differs(settled.seen, settled.verdict.opinion));
-    EXPECT_THAT(*assessmentOf(settled, 0).doubts, IsEmpty()) << "judged, and none found";
-    EXPECT_EQ(doubtName("at_rest"), "decided at a rest");
+TEST(Verdict, WhatIsToldCarriesTheFiguresAndCountsFromWhereTheEndpointDoes) {
+    const SeenLaunch launches[] = {
+        launch(kSettles + level(34, 50'000), 12),
+        launch(level(2, 20'000) + level(18, 30'000) + level(14, 44'000), 20),
+        launch(ramp(34, 20'000, 800), 12),
+        launch(ramp(34, 60'000, -800), 12),
+        launch(kSettles, 20),
+        launch(kSettles, 12),
+    };
+    std::string told;
+    for (const SeenLaunch& seen : launches) {
+        const JudgedLaunch judged(seen);
+        const Assessment kept = assessmentOf(judged, 7);
+        ASSERT_TRUE(kept.doubts) << "judged";
+        told += doubtNames(kept) + ": " + doubtText(judged) + "; opinion " + opinionText(kept) +
+                (differs(seen, judged.verdict.opinion) ? ", another\n" : "\n");
+    }
+    expectRecorded("doubts", told);
     EXPECT_EQ(doubtName("of_later"), "of_later");
 }
 

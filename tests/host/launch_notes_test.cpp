@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include "host/dump/dump_name.h"
-#include "host/dump/dump_verdict.h"
 #include "tests/framework/temp_folder.h"
 #include "tests/host/golden_dumps.h"
 #include "tests/host/refusal.h"
@@ -106,25 +105,6 @@ TEST(LaunchNote, IsReadAsItWasWrittenAndNumbersBeyondItsOwnAreNone) {
     std::string tooLarge = line;
     tooLarge.replace(tooLarge.find("[300"), 4, "[3000000000");
     EXPECT_FALSE(parseNoteLine(tooLarge));
-}
-
-// A launch that grows on behind its window: by its dump alone it still grows, but
-// who looked on saw it settle.
-TEST(DumpVerdict, WithANoteIsTheOneThatLearnTold) {
-    DumpedLaunch launch = launchOf(1, {});
-    for (int i = 0; i < 34; ++i)
-        launch.series[Metric::kVmRss].push_back(10'000 + 400 * i);
-    launch.evaluations[0].finalIndex = 27;
-    launch.evaluations[0].metrics[Metric::kVmRss].endpointIndex = 27;
-    launch.outcome = DumpOutcome::kDecided;
-    EXPECT_EQ(verdictText(launch), "settled at 810 ms: doubted, still growing");
-    launch.note = noteOn(launch.series[Metric::kVmRss], 200);
-    launch.note->assessment.sinceStartMs = 1014;
-    for (int i = 34; i < 68; ++i)
-        launch.note->lookAfterKb.push_back(10'000 + 400 * std::min(i, 44));
-    EXPECT_EQ(verdictText(launch),
-              "settled at 810 ms, 1014 ms after the start: doubted, decided at a rest");
-    EXPECT_EQ(assessmentOf(launch, judge(launch)).secondOpinionMs, 1320);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The history of launches and what show makes of it.
 #include "host/state/history.h"
 
+#include <ctime>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -153,6 +154,7 @@ TEST_F(HistoryTest, FileStaysBoundedAndTheLastLaunchesStayKnown) {
 
 TEST_F(HistoryTest, ShowTellsTheSpreadAndLeavesEmptyWhatWasNotMeasured) {
     setenv("TZ", "UTC", 1);
+    tzset();
     for (const int endpointMs : {300, 900, 330, 360}) {
         LaunchEntry entry = judgedEntry(endpointMs, {endpointMs + 203, kSettled, endpointMs, 15});
         entry.launchedAtUnixMs = 1795235127364;

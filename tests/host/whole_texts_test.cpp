@@ -1,5 +1,6 @@
 // What is told and drawn of recorded launches, and handed on, whole.
 #include <cstdlib>
+#include <ctime>
 #include <deque>
 
 #include "host/dump/explanation_report.h"
@@ -175,6 +176,7 @@ TEST(WholeTexts, Exports) {
 
 TEST(WholeTexts, Page) {
     setenv("TZ", "UTC", 1);
+    tzset();
     ReportPage page;
     for (const Recorded& recorded : recordedOnes()) {
         ReportedLaunches reported;

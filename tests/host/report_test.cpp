@@ -33,7 +33,8 @@ Recording recordingOf(const std::string& name) {
 TEST(Report, OfManyLaunchesTheLastAreShownAndAllAreCounted) {
     const DumpedLaunch launch = golden("java").launch(1);
     EXPECT_THAT(pageOf(recordingOf("<j>"), std::vector<DumpedLaunch>(kMostReported + 2, launch)),
-                AllOf(HasSubstr("<h1>Launches of &lt;j&gt;</h1>"),
+                AllOf(HasSubstr("<title>Launches of &lt;j&gt;</title>"),
+                      HasSubstr("<h1>Launches of &lt;j&gt;</h1>"),
                       HasSubstr("102 launches, 102 settled. The last 100 are shown."),
                       HasSubstr("launch 1, one of 100 alike")));
 }

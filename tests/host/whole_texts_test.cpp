@@ -150,9 +150,9 @@ std::vector<Recorded> recordedOnes() {
     std::vector<DumpedLaunch> noted{restless(1), restless(2), restless(3)};
     noted[1].sampledAtMs = {210, 239, 280};
     noted[1].series[Metric::kFdCount] = {7};
+    noted[1].evaluations.clear();
+    noted[1].unevaluated = "exited | early";
     noted[2].note->firstSampleSinceStartMs.reset();
-    noted[2].evaluations[1].finalIndex.reset();
-    noted[2].unevaluated = "exited | early";
     const Dump dump = golden("python3");
     return {
         {Recording({"/home/somebody/" + kHostile + "_vmrss.csv", kHostile, false}), noted},

@@ -13,7 +13,7 @@
 namespace host {
 namespace {
 
-constexpr int kSchemaVersion = 1;
+constexpr int kReportVersion = 1;
 
 std::string launchList(const std::vector<LaunchResult>& launches) {
     std::string text;
@@ -90,7 +90,7 @@ std::string renderJson(const LearnReport& report) {
         addAssessment(json, launch.assessment);
         launches.push_back(json);
     }
-    Json json{{"schema_version", kSchemaVersion},
+    Json json{{"schema_version", kReportVersion},
               {"package", report.package},
               {"followed_name", report.followed},
               {"window", report.kind ? Json(windowName(windowOf(*report.kind))) : Json(nullptr)},

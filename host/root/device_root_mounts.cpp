@@ -36,13 +36,14 @@ public:
 private:
     void show(const std::string& path) {
         if (isGraft(path)) return;
+        std::error_code notALink;  // or an entry that went while we look, such as a device's
+        const fs::path target = fs::read_symlink(kSeenRoot + path, notALink);
         if (leadsToGraft(path)) {
             add({"--dir", path});
             showEntriesOf(path);
-        } else if (fs::is_symlink(kSeenRoot + path)) {
-            add({"--symlink", fs::read_symlink(kSeenRoot + path).string(), path});
+        } else if (!notALink) {
+            add({"--symlink", target.string(), path});
         } else {
-            // An entry may go while we look, such as a device's.
             add({"--dev-bind-try", path, path});
         }
     }

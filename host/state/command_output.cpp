@@ -11,7 +11,7 @@
 namespace host {
 namespace {
 
-constexpr off_t kLargestSize = 4 << 20;
+constexpr off_t kLargestOutput = 4 << 20;
 
 }  // namespace
 
@@ -26,7 +26,7 @@ CommandOutput::CommandOutput(const StateFolder& state) {
 }
 
 void CommandOutput::keepBounded() const {
-    if (lseek(mFile.get(), 0, SEEK_END) < kLargestSize) return;
+    if (lseek(mFile.get(), 0, SEEK_END) < kLargestOutput) return;
     [[maybe_unused]] const int cut = ftruncate(mFile.get(), 0);
 }
 

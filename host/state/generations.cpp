@@ -19,7 +19,7 @@
 namespace host {
 namespace {
 
-constexpr int kSchemaVersion = 1;
+constexpr int kGenerationsVersion = 1;
 constexpr std::size_t kLongestLabel = 64;  // of a table's line
 constexpr std::size_t kMostListed = 10;
 
@@ -131,7 +131,7 @@ std::string Generations::toText() const {
     std::string text;
     for (const auto& [package, byNumber] : mByPackage) {
         for (const auto& [number, generation] : byNumber) {
-            text += jsonLine({{"schema_version", kSchemaVersion},
+            text += jsonLine({{"schema_version", kGenerationsVersion},
                               {"package", package},
                               {"generation", number},
                               {"label", orNull(generation.label)},

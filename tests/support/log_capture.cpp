@@ -12,7 +12,7 @@ namespace {
 
 using Lock = std::lock_guard<std::mutex>;
 
-std::mutex mutex;
+std::mutex linesMutex;
 std::vector<LogLine> captured;
 LogCapture* capture = nullptr;
 
@@ -30,7 +30,7 @@ LogLine parsed(int priority, const std::string& tag, const std::string& message)
 
 void takeLine(const __android_logger_data* data, const char* message) {
     const allocation_faults::Pause pause;
-    const Lock lock(mutex);
+    const Lock lock(linesMutex);
     if (capture == nullptr) return;
     captured.push_back(parsed(data->priority, data->tag, message));
     if (LogCapture::mOnAnyLine) LogCapture::mOnAnyLine(captured.back());
@@ -48,13 +48,13 @@ LogCapture::LogCapture(unsigned level) {
 }
 
 LogCapture::~LogCapture() {
-    const Lock lock(mutex);
+    const Lock lock(linesMutex);
     capture = nullptr;
     setTavoLogLevel(0);
 }
 
 std::vector<std::string> LogCapture::texts() const {
-    const Lock lock(mutex);
+    const Lock lock(linesMutex);
     std::vector<std::string> result;
     for (const LogLine& line : captured)
         result.push_back(line.text);
@@ -63,7 +63,7 @@ std::vector<std::string> LogCapture::texts() const {
 
 std::string LogCapture::take() {
     std::string result = joined(texts());
-    const Lock lock(mutex);
+    const Lock lock(linesMutex);
     captured.clear();
     return result;
 }

@@ -2,6 +2,7 @@
 // change is taken from where its failing test has put it.
 #pragma once
 
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <string>
@@ -10,7 +11,7 @@
 
 inline void expectRecorded(const std::string& name, const std::string& text) {
     if (text == contentOf(ORVO_TEST_DATA_DIR "/texts/" + name)) return;
-    const std::string told = testing::TempDir() + name;
-    std::ofstream(told) << text;
-    ADD_FAILURE() << "diff " ORVO_TEST_DATA_DIR "/texts/" << name << ' ' << told;
+    const std::filesystem::path now = std::filesystem::absolute(name + ".now");
+    std::ofstream(now) << text;
+    ADD_FAILURE() << "diff " ORVO_TEST_DATA_DIR "/texts/" << name << ' ' << now.string();
 }

@@ -8,7 +8,7 @@ set(ORVO_SANITIZE "" CACHE STRING
 option(ORVO_HARDENED_LOCKING
     "Close the prescribed locking's known hazards (README.md tells the difference)" OFF)
 option(ORVO_FUZZERS "Build the fuzz targets (clang only; scripts/fuzz runs them)" OFF)
-option(ORVO_BENCHMARKS "Build the benchmarks (scripts/bench runs them)" OFF)
+option(ORVO_BENCHMARKS "Have targets for the benchmarks (scripts/bench builds and runs them)" OFF)
 
 # What was compiled before is not compiled again, where ccache is installed.
 find_program(CCACHE ccache)

@@ -21,7 +21,7 @@ void write(const std::string& path, std::string_view bytes) {
 
 // The store's file of these bytes.
 std::string storeOf(std::string_view bytes) {
-    static const TempFolder folder(std::filesystem::temp_directory_path());
+    static const TempFolder folder;
     std::string path = folder / "orvo.db";
     const std::size_t pages = bytes.empty() ? 0 : static_cast<unsigned char>(bytes[0]);
     bytes.remove_prefix(std::min<std::size_t>(bytes.size(), 1));

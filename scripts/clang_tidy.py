@@ -28,10 +28,10 @@ root = pathlib.Path.cwd()
 
 
 def clang_tidy(database, file, checks):
-    """What it finds in `file`, empty if nothing."""
+    """What it finds in `file`, or why it failed; empty if neither."""
     run = subprocess.run([CLANG_TIDY, "-quiet", f"--checks={checks}", "-p", database, file],
                          capture_output=True, text=True)
-    return run.stdout if run.returncode else ""
+    return (run.stdout or run.stderr) if run.returncode else ""
 
 
 def unit_of(command):
@@ -84,7 +84,7 @@ def join_by_folder(commands, folder):
 
 def main():
     build = root / sys.argv[1]
-    wanted = re.compile(re.escape(f"{root}/") + (sys.argv[2] if len(sys.argv) > 2 else ""))
+    wanted = re.compile(f"{re.escape(str(root))}/(?:{sys.argv[2] if len(sys.argv) > 2 else ''})")
     commands = [c for c in json.loads((build / "compile_commands.json").read_text())
                 if wanted.match(c["file"])]
     if not commands:

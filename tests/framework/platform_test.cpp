@@ -1,6 +1,7 @@
 // The property store, the log level, the float product, and whose environment counts.
 #include <array>
 #include <cstdio>
+#include <gtest/gtest.h>
 #include <unistd.h>
 #include <utility>
 

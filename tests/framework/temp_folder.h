@@ -3,7 +3,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <string>
 
 #include "host/base/file_content.h"
@@ -11,8 +10,9 @@
 /// Removed with all that is in it.
 class TempFolder {
 public:
-    explicit TempFolder(const std::string& parent = testing::TempDir())
-        : mPath(parent + "/orvo-XXXXXX") {
+    explicit TempFolder(
+        const std::filesystem::path& parent = std::filesystem::temp_directory_path())
+        : mPath(parent / "orvo-XXXXXX") {
         if (mkdtemp(mPath.data()) == nullptr) std::abort();
     }
     ~TempFolder() {

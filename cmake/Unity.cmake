@@ -1,7 +1,8 @@
 # Compiles many sources as one: what the host and the tests include (JSON, GoogleMock)
 # takes far longer to read and to instantiate than their own code. So names in
-# anonymous namespaces are unique within a unit. What a file forgets to include,
-# scripts/lint finds, which reads each by itself.
+# anonymous namespaces are unique within a unit, and within a folder of a target, whose
+# files scripts/lint joins. What a file forgets to include it finds, for it reads each
+# by itself too.
 option(ORVO_UNITY "Compile the host folder by folder, and tests some at a time" ON)
 
 # One file for each folder that sources of the target lie in, and one for those of ARGN.

@@ -21,7 +21,7 @@ std::uint32_t initialLevel() noexcept {
     std::uint32_t level = 0;
     const auto parsed = std::from_chars(text, end, level);
     if (parsed.ec == std::errc() && parsed.ptr == end) return level;
-    ORVO_LOGE("initialLevel", "TAVO_LOG_LEVEL=%s is not a number; using 0", text);
+    ORVO_LOGE("initialLevel", "TAVO_LOG_LEVEL=%s is no number; using 0", text);
     return 0;
 }
 

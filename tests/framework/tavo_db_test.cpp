@@ -204,6 +204,19 @@ TEST_F(TavoDbFileTest, ChangeToTheWriteAheadLogWaitsForAnotherWriter) {
     end.join();
 }
 
+// Waits for it in vain for five seconds.
+TEST_F(TavoDbFileTest, LockThatStaysFailsAWriteAndNotTheNext) {
+    TavoDB database;
+    const auto table = openTable(database, "t");
+    tavodb::Connection other;
+    ASSERT_TRUE(other.open(mPath, tavodb::Connection::Access::kReadWriteCreate));
+    ASSERT_TRUE(other.execute("BEGIN IMMEDIATE"));
+    EXPECT_LT(insert(database, table, "k", "v"), 0);
+    EXPECT_THAT(mLogged, testing::Contains(testing::HasSubstr("database is locked")));
+    ASSERT_TRUE(other.execute("COMMIT"));
+    EXPECT_EQ(insert(database, table, "k", "v"), 1);
+}
+
 TEST_F(TavoDbFileTest, FinishedWriteHasReachedTheDisk) {
     TavoDB database;
     const auto table = openTable(database, "t");

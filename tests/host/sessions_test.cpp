@@ -315,7 +315,7 @@ TEST_F(LearnSessionTest, InterruptedHuntIsStoppedAndItsLaunchIsNoFailureOfTheCom
     });
 }
 
-TEST_F(LearnSessionTest, ProbingLaunchEndsWithItsProcessOrWhereNoNameStandsOut) {
+TEST_F(LearnSessionTest, ProbingLaunchEndsWithItsProcessOrWhereNoNameCanBeFollowed) {
     mOptions.kind.reset();
     inHost([&] {
         library().script[ORVO_SET_LAUNCH] = [](const std::string& package) {

@@ -80,11 +80,8 @@ if(NOT ANDROID AND NOT (ORVO_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"
 endif()
 
 if(ORVO_SANITIZE)
-    # Optimising all that is checked takes gcc twice as long; reports need no more
-    # than lines. Fuzz targets run for longer than they are compiled.
-    if(NOT ORVO_FUZZERS)
-        set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g1 -DNDEBUG")
-    endif()
+    # Optimising all that is checked takes twice as long; reports need no more than lines.
+    set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g1 -DNDEBUG")
     target_compile_options(orvo-flags INTERFACE
         -fsanitize=${ORVO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(orvo-flags INTERFACE -fsanitize=${ORVO_SANITIZE})

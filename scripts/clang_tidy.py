@@ -23,7 +23,7 @@ import sys
 CLANG_TIDY = "clang-tidy-14"
 # Joined files do repeat their includes, and one's use of a name hides another's unused using.
 BY_ITSELF = ["readability-duplicate-include", "misc-unused-using-decls"]
-MOST_JOINED = 10  # so that the last ones do not leave the other processors idle
+MOST_JOINED = 16  # so that the last ones do not leave the other processors idle
 
 root = pathlib.Path(os.environ["PWD"])  # as CMake has it, also behind a link
 

@@ -1,11 +1,12 @@
 // The exported functions.
 #include "feature/orvo.h"
 
-#include "feature/log_tag.h"
 #include "feature/orvo_feature.h"
 #include "platform/log.h"
 
 namespace {
+
+constexpr char kLogTag[] = "TAVO-ORVO";
 
 std::int32_t dispatchSet(int op, std::string& appName, void* msg) {
     OrvoFeature& feature = OrvoFeature::getInstance();

@@ -5,11 +5,14 @@
 #include <exception>
 #include <vector>
 
-#include "feature/log_tag.h"
 #include "feature/orvo.h"
 #include "learner/fd_info.h"
 #include "platform/int32_arithmetic.h"
 #include "platform/log.h"
+
+namespace {
+constexpr char kLogTag[] = "TAVO-ORVO";
+}  // namespace
 
 OrvoFeature& OrvoFeature::getInstance() {
     static OrvoFeature mOrvo;

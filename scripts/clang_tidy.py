@@ -39,11 +39,16 @@ def clang_tidy(database, file, checks):
     return errors
 
 
+def top_folder(command):
+    return pathlib.Path(command["file"]).relative_to(root).parts[0]
+
+
 def unit_of(command):
     """Equal for files that may be joined: of one target and folder, with the same macros."""
     words = shlex.split(command["command"])
     macros = tuple(word for word in words if word.startswith("-D"))
-    return os.path.dirname(words[words.index("-o") + 1]), macros
+    alone = command["file"] if top_folder(command) == "feature" else ""  # each has its log tag
+    return os.path.dirname(words[words.index("-o") + 1]), macros, alone
 
 
 class JoinedFile:
@@ -76,7 +81,7 @@ def join_by_folder(commands, folder):
         groups[unit_of(command)].append(command)
     joined = []
     for group in groups.values():
-        top = pathlib.Path(group[0]["file"]).relative_to(root).parts[0]
+        top = top_folder(group[0])
         (folder / top).mkdir(parents=True, exist_ok=True)
         if (root / top / ".clang-tidy").exists():
             shutil.copy(root / top / ".clang-tidy", folder / top)

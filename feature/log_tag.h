@@ -1,4 +1,0 @@
-// The log tag of the feature's source units.
-#pragma once
-
-constexpr char kLogTag[] = "TAVO-ORVO";

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/stat.h>
 
 #include "host/process/joined_command.h"
 #include "host/state/package_lock.h"
@@ -26,6 +27,10 @@ protected:
     static bool hasTold(const Program& watch) {
         return eventually([&] { return watch.out().find('\n') != std::string::npos; });
     }
+    bool hasLogged(const std::string& text) const {
+        const std::string log = mState + "/orvo.log";
+        return eventually([&] { return contentOf(log).find(text) != std::string::npos; });
+    }
 };
 
 TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInOrder) {
@@ -39,12 +44,20 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
     EXPECT_THAT(mErr, HasSubstr("watches this state folder already"));
     EXPECT_EQ(host({"join", "--", "/bin/sh", "-c", "exit 7"}), 7);
 
-    // The launch is in a child of what joined, and grows on behind the window, also where
-    // a busy machine sees it a second late.
+    // The launch is in a child of what joined. It grows as the window begins, wherever a
+    // busy machine lets that begin, and once more behind its end.
+    const std::string gate = mFolder / "gate";
+    ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
+    std::fstream opened(gate);
     const std::string launch =
-        "(exec -a " + mPackage + " " + ORVO_SAMPLE_APP + " --steps 8 --step-ms 300)";
+        "(exec -a " + mPackage + " /bin/bash -c 'exec < " + gate +
+        "; read; printf -v a %04000000d; read; printf -v b %08000000d; read')";
     Program app(hostWords(
         {"join", "--", "/bin/bash", "-c", "trap 'kill $!' TERM; " + launch + " & wait; wait"}));
+    ASSERT_TRUE(hasLogged("Starting collection"));
+    opened << std::endl;
+    ASSERT_TRUE(hasLogged("Learned Launch Endpoint for " + mPackage));
+    opened << std::endl;
     ASSERT_TRUE(hasTold(watch)) << watch.err();
     EXPECT_EQ(host({"watch", "--cost"}), 0) << mErr;
     EXPECT_THAT(mOut, ContainsRegex("process [0-9]+: [0-9.]+ % of a core"));
@@ -59,9 +72,7 @@ TEST_F(WatchTest, LaunchesFromOutsideAreLearnedByTheirRulesUntilTermShutsDownInO
     taken.wait();
 
     Program last(hostWords({"join", mPackage + ".last", "--", ORVO_SAMPLE_APP}));
-    const std::string begun = "Start Learning appName:" + mPackage + ".last";
-    ASSERT_TRUE(eventually(
-        [&] { return contentOf(mState + "/orvo.log").find(begun) != std::string::npos; }));
+    ASSERT_TRUE(hasLogged("Start Learning appName:" + mPackage + ".last"));
     watch.signal(SIGTERM);
     EXPECT_EQ(watch.wait(), 0);
     app.signal(SIGTERM);

@@ -10,14 +10,20 @@ CREATE TABLE learned (
   second_opinion_error_ms, generation, label);
 .import --csv "|cat fleet/*.csv" learned
 
-WITH ranked AS (
-  SELECT package, final_endpoint_ms AS final_ms,
-         row_number() OVER (PARTITION BY package ORDER BY final_endpoint_ms) AS rank,
-         count(*) OVER (PARTITION BY package) AS devices
+-- Equal endpoints are counted first, so that what is ranked is small.
+WITH counted AS (
+  SELECT package, final_endpoint_ms AS final_ms, count(*) AS equal
   FROM learned WHERE schema_version = 1 AND final_endpoint_ms <> ''
+  GROUP BY package, final_endpoint_ms
+), ranked AS (
+  SELECT package, final_ms,
+         sum(equal) OVER (PARTITION BY package ORDER BY final_ms) AS rank,
+         sum(equal) OVER (PARTITION BY package) AS devices
+  FROM counted
 )
 SELECT package, devices,
-       avg(final_ms) FILTER (WHERE rank IN ((devices + 1) / 2, (devices + 2) / 2)) AS median_ms,
+       (min(final_ms) FILTER (WHERE 2 * rank >= devices)
+         + min(final_ms) FILTER (WHERE 2 * rank > devices)) / 2.0 AS median_ms,
        min(final_ms) AS smallest_ms,
        max(final_ms) AS largest_ms,
        min(final_ms) FILTER (WHERE 4 * rank >= 3 * devices)

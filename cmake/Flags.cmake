@@ -17,6 +17,10 @@ if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
 endif()
 
+# gcc collects garbage from 128 MB on, and finds next to none: from 1 GB on, large files
+# compile a tenth faster.
+add_compile_options($<$<CXX_COMPILER_ID:GNU>:--param=ggc-min-heapsize=1000000>)
+
 add_library(orvo-headers INTERFACE)
 target_include_directories(orvo-headers INTERFACE ${PROJECT_SOURCE_DIR})
 # Changes the types of members, so whoever includes the headers must agree.

@@ -19,7 +19,8 @@ struct ProcessLook {
 };
 
 /// Takes the text of a /proc/PID/status file apart, all but the name; nothing
-/// when it is cut off, and for a process that has exited, which has no memory.
+/// when it is cut off, and for a process whose first thread has ended, which shows no
+/// memory.
 std::optional<ProcessLook> parseProcessStatus(std::string_view text);
 
 /// Those of the processes that are still there. Throws HostError when the host

@@ -28,23 +28,26 @@ std::set<pid_t> numbersIn(const std::string& folder) {
 
 namespace {
 
-// From the parent, the 4th, to the moment of the start, the 22nd.
+// From the parent, the 4th, to the number of threads, the 20th, and the moment of
+// the start, the 22nd.
+constexpr int kFieldsToThreads = 16;
 constexpr int kFieldsToStart = 18;
 
 // For one update, which ends even with a program that keeps detaching. A look
 // takes about a millisecond.
 constexpr int kMostLooks = 100;
 
-std::uint64_t startTicksFrom(const char* parent, const char* end) {
+// The number so many fields behind the parent, or 0.
+std::uint64_t numberBehind(const char* parent, const char* end, int fields) {
     const char* field = parent;
-    for (int i = 0; i < kFieldsToStart; ++i) {
+    for (int i = 0; i < fields; ++i) {
         field = std::find(field, end, ' ');
         if (field == end) return 0;
         ++field;
     }
-    std::uint64_t ticks = 0;
-    std::from_chars(field, end, ticks);
-    return ticks;
+    std::uint64_t number = 0;
+    std::from_chars(field, end, number);
+    return number;
 }
 
 void keepOnly(std::set<pid_t>& processes, const std::set<pid_t>& present) {
@@ -62,10 +65,10 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text) {
     ProcessStat stat;
     stat.state = text[nameEnd + 2];
     const char* const parent = text.data() + nameEnd + 4;
-    if (std::from_chars(parent, text.data() + text.size(), stat.parent).ec != std::errc()) {
-        return std::nullopt;
-    }
-    stat.startTicks = startTicksFrom(parent, text.data() + text.size());
+    const char* const end = text.data() + text.size();
+    if (std::from_chars(parent, end, stat.parent).ec != std::errc()) return std::nullopt;
+    stat.threads = numberBehind(parent, end, kFieldsToThreads);
+    stat.startTicks = numberBehind(parent, end, kFieldsToStart);
     return stat;
 }
 

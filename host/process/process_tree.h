@@ -16,9 +16,14 @@ namespace host {
 struct ProcessStat {
     char state = '?';
     pid_t parent = 0;
+    std::uint64_t threads = 0;     ///< the first one included; 0 when cut off
     std::uint64_t startTicks = 0;  ///< clock ticks from boot to start; 0 when cut off
 
-    bool hasExited() const { return state == 'Z' || state == 'X'; }
+    /// Not while another thread runs on: the first one is a zombie from its own end on.
+    bool hasExited() const { return !isReadable() && threads <= 1; }
+
+    /// Its name and memory go with its first thread, even while others run on.
+    bool isReadable() const { return state != 'Z' && state != 'X'; }
 };
 
 /// Takes the text of a /proc/PID/stat file apart; nothing when it is cut off.

@@ -43,7 +43,7 @@ pid_t readProcessOf(pid_t task) {
 
 bool AppProcess::isAlive() const {
     const std::optional<ProcessStat> stat = readProcessStat(pid);
-    return stat && stat->startTicks == startTicks && !stat->hasExited();
+    return stat && stat->startTicks == startTicks && stat->isReadable();
 }
 
 AppScan::AppScan() {

@@ -19,6 +19,7 @@ struct AppProcess {
     pid_t pid = 0;
     std::uint64_t startTicks = 0;
 
+    /// As far as the library can tell, which reads its name and memory.
     bool isAlive() const;
 };
 

@@ -7,6 +7,10 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
 
 #include "host/base/interruption.h"
 #include "host/base/new_files.h"
@@ -165,6 +169,28 @@ TEST_F(ProcessTreeTest, DescendantsAreFoundWithTheirThreadsUntilTheyEnd) {
         tree.update();
         return tree.processes().empty();
     })) << "a zombie has exited";
+}
+
+// It is a zombie all the same, and its threads would be left running.
+TEST_F(ProcessTreeTest, ProcessWhoseFirstThreadEndedLivesAsLongAsItsOthers) {
+    ProcessTree tree;
+    const pid_t child = fork();
+    if (child == 0) {
+        std::thread(pause).detach();
+        syscall(SYS_exit, 0);  // this thread's end alone
+    }
+    ASSERT_GT(child, 0);
+    EXPECT_TRUE(eventually([&] { return readProcessStat(child)->state == 'Z'; }));
+    tree.update();
+    EXPECT_THAT(tree.processes(), UnorderedElementsAre(child));
+    EXPECT_FALSE((AppProcess{"", child, readProcessStat(child)->startTicks}.isAlive()))
+        << "the library sees no more of it";
+    kill(child, SIGKILL);
+    EXPECT_TRUE(eventually([&] {
+        tree.update();
+        return tree.processes().empty();
+    }));
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
 }
 
 // Nor what they start and leave to us.

@@ -4,9 +4,9 @@
 
 All files are checked folder by folder: most of the time goes into the headers that
 the files of a folder share. Joined text is checked rather than a file that includes
-them, because the static analyzer looks at main files only. Before that each is read
-by itself, which tells what it forgot to include. With PATH-REGEX (from the project's
-root) every check reads each matching file by itself.
+them, because the static analyzer looks at main files only. Before that each file that is
+joined with others is read by itself, which tells what it forgot to include. With
+PATH-REGEX (from the project's root) every check reads each matching file by itself.
 """
 import bisect
 import collections
@@ -74,7 +74,8 @@ class JoinedFile:
 
 
 def join_by_folder(commands, folder):
-    """Writes the joined files, each below its sources' configuration, and their database."""
+    """Writes the joined files, each below its sources' configuration, and a database of
+    them and of `commands`."""
     shutil.rmtree(folder, ignore_errors=True)
     groups = collections.defaultdict(list)
     for command in commands:
@@ -88,8 +89,22 @@ def join_by_folder(commands, folder):
         for first in range(0, len(group), MOST_JOINED):
             path = folder / top / f"joined-{len(joined)}.cpp"
             joined.append(JoinedFile(path, group[first:first + MOST_JOINED]))
-    (folder / "compile_commands.json").write_text(json.dumps([j.command for j in joined]))
+    database = [j.command for j in joined] + commands
+    (folder / "compile_commands.json").write_text(json.dumps(database))
     return joined
+
+
+def check_joined(pool, commands, folder):
+    """Findings, in the order of their files."""
+    joined = join_by_folder(commands, folder)
+    joined.sort(key=lambda j: len(j.sources), reverse=True)
+    by_itself = ",".join(["-*", *BY_ITSELF])
+    not_joined = ",".join(f"-{check}" for check in BY_ITSELF)
+    several = sorted({source for j in joined for source in j.sources if len(j.sources) > 1})
+    found = list(pool.map(lambda file: clang_tidy(folder, file, by_itself), several))
+    found += pool.map(lambda j: j.in_sources(clang_tidy(
+        folder, j.path, not_joined if len(j.sources) > 1 else "")), joined)
+    return found
 
 
 def main():
@@ -99,20 +114,15 @@ def main():
                 if wanted.match(c["file"])]
     if not commands:
         sys.exit(f"lint: no compiled file of {wanted.pattern}")
-    # A source of several targets once, unless its macros differ.
-    commands = list({(c["file"], unit_of(c)[1]): c for c in commands}.values())
+    # A source of several targets once for each locking, which alone selects code.
+    commands = list({(c["file"], "-DORVO_HARDENED_LOCKING" in c["command"]): c
+                     for c in commands}.values())
     files = sorted({c["file"] for c in commands})
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         if len(sys.argv) > 2:
             found = list(pool.map(lambda file: clang_tidy(build, file, ""), files))
         else:
-            checks = ",".join(["-*", *BY_ITSELF])
-            found = list(pool.map(lambda file: clang_tidy(build, file, checks), files))
-            joined = join_by_folder(commands, build / "joined")
-            joined.sort(key=lambda j: len(j.sources), reverse=True)
-            checks = ",".join(f"-{check}" for check in BY_ITSELF)
-            found += pool.map(
-                lambda j: j.in_sources(clang_tidy(build / "joined", j.path, checks)), joined)
+            found = check_joined(pool, commands, build / "joined")
     print("".join(found), end="")
     print(f"lint: {len(files)} files, {'FINDINGS' if any(found) else 'no finding'}")
     sys.exit(any(found))

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <csignal>
 #include <random>
+#include <stdexcept>
 #include <sys/wait.h>
 #include <thread>
 
@@ -132,6 +133,7 @@ protected:
         host::Pipe pipe;
         const pid_t child = fork();
         if (child == 0) host(pipe.writeEnd.get());
+        if (child < 0) throw std::runtime_error("cannot fork");  // kill(-1) ends everything
         pipe.writeEnd.reset();
         std::this_thread::sleep_for(life);
         kill(child, SIGKILL);

@@ -1,15 +1,18 @@
 // orvo-bench: measures the library beside what bounds it and what would be used
 // instead, and prints one table.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <android/log.h>
 #include <benchmark/benchmark.h>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <unistd.h>
 #include <vector>
 
 #include "bench/topics.h"
+#include "host/base/exit_code.h"
+#include "host/base/options.h"
+#include "host/base/printable.h"
 #include "host/dump/analysis.h"
 #include "platform/tavo_log.h"
 
@@ -58,22 +61,26 @@ int measure(const std::vector<std::string>& wanted, const Effort& effort) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-    CLI::App app("Measures the library; scripts/bench runs it where the fixed paths exist.");
+    host::Program program(
+        "orvo-bench", "Measures the library; scripts/bench runs it where the fixed paths exist.");
     Effort effort;
     std::vector<std::string> wanted;
     std::vector<std::string> names;
     for (const Topic& topic : kTopics)
         names.emplace_back(topic.name);
-    app.add_option("--rounds", effort.rounds, "Interleaved rounds")->check(CLI::Range(1, 1000));
-    app.add_option("--min-seconds", effort.minSeconds, "Seconds of one round of one benchmark")
-        ->check(CLI::Range(0.0001, 60.0));
-    app.add_option("TOPIC", wanted, "What to measure; all without one")
-        ->check(CLI::IsMember(names));
-    CLI11_PARSE(app, argc, argv);
+    program.option("--rounds", effort.rounds, "Interleaved rounds").from(1, 1000);
+    program.option("--min-seconds", effort.minSeconds, "Seconds of one round of one benchmark")
+        .from(0.0001, 60.0);
+    program.option("TOPIC", wanted, "What to measure; all without one").isOneOf(names);
+    const std::optional<int> answered = program.parseWithoutCommand({argv, argv + argc});
+    if (answered) return *answered;
     initialiseBenchmark(argv[0]);
     const int code = measure(wanted, effort);
     std::fflush(nullptr);
     _exit(code);  // the learning thread's handle stays joinable
+} catch (const host::HostError& error) {
+    std::fprintf(stderr, "orvo-bench: %s\n", host::printable(error.what()).c_str());
+    return error.code();
 } catch (const std::exception& e) {
     std::fprintf(stderr, "%s: %s\n", argv[0], e.what());
     return 3;

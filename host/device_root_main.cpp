@@ -1,12 +1,11 @@
 // orvo-device-root: runs a command where the library finds a device's paths.
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <unistd.h>
 
-#include "host/base/arguments.h"
 #include "host/base/exit_code.h"
+#include "host/base/options.h"
 #include "host/base/printable.h"
 #include "host/base/standard_streams.h"
 #include "host/base/version.h"
@@ -17,7 +16,7 @@
 namespace host {
 namespace {
 
-struct Options {
+struct RootArguments {
     std::string stateFolder;
     bool realCpuset = false;
 };
@@ -28,45 +27,46 @@ struct Options {
     throw HostError(kCannotRun, "cannot run " + file + ": " + std::strerror(errno));
 }
 
-int runCommand(const Options& options, const std::vector<std::string>& command,
-               const std::vector<std::string>& program) {
+int runCommand(const RootArguments& given, const std::vector<std::string>& command,
+               const std::vector<std::string>& argv) {
     if (command.empty()) {
         throw HostError(kUsage, "COMMAND is missing: orvo-device-root [OPTIONS] -- COMMAND...");
     }
     if (hasArrivedInDeviceRoot()) becomeCommand(command);
     findProgram(command.front());  // fails out here in plain words
     DeviceRootOptions root;
-    root.realCpuset = options.realCpuset;
-    if (!options.stateFolder.empty()) {
-        const StateFolder state(options.stateFolder);
+    root.realCpuset = given.realCpuset;
+    if (!given.stateFolder.empty()) {
+        const StateFolder state(given.stateFolder);
         state.create();
         root.dumpFolder = state.dumps();
     }
-    return runInDeviceRoot(root, program);
+    return runInDeviceRoot(root, argv);
 }
 
-void describe(CLI::App& app, Options& options) {
-    app.footer("Give COMMAND after --; its exit code is passed on.\n\n" +
-               std::string(kExitCodeHelp));
-    app.set_version_flag("--version", versionOf("orvo-device-root"));
-    app.add_option("--state", options.stateFolder,
-                   "Keep what is written to /data/vendor/lm in DIR/dumps")
-        ->type_name("DIR");
-    app.add_flag("--real-cpuset", options.realCpuset,
+void describe(Program& program, RootArguments& given) {
+    program.setFooter("Give COMMAND after --; its exit code is passed on.\n\n" +
+                      std::string(kExitCodeHelp));
+    program.setVersion([] { return versionOf("orvo-device-root"); });
+    program
+        .option("--state", given.stateFolder,
+                "Keep what is written to /data/vendor/lm in DIR/dumps")
+        .named("DIR");
+    program.flag("--real-cpuset", given.realCpuset,
                  "Show the kernel's own cpusets (root, cgroup version 1)");
 }
 
-int run(const std::vector<std::string>& program) {
+int run(const std::vector<std::string>& argv) {
     arriveInDeviceRoot();
-    const Arguments arguments(program);
-    Options options;
-    CLI::App app(
+    const Arguments arguments(argv);
+    RootArguments given;
+    Program program(
+        "orvo-device-root",
         "Runs COMMAND in a private root: the machine's own file system with a device's\n"
-        "/dev/cpuset/top-app/tasks and /data/vendor/lm added.",
-        "orvo-device-root");
-    describe(app, options);
-    const std::optional<int> answered = parse(app, arguments);
-    return answered ? *answered : runCommand(options, arguments.command, program);
+        "/dev/cpuset/top-app/tasks and /data/vendor/lm added.");
+    describe(program, given);
+    const std::optional<int> answered = program.parse(arguments);
+    return answered ? *answered : runCommand(given, arguments.command, argv);
 }
 
 }  // namespace

@@ -1,13 +1,8 @@
 // The programs' arguments: our own ones apart from those of a command.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
-
-namespace CLI {
-class App;
-}
 
 namespace host {
 
@@ -21,9 +16,5 @@ struct Arguments {
     std::vector<std::string> command;
     bool hasCommand = false;  ///< whether there is a "--"
 };
-
-/// Parses `own` into what `app` describes. Returns an exit code when the answer
-/// (help, version) has been printed. Throws HostError, kUsage.
-std::optional<int> parse(CLI::App& app, const Arguments& arguments);
 
 }  // namespace host

@@ -1,18 +1,19 @@
 // orvo-sample-app: a program whose true settling time is known. It grows and
 // settles on a schedule, prints when it did, and stays until it is ended.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <optional>
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <vector>
 
 #include "host/base/exit_code.h"
+#include "host/base/options.h"
 #include "host/base/printable.h"
 
 namespace {
@@ -152,21 +153,21 @@ private:
     bool mIsNoisy = false;
 };
 
-void describe(CLI::App& app, Schedule& schedule) {
-    const auto amount = CLI::Range(0, 1 << 20);
-    app.add_option("--base-kb", schedule.baseKb, "Memory at the start")->check(amount);
-    app.add_option("--steps", schedule.steps, "Number of growth steps")->check(amount);
-    app.add_option("--step-kb", schedule.stepKb, "Growth of one step")->check(amount);
-    app.add_option("--step-ms", schedule.stepMs, "Time between steps")->check(amount);
-    app.add_option("--noise-kb", schedule.noiseKb, "Memory that comes and goes all the time")
-        ->check(amount);
-    app.add_option("--drop-kb", schedule.dropKb, "Memory given back after the last step")
-        ->check(amount);
-    app.add_option("--children", schedule.children, "Processes to start")->check(CLI::Range(0, 99));
-    app.add_flag("--detached", schedule.detached, "Children leave the process group");
-    app.add_flag("--ignore-term", schedule.ignoresTerm, "Ignore TERM, children included");
-    app.add_option("--exit-after-ms", schedule.exitAfterMs, "Leave early")->check(amount);
-    app.add_option("--truth", schedule.truthFile,
+void describe(host::Program& program, Schedule& schedule) {
+    constexpr int kMost = 1 << 20;
+    program.option("--base-kb", schedule.baseKb, "Memory at the start").from(0, kMost);
+    program.option("--steps", schedule.steps, "Number of growth steps").from(0, kMost);
+    program.option("--step-kb", schedule.stepKb, "Growth of one step").from(0, kMost);
+    program.option("--step-ms", schedule.stepMs, "Time between steps").from(0, kMost);
+    program.option("--noise-kb", schedule.noiseKb, "Memory that comes and goes all the time")
+        .from(0, kMost);
+    program.option("--drop-kb", schedule.dropKb, "Memory given back after the last step")
+        .from(0, kMost);
+    program.option("--children", schedule.children, "Processes to start").from(0, 99);
+    program.flag("--detached", schedule.detached, "Children leave the process group");
+    program.flag("--ignore-term", schedule.ignoresTerm, "Ignore TERM, children included");
+    program.option("--exit-after-ms", schedule.exitAfterMs, "Leave early").from(0, kMost);
+    program.option("--truth", schedule.truthFile,
                    "File to append the true settling time to, in ms since the launch, one line a\n"
                    "run (default: standard output)");
 }
@@ -176,16 +177,15 @@ void describe(CLI::App& app, Schedule& schedule) {
 // NOLINTNEXTLINE(bugprone-exception-escape): an app that fails is one that ends.
 int main(int argc, char** argv) {
     Schedule schedule;
-    CLI::App app("Grows, settles at a known time, and stays until it is ended.", "orvo-sample-app");
-    describe(app, schedule);
+    host::Program program("orvo-sample-app",
+                          "Grows, settles at a known time, and stays until it is ended.");
+    describe(program, schedule);
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success& answer) {
-        return app.exit(answer);
-    } catch (const CLI::ParseError& error) {
-        std::fprintf(stderr, "orvo-sample-app: %s; see orvo-sample-app --help\n",
-                     host::printable(error.what()).c_str());
-        return host::kUsage;
+        const std::optional<int> answered = program.parseWithoutCommand({argv, argv + argc});
+        if (answered) return *answered;
+    } catch (const host::HostError& error) {
+        std::fprintf(stderr, "orvo-sample-app: %s\n", host::printable(error.what()).c_str());
+        return error.code();
     }
     if (schedule.ignoresTerm) std::signal(SIGTERM, SIG_IGN);
     App(schedule).run();

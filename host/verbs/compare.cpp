@@ -42,9 +42,9 @@ int compareFiles(const CompareArguments& arguments, const Invocation& invocation
 
 }  // namespace
 
-void addCompareVerb(CLI::App& app, Invocation& invocation) {
+void addCompareVerb(Program& program, Invocation& invocation) {
     const auto arguments = std::make_shared<CompareArguments>();
-    Verb verb(app, invocation, "compare", "Tell whether a newer measurement is slower",
+    Verb verb(program, invocation, "compare", "Tell whether a newer measurement is slower",
               "OLD.json NEW.json|BOTH.json [OPTIONS]");
     verb.option("OLD", arguments->older,
                 "The older measurement's file, or one of measure --against with both")

@@ -72,8 +72,8 @@ int doctor(const Invocation& invocation) {
 
 }  // namespace
 
-void addDoctorVerb(CLI::App& app, Invocation& invocation) {
-    Verb verb(app, invocation, "doctor",
+void addDoctorVerb(Program& program, Invocation& invocation) {
+    Verb verb(program, invocation, "doctor",
               "Check what the runs need, one line each with the remedy; 0 when all is well",
               "[OPTIONS]");
     verb.runs([&invocation] { return doctor(invocation); });

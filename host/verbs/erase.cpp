@@ -37,9 +37,9 @@ int erase(const std::string& package, const Invocation& invocation) {
 
 }  // namespace
 
-void addEraseVerb(CLI::App& app, Invocation& invocation) {
+void addEraseVerb(Program& program, Invocation& invocation) {
     const auto package = std::make_shared<std::string>();
-    Verb verb(app, invocation, "erase",
+    Verb verb(program, invocation, "erase",
               "Forget everything learned of PACKAGE; its next generation begins", "PACKAGE");
     verb.option("PACKAGE", *package, "The package to forget").isRequired();
     verb.runs([package, &invocation] { return erase(*package, invocation); });

@@ -56,9 +56,9 @@ int explain(const ExplainArguments& arguments, const Invocation& invocation) {
 
 }  // namespace
 
-void addExplainVerb(CLI::App& app, Invocation& invocation) {
+void addExplainVerb(Program& program, Invocation& invocation) {
     const auto arguments = std::make_shared<ExplainArguments>();
-    Verb verb(app, invocation, "explain", "Tell why a recorded launch ended where it did",
+    Verb verb(program, invocation, "explain", "Tell why a recorded launch ended where it did",
               "PACKAGE|FILE.csv [OPTIONS]");
     verb.option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
         .isRequired();

@@ -64,9 +64,9 @@ int exportLaunches(const ExportArguments& arguments, const Invocation& invocatio
 
 }  // namespace
 
-void addExportVerb(CLI::App& app, Invocation& invocation) {
+void addExportVerb(Program& program, Invocation& invocation) {
     const auto arguments = std::make_shared<ExportArguments>();
-    Verb verb(app, invocation, "export", "Hand recorded launches on to other tools",
+    Verb verb(program, invocation, "export", "Hand recorded launches on to other tools",
               "PACKAGE|FILE.csv|FILE.json --format FORMAT [OPTIONS]");
     verb.option("PACKAGE", arguments->source,
                 "A package with a dump, a dump's file, or what measure -o wrote")

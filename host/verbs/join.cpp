@@ -45,9 +45,9 @@ int join(const std::string& package, const Invocation& invocation) {
 
 }  // namespace
 
-void addJoinVerb(CLI::App& app, Invocation& invocation) {
+void addJoinVerb(Program& program, Invocation& invocation) {
     const auto package = std::make_shared<std::string>();
-    Verb verb(app, invocation, "join",
+    Verb verb(program, invocation, "join",
               "Run COMMAND, and what it starts, in the task list of the orvo-host that\n"
               "watches the same state folder; it goes on when that ends",
               "[PACKAGE] [OPTIONS] -- COMMAND [ARG...]");

@@ -147,10 +147,10 @@ int learn(LearnArguments& arguments, const Invocation& invocation) {
 
 }  // namespace
 
-void addLearnVerb(CLI::App& app, Invocation& invocation) {
+void addLearnVerb(Program& program, Invocation& invocation) {
     const auto arguments = std::make_shared<LearnArguments>();
     LearnOptions& options = arguments->options;
-    Verb verb(app, invocation, "learn",
+    Verb verb(program, invocation, "learn",
               "Launch COMMAND as PACKAGE and learn how long it takes to settle",
               "PACKAGE [OPTIONS] -- COMMAND [ARG...]");
     verb.option("PACKAGE", arguments->launch.settings.package,

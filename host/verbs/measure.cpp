@@ -195,9 +195,9 @@ void addPlanOptions(Verb& verb, MeasureArguments& arguments) {
 
 }  // namespace
 
-void addMeasureVerb(CLI::App& app, Invocation& invocation) {
+void addMeasureVerb(Program& program, Invocation& invocation) {
     const auto arguments = std::make_shared<MeasureArguments>();
-    Verb verb(app, invocation, "measure",
+    Verb verb(program, invocation, "measure",
               "Launch COMMAND again and again and tell how long it takes to settle, "
               "without learning",
               "NAME [OPTIONS] -- COMMAND [ARG...]");

@@ -116,16 +116,16 @@ int plot(const PlotArguments& arguments, const Invocation& invocation) {
 
 }  // namespace
 
-void addPlotVerb(CLI::App& app, Invocation& invocation) {
+void addPlotVerb(Program& program, Invocation& invocation) {
     const auto arguments = std::make_shared<PlotArguments>();
-    Verb verb(app, invocation, "plot", "Draw recorded launches", "PACKAGE|FILE.csv [OPTIONS]");
+    Verb verb(program, invocation, "plot", "Draw recorded launches", "PACKAGE|FILE.csv [OPTIONS]");
     verb.option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")
         .isRequired();
     addGenerationOption(verb, arguments->generation);
-    const VerbOption all = verb.flag("--all", arguments->all,
-                                     "Lay all launches over each other, the last 100 at most");
-    VerbOption launch = verb.option("--launch", arguments->launch,
-                                    "Which launch, from 1 on (default the last with samples)");
+    const Option all = verb.flag("--all", arguments->all,
+                                 "Lay all launches over each other, the last 100 at most");
+    Option launch = verb.option("--launch", arguments->launch,
+                                "Which launch, from 1 on (default the last with samples)");
     launch.named("N").isPositive().excludes(all);
     verb.flag("--probe", arguments->probe,
               "The last probing launch, which the library was not told of")

@@ -48,9 +48,9 @@ int replay(const ReplayArguments& arguments, const Invocation& invocation) {
 
 }  // namespace
 
-void addReplayVerb(CLI::App& app, Invocation& invocation) {
+void addReplayVerb(Program& program, Invocation& invocation) {
     const auto arguments = std::make_shared<ReplayArguments>();
-    Verb verb(app, invocation, "replay",
+    Verb verb(program, invocation, "replay",
               "Analyse recorded series again and compare with what was recorded",
               "PACKAGE|FILE.csv [OPTIONS]");
     verb.option("PACKAGE", arguments->source, "A package with a dump, or a dump's file")

@@ -158,9 +158,9 @@ int report(const ReportArguments& arguments, const Invocation& invocation) {
 
 }  // namespace
 
-void addReportVerb(CLI::App& app, Invocation& invocation) {
+void addReportVerb(Program& program, Invocation& invocation) {
     const auto arguments = std::make_shared<ReportArguments>();
-    Verb verb(app, invocation, "report", "Write a page about launches, to send to a colleague",
+    Verb verb(program, invocation, "report", "Write a page about launches, to send to a colleague",
               "[PACKAGE|FILE.csv|FILE.json...] -o FILE.html [OPTIONS]");
     verb.option("PACKAGE", arguments->sources,
                 "Packages, dumps' files, or what measure -o wrote (default: all\n"

@@ -90,15 +90,15 @@ int show(const ShowArguments& arguments, const Invocation& invocation) {
 
 }  // namespace
 
-void addShowVerb(CLI::App& app, Invocation& invocation) {
+void addShowVerb(Program& program, Invocation& invocation) {
     const auto arguments = std::make_shared<ShowArguments>();
-    Verb verb(app, invocation, "show", "Show what is known of all packages, or of one",
+    Verb verb(program, invocation, "show", "Show what is known of all packages, or of one",
               "[PACKAGE] [OPTIONS]");
     verb.option("PACKAGE", arguments->package, "Only this one");
     verb.flag("--generations", arguments->generations,
               "All generations that are known, erased ones too: erase begins one,\n"
               "and learn --label does for another version");
-    const VerbOption json = verb.flag("--json", arguments->json, "Print one JSON object");
+    const Option json = verb.flag("--json", arguments->json, "Print one JSON object");
     verb.flag("--csv", arguments->csv, "Print a table of comma-separated values").excludes(json);
     verb.runs([arguments, &invocation] { return show(*arguments, invocation); });
 }

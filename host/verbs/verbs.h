@@ -13,14 +13,11 @@
 #include "host/state/generations.h"
 #include "host/state/state_folder.h"
 
-namespace CLI {
-class App;
-}
-
 namespace host {
 
 struct DumpSource;
 struct Recording;
+class Program;
 class Verb;
 
 /// How the program was called, as far as all verbs share it.
@@ -47,27 +44,24 @@ struct Invocation {
     StateFolder existingState() const;
 };
 
-/// Makes `app` the parser of orvo-host's arguments.
-void describe(CLI::App& app, Invocation& invocation);
-
 /// Parses the invocation's arguments and sets its verb. Returns an exit code when the
 /// answer (help, version) has been printed. Throws HostError, kUsage.
 std::optional<int> parse(Invocation& invocation);
 
-/// Each adds its verb to `app`. The invocation must outlive the verb.
-void addLearnVerb(CLI::App& app, Invocation& invocation);
-void addWatchVerb(CLI::App& app, Invocation& invocation);
-void addJoinVerb(CLI::App& app, Invocation& invocation);
-void addShowVerb(CLI::App& app, Invocation& invocation);
-void addEraseVerb(CLI::App& app, Invocation& invocation);
-void addDoctorVerb(CLI::App& app, Invocation& invocation);
-void addExplainVerb(CLI::App& app, Invocation& invocation);
-void addPlotVerb(CLI::App& app, Invocation& invocation);
-void addReplayVerb(CLI::App& app, Invocation& invocation);
-void addMeasureVerb(CLI::App& app, Invocation& invocation);
-void addCompareVerb(CLI::App& app, Invocation& invocation);
-void addExportVerb(CLI::App& app, Invocation& invocation);
-void addReportVerb(CLI::App& app, Invocation& invocation);
+/// Each adds its verb to `program`. The invocation must outlive the verb.
+void addLearnVerb(Program& program, Invocation& invocation);
+void addWatchVerb(Program& program, Invocation& invocation);
+void addJoinVerb(Program& program, Invocation& invocation);
+void addShowVerb(Program& program, Invocation& invocation);
+void addEraseVerb(Program& program, Invocation& invocation);
+void addDoctorVerb(Program& program, Invocation& invocation);
+void addExplainVerb(Program& program, Invocation& invocation);
+void addPlotVerb(Program& program, Invocation& invocation);
+void addReplayVerb(Program& program, Invocation& invocation);
+void addMeasureVerb(Program& program, Invocation& invocation);
+void addCompareVerb(Program& program, Invocation& invocation);
+void addExportVerb(Program& program, Invocation& invocation);
+void addReportVerb(Program& program, Invocation& invocation);
 
 /// The dump that an argument names; a package's is in the state folder, which must
 /// be there (existingState), and of its newest generation unless another is given.

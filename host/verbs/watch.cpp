@@ -120,9 +120,9 @@ int watch(WatchArguments& arguments, const Invocation& invocation) {
 
 }  // namespace
 
-void addWatchVerb(CLI::App& app, Invocation& invocation) {
+void addWatchVerb(Program& program, Invocation& invocation) {
     const auto arguments = std::make_shared<WatchArguments>();
-    Verb verb(app, invocation, "watch",
+    Verb verb(program, invocation, "watch",
               "Stay and learn every launch in the top-app task list, until "
               "TERM or INT",
               "[OPTIONS]");

@@ -64,6 +64,9 @@ protected:
         const bool hasWindow = std::count(options.begin(), options.end(), "--window") > 0;
         if (!hasWindow) options.insert(options.end(), {"--window", "short"});
         options.insert(options.end(), {"--", ORVO_SAMPLE_APP});
+        // Settles far from the window's end, so that a busy machine may be late.
+        const bool hasSteps = std::count(sampleOptions.begin(), sampleOptions.end(), "--steps") > 0;
+        if (!hasSteps) options.insert(options.end(), {"--steps", "5"});
         options.insert(options.end(), sampleOptions.begin(), sampleOptions.end());
         return options;
     }
@@ -91,7 +94,9 @@ TEST_F(LearnTest, WholeRunLearnsTheTrueSettlingTimeAndLeavesNoProcess) {
     const double meanTruthMs = std::accumulate(truth.begin(), truth.end(), 0.0) / 5;
     // It counts periods, which a busy machine stretches.
     EXPECT_NEAR(finalMs, meanTruthMs - kFirstLookMs, 180) << mOut << contentOf(mTruth);
-    EXPECT_NEAR(learned["since_start_ms"].get<double>(), meanTruthMs, 100) << mOut;
+    // Seen late there, but never early.
+    const double lateMs = learned["since_start_ms"].get<double>() - meanTruthMs;
+    EXPECT_THAT(lateMs, AllOf(testing::Gt(-100), testing::Lt(300))) << mOut;
     EXPECT_THAT(contentOf(mState + "/dumps/" + mPackage + "_vmrss.csv"), HasSubstr("VMRSS"));
 
     ASSERT_EQ(host({"show", "--json"}), 0) << mErr;

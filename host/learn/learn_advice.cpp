@@ -2,9 +2,11 @@
 #include "host/learn/learn_advice.h"
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 
 #include "host/process/package_name.h"
+#include "host/verdict/noise.h"
 #include "host/verdict/verdict_text.h"
 
 namespace host {
@@ -107,18 +109,43 @@ std::string otherProcess(const LearnReport& report) {
     return "; if another one is meant, name it with --follow NAME";
 }
 
+// Behind what the library saw, by more than its tolerance.
+bool wentOnLater(const LaunchResult& launch) {
+    if (!launch.judged || launch.judged->seen.seen == 0) return false;
+    const std::vector<std::int32_t>& memoryKb = launch.judged->seen.memoryKb;
+    const auto behind = memoryKb.begin() + static_cast<std::ptrdiff_t>(launch.judged->seen.seen);
+    const double lastKb = *(behind - 1);
+    return std::any_of(behind, memoryKb.end(),
+                       [&](double kb) { return std::abs(kb - lastKb) > lastKb * kToleranceShare; });
+}
+
+enum class Course { kRestless, kRestedFirst, kQuick };
+
+Course courseOf(const LaunchResult& undecided) {
+    if (undecided.changedWhileSampled) return Course::kRestless;
+    return wentOnLater(undecided) ? Course::kRestedFirst : Course::kQuick;
+}
+
 void adviseOnUndecided(const LearnReport& report, const AdviceContext& context, Lines& lines) {
-    const auto isUndecided = [](const LaunchResult& launch, bool changed) {
-        return launch.outcome == LaunchOutcome::kUndecided && !launch.otherGrew &&
-               launch.changedWhileSampled == changed;
+    const auto isAny = [&](Course course) {
+        return lastThat(report, [&](const LaunchResult& launch) {
+                   return launch.outcome == LaunchOutcome::kUndecided && !launch.otherGrew &&
+                          courseOf(launch) == course;
+               }) != nullptr;
     };
+    const LaunchKind kind = report.kind.value_or(LaunchKind());
     const std::string subject = "an undecided launch's process " + quoted(report.followed);
-    if (lastThat(report, [&](const LaunchResult& each) { return isUndecided(each, true); })) {
+    if (isAny(Course::kRestless)) {
         lines.push_back(subject + " still changed its memory while it was sampled; " +
-                        longerSampling(report.kind.value_or(LaunchKind()), context) +
+                        longerSampling(kind, context) + otherProcess(report));
+    }
+    if (isAny(Course::kRestedFirst)) {
+        const bool isLongest = windowOf(kind) == Window::kLong;
+        lines.push_back(subject + " rested while it was sampled, and went on after that; " +
+                        (isLongest ? "no window is longer" : longerSampling(kind, context)) +
                         otherProcess(report));
     }
-    if (lastThat(report, [&](const LaunchResult& each) { return isUndecided(each, false); })) {
+    if (isAny(Course::kQuick)) {
         lines.push_back(subject +
                         " had settled before the first look, 200 ms after the start: such a "
                         "quick one cannot be " +

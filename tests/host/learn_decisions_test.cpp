@@ -157,6 +157,16 @@ LaunchResult resultOf(LaunchOutcome outcome) {
     return result;
 }
 
+// Undecided: it rested while it was sampled and, if it does, grew behind that.
+LaunchResult restingResult(bool goesOn) {
+    RecordedLaunch recorded;
+    recorded.sampleBudget = 34;
+    recorded.series[Metric::kVmRss].assign(34, 20'000);
+    LaunchResult result = resultOf(LaunchOutcome::kUndecided);
+    result.judged.emplace(seenOf(recorded, Series(34, goesOn ? 20'300 : 20'100)));
+    return result;
+}
+
 // Stored at sample 10 while its memory went on to sample 50.
 LaunchResult doubtedResult() {
     RecordedLaunch recorded;
@@ -295,6 +305,7 @@ TEST_F(AdviceTest, EachCauseIsToldOnceAndOnlyWhereItHolds) {
         {early, early},
         {followedLeft},
         {quick, stored},
+        {restingResult(false), restingResult(true)},
         {restless, restless},
         {childGrew},
         {forkGrew},
@@ -332,6 +343,7 @@ TEST_F(AdviceTest, NamesKindAndWhatWasLearnedBeforeAreTakenIntoAccount) {
     advise({restless});
     mReport.kind = LaunchKind{2, 0};
     advise({restless});
+    advise({restingResult(true)});
     mReport.finalEndpointMs = 300;
     advise({});
     advise({stored});

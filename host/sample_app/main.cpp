@@ -26,6 +26,7 @@ struct Schedule {
     int steps = 8;
     int stepKb = 4096;
     int stepMs = 80;
+    int restMs = 0;
     int noiseKb = 0;
     int dropKb = 0;
     int children = 0;
@@ -93,7 +94,8 @@ public:
         startChildren();
         mMemory.grow(mSchedule.baseKb);
         for (int step = 1; step <= mSchedule.steps; ++step) {
-            waitUntil(static_cast<double>(step) * mSchedule.stepMs);
+            const int restMs = step == mSchedule.steps ? mSchedule.restMs : 0;
+            waitUntil(static_cast<double>(step) * mSchedule.stepMs + restMs);
             mMemory.grow(mSchedule.stepKb);
         }
         mMemory.shrink(mSchedule.dropKb);
@@ -159,6 +161,7 @@ void describe(host::Program& program, Schedule& schedule) {
     program.option("--steps", schedule.steps, "Number of growth steps").from(0, kMost);
     program.option("--step-kb", schedule.stepKb, "Growth of one step").from(0, kMost);
     program.option("--step-ms", schedule.stepMs, "Time between steps").from(0, kMost);
+    program.option("--rest-ms", schedule.restMs, "Longer time before the last step").from(0, kMost);
     program.option("--noise-kb", schedule.noiseKb, "Memory that comes and goes all the time")
         .from(0, kMost);
     program.option("--drop-kb", schedule.dropKb, "Memory given back after the last step")

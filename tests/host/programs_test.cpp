@@ -7,7 +7,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <numeric>
 #include <sstream>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -57,6 +56,11 @@ TEST(ProcessTreeTest, LaunchThatGoesOnInAChildAllTheTimeHasNotEnded) {
     }
 }
 
+double middleOf(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values.at(values.size() / 2);
+}
+
 class LearnTest : public HostTest {
 protected:
     Words learnSample(Words options, const Words& sampleOptions) const {
@@ -91,12 +95,21 @@ TEST_F(LearnTest, WholeRunLearnsTheTrueSettlingTimeAndLeavesNoProcess) {
     EXPECT_THAT(mErr, HasSubstr("Learned Launch Endpoint for " + mPackage));
     const double finalMs = learned["final_endpoint_ms"];
     const std::vector<double> truth = truthMs();
-    const double meanTruthMs = std::accumulate(truth.begin(), truth.end(), 0.0) / 5;
-    // It counts periods, which a busy machine stretches.
-    EXPECT_NEAR(finalMs, meanTruthMs - kFirstLookMs, 180) << mOut << contentOf(mTruth);
-    // Seen late there, but never early.
-    const double lateMs = learned["since_start_ms"].get<double>() - meanTruthMs;
-    EXPECT_THAT(lateMs, AllOf(testing::Gt(-100), testing::Lt(300))) << mOut;
+    ASSERT_EQ(learned["launches"].size(), truth.size());
+    double meanMs = 0;
+    std::vector<double> endpointLateMs;
+    std::vector<double> sinceStartLateMs;
+    for (std::size_t i = 0; i < truth.size(); ++i) {
+        const json& launch = learned["launches"][i];
+        const double endpointMs = launch["endpoint_ms"];
+        meanMs += endpointMs / 5;
+        endpointLateMs.push_back(endpointMs + kFirstLookMs - truth[i]);
+        sinceStartLateMs.push_back(launch["since_start_ms"].get<double>() - truth[i]);
+    }
+    EXPECT_DOUBLE_EQ(finalMs, meanMs);
+    // It counts periods, which a busy machine stretches; that may keep two launches waiting.
+    EXPECT_NEAR(middleOf(endpointLateMs), 0, 180) << mOut << contentOf(mTruth);
+    EXPECT_NEAR(middleOf(sinceStartLateMs), 0, 100) << mOut << contentOf(mTruth);
     EXPECT_THAT(contentOf(mState + "/dumps/" + mPackage + "_vmrss.csv"), HasSubstr("VMRSS"));
 
     ASSERT_EQ(host({"show", "--json"}), 0) << mErr;
@@ -144,8 +157,8 @@ TEST_F(LearnTest, GenerationThatWasCutShortIsBegunByTheNextThatHasThePackage) {
 
 // As long again behind the window as the library looked; the launch settles there.
 TEST_F(LearnTest, GrowthBehindTheWindowIsSeenDoubtedAndAFailureOnlyWhereThatIsAskedFor) {
-    // One level fills most of the window, wherever a busy machine lets that begin.
-    const Words grows{"--steps", "3", "--step-ms", "600"};
+    // A rest fills most of the window, also of one that a busy machine stretches.
+    const Words grows{"--steps", "4", "--step-ms", "100", "--rest-ms", "1200"};
     const Words once{"--launches", "1", "--json", "--strict", "--dump"};
     EXPECT_EQ(host(learnSample(once, grows)), 4) << mOut << mErr;
     const json launch = json::parse(mOut)["launches"].at(0);
@@ -165,7 +178,7 @@ TEST_F(LearnTest, WhatAScriptStartsIsLearnedUnderThePackage) {
     fs::create_symlink(ORVO_SAMPLE_APP, app);
     int launches = 0;
     std::string window;
-    for (const char* line : {"exec \"$APP\"", "\"$APP\"; true"}) {
+    for (const char* line : {"exec \"$APP\" --steps 5", "\"$APP\" --steps 5; true"}) {
         std::ofstream(script) << "#!/bin/sh\n" << line << '\n';
         ASSERT_EQ(chmod(script.c_str(), 0700), 0);
         ASSERT_EQ(host({"learn", mPackage, "--launches", "1", "--look-after", "0", "--json",
@@ -297,9 +310,9 @@ TEST_F(LearnTest, MeasuringTwoCommandsComparesThemAndTouchesNothingThatIsLearned
     const std::string file = mFolder / "r.json";
     const Words measure{"measure", mPackage, "--window", "short", "--look-after", "0", "-o", file};
     Words words = measure;
-    const std::string newer = std::string(ORVO_SAMPLE_APP) + " --truth '" + mTruth + '\'';
+    const std::string newer = std::string(ORVO_SAMPLE_APP) + " --steps 5 --truth '" + mTruth + '\'';
     words.insert(words.end(), {"--runs", "2", "--fail-if-slower", "5", "--json", "--against", newer,
-                               "--", ORVO_SAMPLE_APP, "--steps", "4"});
+                               "--", ORVO_SAMPLE_APP, "--steps", "3"});
     EXPECT_EQ(host(words), 1) << mErr;
     EXPECT_THAT(mErr, HasSubstr("too few runs for --fail-if-slower"));
     const std::string results = mOut.substr(0, mOut.find('\n') + 1);
@@ -381,7 +394,7 @@ TEST_F(LearnTest, DeviceRootHasTheTwoPathsAndPassesCodesOn) {
     // A host inside stays inside, and leaves no task of its launch in the list.
     const std::string script = std::string(ORVO_HOST) + " learn " + mPackage +
                                " --launches 1 --window short --state " + mState + " -- " +
-                               ORVO_SAMPLE_APP + "; cat /dev/cpuset/top-app/tasks";
+                               ORVO_SAMPLE_APP + " --steps 5; cat /dev/cpuset/top-app/tasks";
     Program nested({ORVO_DEVICE_ROOT_PROGRAM, "--", "sh", "-c", script});
     EXPECT_EQ(nested.wait(), 0) << nested.err();
     EXPECT_THAT(nested.out(), AllOf(HasSubstr("1 of 5"), testing::EndsWith(")\n")));
